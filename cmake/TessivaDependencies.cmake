@@ -1,0 +1,22 @@
+# Third-party libraries, found the same way on Debian and Homebrew.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(nlohmann_json 3.10 REQUIRED)
+find_package(fmt REQUIRED)
+find_package(CLI11 REQUIRED)
+
+find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
+add_library(tessiva_asio INTERFACE)
+target_include_directories(tessiva_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
+target_compile_definitions(tessiva_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+target_link_libraries(tessiva_asio INTERFACE Threads::Threads)
+
+pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc)
+
+if(TESSIVA_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(TESSIVA_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "runtime/Status.h"
+
+namespace tessiva {
+
+// Replaces `target` with `contents` so that a crash at any moment leaves either the old file or
+// the new one: temporary file in the same folder, write, flush to the disk, rename over the
+// target, flush the folder. Missing parent folders are created.
+Status writeFileAtomically(const std::filesystem::path& target, std::string_view contents);
+
+// Reads a whole file. On failure returns nullopt and, when given, sets `error`.
+std::optional<std::string> readWholeFile(const std::filesystem::path& path,
+                                         std::string* error = nullptr);
+
+}  // namespace tessiva

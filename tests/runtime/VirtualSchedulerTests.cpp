@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "runtime/RepeatingTimer.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+TEST(VirtualScheduler, RunsDueWorkInTimeOrderWithTiesInSchedulingOrder) {
+    VirtualScheduler scheduler;
+    auto serial = scheduler.makeSerialQueue("tessiva.test");
+    std::vector<std::string> ran;
+    scheduler.mainQueue().postAfter(0.5, [&] { ran.push_back("main 0.5 a"); });
+    serial->postAfter(0.2, [&] { ran.push_back("serial 0.2"); });
+    serial->postAfter(0.5, [&] { ran.push_back("serial 0.5 b"); });
+    scheduler.mainQueue().postAfter(0.5, [&] { ran.push_back("main 0.5 c"); });
+    scheduler.mainQueue().post([&] { ran.push_back("main now"); });
+
+    EXPECT_EQ(scheduler.advance(0.49), 2u);
+    EXPECT_EQ(ran, (std::vector<std::string>{"main now", "serial 0.2"}));
+    EXPECT_EQ(scheduler.advance(0.01), 3u);
+    EXPECT_EQ(ran, (std::vector<std::string>{"main now", "serial 0.2", "main 0.5 a", "serial 0.5 b",
+                                             "main 0.5 c"}));
+}
+
+TEST(VirtualScheduler, ClockStandsAtDueTimeWhileWorkRunsAndChainedWorkRunsInTheSameAdvance) {
+    VirtualScheduler scheduler(100.0);
+    std::vector<double> times;
+    scheduler.mainQueue().postAfter(1.0, [&] {
+        times.push_back(scheduler.now());
+        // Scheduled by due work: due at 101.5, still inside the advance window.
+        scheduler.mainQueue().postAfter(0.5, [&] { times.push_back(scheduler.now()); });
+        // Due at 103: outside the window.
+        scheduler.mainQueue().postAfter(2.0, [&] { times.push_back(scheduler.now()); });
+    });
+    scheduler.advance(2.0);
+    EXPECT_EQ(times, (std::vector<double>{101.0, 101.5}));
+    EXPECT_DOUBLE_EQ(scheduler.now(), 102.0);
+    EXPECT_EQ(scheduler.pendingCount(), 1u);
+    scheduler.advance(1.0);
+    EXPECT_EQ(times.back(), 103.0);
+}
+
+TEST(VirtualScheduler, CancelledWorkNeverRunsAndCancelAfterRunIsHarmless) {
+    VirtualScheduler scheduler;
+    int runs = 0;
+    WorkItem cancelled = scheduler.mainQueue().postAfter(1.0, [&] { ++runs; });
+    WorkItem kept = scheduler.mainQueue().postAfter(1.0, [&] { ++runs; });
+    EXPECT_TRUE(cancelled.isPending());
+    cancelled.cancel();
+    EXPECT_FALSE(cancelled.isPending());
+    EXPECT_EQ(scheduler.pendingCount(), 1u);
+    scheduler.advance(5.0);
+    EXPECT_EQ(runs, 1);
+    EXPECT_FALSE(kept.isPending());
+    kept.cancel();  // already ran: nothing happens
+    EXPECT_EQ(runs, 1);
+
+    // A newer arm cancelling the older one, as debounced work does.
+    WorkItem debounce;
+    int fired = 0;
+    for (int i = 0; i < 3; ++i) {
+        debounce.cancel();
+        debounce = scheduler.mainQueue().postAfter(1.0, [&] { ++fired; });
+        scheduler.advance(0.5);
+    }
+    // The last arm was 0.5 s ago.
+    scheduler.advance(0.49);
+    EXPECT_EQ(fired, 0);
+    scheduler.advance(0.01);
+    EXPECT_EQ(fired, 1);
+}
+
+TEST(VirtualScheduler, QueuesKnowWhenTheyAreCurrent) {
+    VirtualScheduler scheduler;
+    auto serial = scheduler.makeSerialQueue("tessiva.logic.selection");
+    EXPECT_TRUE(scheduler.mainQueue().isCurrent());  // the test thread plays the main thread
+    EXPECT_FALSE(serial->isCurrent());
+    bool serialSeesItself = false;
+    bool serialSeesMain = true;
+    serial->post([&] {
+        serialSeesItself = serial->isCurrent();
+        serialSeesMain = scheduler.mainQueue().isCurrent();
+    });
+    scheduler.runUntilIdle();
+    EXPECT_TRUE(serialSeesItself);
+    EXPECT_FALSE(serialSeesMain);
+    EXPECT_EQ(serial->name(), "tessiva.logic.selection");
+}
+
+TEST(RepeatingTimer, FiresAfterFirstDelayThenEveryIntervalUntilStopped) {
+    VirtualScheduler scheduler(0.0);
+    RepeatingTimer timer;
+    std::vector<double> ticks;
+    timer.start(scheduler.mainQueue(), 5.0, 10.0, [&] { ticks.push_back(scheduler.now()); });
+    scheduler.advance(4.999);
+    EXPECT_TRUE(ticks.empty());
+    scheduler.advance(30.001);
+    EXPECT_EQ(ticks, (std::vector<double>{5.0, 15.0, 25.0, 35.0}));
+    timer.stop();
+    scheduler.advance(100.0);
+    EXPECT_EQ(ticks.size(), 4u);
+
+    // A tick may stop its own timer.
+    RepeatingTimer selfStopping;
+    int count = 0;
+    selfStopping.start(scheduler.mainQueue(), 1.0, 1.0, [&] {
+        if (++count == 2) selfStopping.stop();
+    });
+    scheduler.advance(10.0);
+    EXPECT_EQ(count, 2);
+    EXPECT_FALSE(selfStopping.isRunning());
+}
+
+}  // namespace
+}  // namespace tessiva
