@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+#include "JackMIDIReader.h"
+#include "JackServerProcess.h"
+#include "midi/DestinationStatusStore.h"
+#include "midi/MIDIRelay.h"
+#include "midi/MirroredMIDIEvent.h"
+#include "midi/VirtualMIDIBridge.h"
+#include "platform/rtmidi/RtMidiService.h"
+#include "runtime/Console.h"
+#include "runtime/DebugEvent.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+// The relay and the mirror on real MIDI ports: a private JACK server, the RtMidi backend choosing
+// JACK on its own because a server runs, and a separate JACK client standing in for Logic.
+class MIDIOverJack : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        ::unsetenv("TESSIVA_MIDI_API");
+        server_ = test::JackServerProcess::start(*serverError_).release();
+    }
+    static void TearDownTestSuite() {
+        delete server_;
+        server_ = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_NE(server_, nullptr)
+            << "a private JACK server could not be started: " << *serverError_;
+    }
+
+    std::unique_ptr<test::JackMIDIReader> openReader(const std::string& name,
+                                                     const std::vector<std::string>& ports) {
+        std::string error;
+        auto reader = test::JackMIDIReader::open(name, ports, error);
+        EXPECT_TRUE(reader) << error;
+        return reader;
+    }
+
+    static inline test::JackServerProcess* server_ = nullptr;
+    static inline std::string* serverError_ = new std::string;
+
+    VirtualScheduler scheduler;
+    NotificationCenter center{scheduler.mainQueue()};
+    CapturingConsole console;
+    RtMidiService midi;
+};
+
+TEST_F(MIDIOverJack, TheVirtualSourceIsSeenByNameAndCarriesExactlyTheMirroredBytes) {
+    VirtualMIDIBridge bridge(midi, center, console);
+    ASSERT_TRUE(bridge.start()) << testing::PrintToString(console.lines());
+    auto reader = openReader("Logic stand-in", {"record"});
+    ASSERT_TRUE(reader);
+
+    const auto sources = reader->midiSourcePorts();
+    const std::string expected = "Tessiva Focus Virtual MIDI:Tessiva MIDI";
+    ASSERT_NE(std::find(sources.begin(), sources.end(), expected), sources.end())
+        << testing::PrintToString(sources);
+    ASSERT_TRUE(reader->connectFrom(expected, 0));
+    ASSERT_TRUE(reader->waitForCycles(3, 5.0));
+
+    SCOPED_TRACE("a sequence of datagrams, decoded and sent on the mirrored-MIDI queue");
+    auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.mirrored-midi");
+    const std::vector<std::vector<OSCArgument>> datagrams{
+        {OSCArgument::string("note_on"), OSCArgument::int32(1), OSCArgument::int32(60),
+         OSCArgument::int32(100)},
+        {OSCArgument::string("Control-Change"), OSCArgument::int32(2), OSCArgument::int32(64),
+         OSCArgument::int32(127)},
+        {OSCArgument::string("poly_pressure"), OSCArgument::int32(1), OSCArgument::int32(1),
+         OSCArgument::int32(1)},
+        {OSCArgument::string("programchange"), OSCArgument::int32(20), OSCArgument::int32(5),
+         OSCArgument::int32(9)},
+        {OSCArgument::string("aftertouch"), OSCArgument::int32(0), OSCArgument::int32(200),
+         OSCArgument::int32(0)},
+        {OSCArgument::string("pitch-bend"), OSCArgument::int32(16), OSCArgument::int32(0),
+         OSCArgument::int32(64)},
+        {OSCArgument::string("noteoff"), OSCArgument::int32(1), OSCArgument::int32(60),
+         OSCArgument::int32(-5)},
+    };
+    for (const auto& arguments : datagrams) {
+        queue->post([&bridge, &arguments] {
+            const auto decoded = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
+            if (decoded.event)
+                bridge.send(*decoded.event);
+        });
+    }
+    scheduler.runUntilIdle();
+    EXPECT_EQ(bridge.mirroredEventCount(), 6u);
+
+    const auto events = reader->take(6, 5.0);
+    std::vector<std::vector<int>> received;
+    for (const auto& event : events)
+        received.push_back(event.data());
+    EXPECT_EQ(received, (std::vector<std::vector<int>>{{0x90, 60, 100},
+                                                       {0xB1, 64, 127},
+                                                       {0xCF, 5},
+                                                       {0xD0, 127},
+                                                       {0xEF, 0, 64},
+                                                       {0x80, 60, 0}}));
+    EXPECT_TRUE(reader->waitForCycles(3, 5.0));
+    EXPECT_TRUE(reader->take(7, 0.0).empty());  // nothing more, nothing twice
+    EXPECT_EQ(reader->dropped(), 0u);
+}
+
+TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
+    auto reader = openReader("Studio", {"IAC Bus 1", "Network Session 1"});
+    ASSERT_TRUE(reader);
+    std::vector<std::string> published;
+    auto token =
+        center.addObserver(kLegacyMIDIDestinationChangedNotification, [&](const Notification& n) {
+            published.push_back(n.userInfo.string("name").value_or(""));
+        });
+
+    MIDIRelay relay(midi, center, console);
+    ASSERT_TRUE(relay.start()) << testing::PrintToString(console.lines());
+    relay.refreshDestinations();
+    EXPECT_TRUE(console.contains("[MIDIRelay] Using legacy destination: Studio:Network Session 1"))
+        << testing::PrintToString(console.lines());
+    EXPECT_EQ(published, (std::vector<std::string>{"Studio:Network Session 1"}));
+    ASSERT_TRUE(reader->waitForCycles(3, 5.0));
+
+    relay.sendProgramChange(5, 3);
+    relay.sendProgramChange(128, 3);  // out of range: nothing leaves
+    relay.sendProgramChange(42, 17);
+    const auto events = reader->take(2, 5.0);
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].port, 1);
+    EXPECT_EQ(events[1].port, 1);
+    EXPECT_EQ(events[0].data(), (std::vector<int>{0xC2, 5}));
+    EXPECT_EQ(events[1].data(), (std::vector<int>{0xCF, 42}));
+    EXPECT_TRUE(reader->waitForCycles(3, 5.0));
+    EXPECT_TRUE(reader->take(3, 0.0).empty());
+    EXPECT_FALSE(console.contains("failed"));
+
+    SCOPED_TRACE("the session goes away: the relay falls back and says so");
+    reader.reset();
+    auto other = openReader("Synth", {"Keys In"});
+    ASSERT_TRUE(other);
+    relay.refreshDestinations();
+    EXPECT_EQ(published.back(), "Synth:Keys In");
+    ASSERT_TRUE(other->waitForCycles(3, 5.0));
+    relay.sendProgramChange(1, 1);
+    const auto moved = other->take(1, 5.0);
+    ASSERT_EQ(moved.size(), 1u);
+    EXPECT_EQ(moved[0].data(), (std::vector<int>{0xC0, 1}));
+
+    SCOPED_TRACE("the same destination restarts: a refresh connects to it again");
+    other.reset();
+    auto again = openReader("Synth", {"Keys In"});
+    ASSERT_TRUE(again);
+    relay.refreshDestinations();
+    ASSERT_TRUE(again->waitForCycles(3, 5.0));
+    relay.sendNoteOn(64, 2, 90);
+    const auto restarted = again->take(1, 5.0);
+    ASSERT_EQ(restarted.size(), 1u);
+    EXPECT_EQ(restarted[0].data(), (std::vector<int>{0x91, 64, 90}));
+}
+
+}  // namespace
+}  // namespace tessiva

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "TempFolder.h"
+#include "mapping/MappingProfileFile.h"
+#include "runtime/AtomicFile.h"
+
+// Runs the built program the way a user would and checks what it prints and returns.
+namespace tessiva {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CheckRun {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+CheckRun runCheck(const TempFolder& folder, const fs::path& file) {
+    const fs::path out = folder / "stdout.txt";
+    const fs::path err = folder / "stderr.txt";
+    const std::string command = "'" TESSIVA_FOCUS_BINARY "' profile check '" + file.string() +
+                                "' >'" + out.string() + "' 2>'" + err.string() + "'";
+    const int status = std::system(command.c_str());
+    CheckRun run;
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.out = readWholeFile(out).value_or("");
+    run.err = readWholeFile(err).value_or("");
+    return run;
+}
+
+TEST(ProfileCheckCommand, SummarisesGoodFilesAndNamesFaultsWithoutTouchingThem) {
+    TempFolder folder;
+    {
+        SCOPED_TRACE("a good profile");
+        MappingProfileSnapshot s;
+        s.version = 1;
+        s.trackIndexToPC = {{0, 1}, {5, 2}};
+        s.trackIndexToNote = {{40, 60}};
+        OSCBankFocusMapping m;
+        m.id = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+        m.bankUUID = "B";
+        m.bankName = "Bank";
+        s.oscBankFocusMappingsByTrackIndex = {{5, m}, {41, m}};
+        const fs::path file = folder / "good profile.json";
+        ASSERT_TRUE(MappingProfileFile::write(file, s).ok());
+        const std::string before = readWholeFile(file).value();
+        const auto modified = fs::last_write_time(file);
+
+        const CheckRun run = runCheck(folder, file);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.out, file.string() +
+                               ": 3 rows with MIDI mappings, 2 rows with bank-focus mappings, "
+                               "version 1\n");
+        EXPECT_EQ(readWholeFile(file).value(), before);
+        EXPECT_EQ(fs::last_write_time(file), modified);
+    }
+    struct Bad {
+        const char* name;
+        std::string contents;
+        std::string expected;
+    };
+    const Bad bad[] = {
+        {"truncated", R"({"version":1,"trackIndexToPC":{"1":5,})",
+         "invalid JSON at byte offset 37"},
+        {"wrong type", R"({"version":1,"trackIndexToPC":{"1":"five"}})",
+         "key \"trackIndexToPC.1\""},
+        {"missing key", R"({"version":1})", "key \"trackIndexToPC\": required key is missing"},
+    };
+    for (const Bad& b : bad) {
+        SCOPED_TRACE(b.name);
+        const fs::path file = folder / (std::string(b.name) + ".json");
+        ASSERT_TRUE(writeFileAtomically(file, b.contents).ok());
+        const CheckRun run = runCheck(folder, file);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(run.out.empty()) << run.out;
+        EXPECT_NE(run.err.find(b.expected), std::string::npos) << run.err;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << "one line";
+        EXPECT_EQ(readWholeFile(file).value(), b.contents);
+    }
+    {
+        SCOPED_TRACE("a missing file");
+        const CheckRun run = runCheck(folder, folder / "absent.json");
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_NE(run.err.find("absent.json"), std::string::npos);
+        EXPECT_FALSE(fs::exists(folder / "absent.json"));
+    }
+}
+
+}  // namespace
+}  // namespace tessiva

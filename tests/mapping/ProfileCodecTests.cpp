@@ -1,0 +1,206 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "mapping/ProfileCodec.h"
+#include "runtime/DateFormat.h"
+
+namespace tessiva {
+namespace {
+
+// 1 January 2023 00:00 UTC: 694224000 s after the 2001 reference date.
+constexpr double kNewYear2023Unix = 1672531200.0;
+
+MappingProfileSnapshot knownProfile() {
+    MappingProfileSnapshot s;
+    s.version = 1;
+    s.trackIndexToPC = {{0, 3}, {5, 12}, {40, 127}};
+    s.trackIndexToName = {{0, "Strings"}, {5, "Horn \"A\""}, {40, "Flöte"}};
+    s.trackIndexToChannel = {{0, 1}, {5, 2}, {40, 16}};
+    s.trackIndexToEventType = {{0, MappingEventType::programChange},
+                               {5, MappingEventType::note},
+                               {40, MappingEventType::programChange}};
+    s.trackIndexToNote = {{5, 60}};
+    s.oscTrackIdentityByIndex = {{5, "logic-row-5"}, {40, "inserted-2"}};
+    s.oscInsertedTrackSerial = 2;
+    OSCBankFocusMapping m;
+    m.id = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+    m.trackIndex = 5;
+    m.trackName = "Horn \"A\"";
+    m.trackIdentity = "logic-row-5";
+    m.bankUUID = "B1";
+    m.bankName = "Brass";
+    m.groupUUID = "G1";
+    m.groupName = "Longs";
+    m.updatedAt = dateFromUnixSeconds(kNewYear2023Unix) + 0.5;
+    s.oscBankFocusMappingsByTrackIndex = {{5, m}};
+    return s;
+}
+
+TEST(ProfileCodec, EncodesAKnownProfileToExactBytes) {
+    const std::string expected =
+        R"({"version":1,"trackIndexToPC":{"0":3,"5":12,"40":127},)"
+        R"("trackIndexToName":{"0":"Strings","5":"Horn \"A\"","40":"Flöte"},)"
+        R"("trackIndexToChannel":{"0":1,"5":2,"40":16},)"
+        R"("trackIndexToEventType":{"0":"programChange","5":"note","40":"programChange"},)"
+        R"("trackIndexToNote":{"5":60},)"
+        R"("oscTrackIdentityByIndex":{"5":"logic-row-5","40":"inserted-2"},)"
+        R"("oscInsertedTrackSerial":2,)"
+        R"("oscBankFocusMappingsByTrackIndex":{"5":{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F",)"
+        R"("trackIndex":5,"trackName":"Horn \"A\"","trackIdentity":"logic-row-5","bankUUID":"B1",)"
+        R"("bankName":"Brass","groupUUID":"G1","groupName":"Longs","updatedAt":694224000.5}}})";
+    EXPECT_EQ(ProfileCodec::encode(knownProfile()), expected);
+
+    const auto decoded = ProfileCodec::decode(expected);
+    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
+    EXPECT_EQ(*decoded.snapshot, knownProfile());
+}
+
+TEST(ProfileCodec, DecodesAHandWrittenFile) {
+    // Pretty-printed, keys in another order, an unknown key, a float channel written by hand.
+    const std::string json = R"({
+      "trackIndexToNote": { "40": 64 },
+      "trackIndexToEventType": { "40": "note", "0": "programChange" },
+      "comment": "ignored",
+      "trackIndexToChannel": { "0": 10.0 },
+      "trackIndexToName": { "0": "Piano", "5": "Bass", "40": "Choir" },
+      "trackIndexToPC": { "5": 0, "0": 9 },
+      "version": 3,
+      "oscBankFocusMappingsByTrackIndex": {
+        "40": { "updatedAt": 694224000, "bankName": "Voices", "bankUUID": "BANK-1",
+                "trackName": "Choir", "trackIndex": 40,
+                "id": "0b7f3b7e-1c2d-4e5f-8a9b-0c1d2e3f4a5b", "workspaceName": "Main" }
+      }
+    })";
+    const auto decoded = ProfileCodec::decode(json);
+    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
+    const MappingProfileSnapshot& s = *decoded.snapshot;
+    EXPECT_EQ(s.version, 3);
+    EXPECT_EQ(s.trackIndexToPC, (RowKeyed<int>{{0, 9}, {5, 0}}));
+    EXPECT_EQ(s.trackIndexToName, (RowMap{{0, "Piano"}, {5, "Bass"}, {40, "Choir"}}));
+    EXPECT_EQ(s.trackIndexToChannel, (RowKeyed<int>{{0, 10}}));
+    EXPECT_EQ(s.trackIndexToEventType.at(40), MappingEventType::note);
+    EXPECT_EQ(s.trackIndexToNote, (RowKeyed<int>{{40, 64}}));
+    EXPECT_EQ(s.rowsWithMIDIMappings(), (std::set<int>{0, 5, 40}));
+    const OSCBankFocusMapping& m = s.oscBankFocusMappingsByTrackIndex.at(40);
+    EXPECT_EQ(m.bankUUID, "BANK-1");
+    EXPECT_EQ(m.workspaceName, std::optional<std::string>("Main"));
+    EXPECT_FALSE(m.groupUUID.has_value());
+    EXPECT_FALSE(m.trackIdentity.has_value());
+    // The stored number counts from 2001, not from 1970.
+    EXPECT_DOUBLE_EQ(unixSecondsFromDate(m.updatedAt), kNewYear2023Unix);
+    EXPECT_TRUE(s.oscTrackIdentityByIndex.empty());
+    EXPECT_EQ(s.oscInsertedTrackSerial, 0);
+
+    // Rows 0, 5 and 40 survive a round trip exactly.
+    const auto again = ProfileCodec::decode(ProfileCodec::encode(s));
+    ASSERT_TRUE(again.ok());
+    EXPECT_EQ(*again.snapshot, s);
+}
+
+TEST(ProfileCodec, OptionalKeysDefaultAndAreWrittenBack) {
+    const std::string sixKeys =
+        R"({"version":1,"trackIndexToPC":{"2":4},"trackIndexToName":{"2":"Viola"},)"
+        R"("trackIndexToChannel":{"2":1},"trackIndexToEventType":{"2":"programChange"},)"
+        R"("trackIndexToNote":{}})";
+    const auto decoded = ProfileCodec::decode(sixKeys);
+    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
+    EXPECT_TRUE(decoded.snapshot->oscTrackIdentityByIndex.empty());
+    EXPECT_EQ(decoded.snapshot->oscInsertedTrackSerial, 0);
+    EXPECT_TRUE(decoded.snapshot->oscBankFocusMappingsByTrackIndex.empty());
+
+    const std::string written = ProfileCodec::encode(*decoded.snapshot);
+    EXPECT_NE(written.find(R"("oscTrackIdentityByIndex":{})"), std::string::npos) << written;
+    EXPECT_NE(written.find(R"("oscInsertedTrackSerial":0)"), std::string::npos);
+    EXPECT_NE(written.find(R"("oscBankFocusMappingsByTrackIndex":{})"), std::string::npos);
+
+    // Explicit nulls read like absent keys.
+    const std::string withNulls =
+        sixKeys.substr(0, sixKeys.size() - 1) +
+        R"(,"oscTrackIdentityByIndex":null,"oscInsertedTrackSerial":null})";
+    EXPECT_TRUE(ProfileCodec::decode(withNulls).ok());
+}
+
+TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
+    const std::string head = R"({"version":1,"trackIndexToName":{},"trackIndexToChannel":{},)"
+                             R"("trackIndexToEventType":{},"trackIndexToNote":{},)";
+    const std::string mappingHead =
+        head + R"("trackIndexToPC":{},"oscBankFocusMappingsByTrackIndex":{"5":{)"
+               R"("id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","trackIndex":5,"trackName":"T",)"
+               R"("bankUUID":"B","bankName":"N")";
+    struct Case {
+        const char* name;
+        std::string json;
+        std::string key;
+        std::string reasonPart;
+    };
+    const Case cases[] = {
+        {"pc value a string", head + R"("trackIndexToPC":{"3":"x"}})", "trackIndexToPC.3",
+         "expected an integer"},
+        {"pc not an object", head + R"("trackIndexToPC":[1]})", "trackIndexToPC", "object"},
+        {"leading zero row", head + R"("trackIndexToPC":{"01":1}})", "trackIndexToPC.01",
+         "row key"},
+        {"negative row", head + R"("trackIndexToPC":{"-1":1}})", "trackIndexToPC.-1", "row key"},
+        {"fractional value", head + R"("trackIndexToPC":{"1":1.5}})", "trackIndexToPC.1",
+         "integer"},
+        {"huge value", head + R"("trackIndexToPC":{"1":4294967296}})", "trackIndexToPC.1",
+         "out of range"},
+        {"missing required map", R"({"version":1,"trackIndexToPC":{}})", "trackIndexToName",
+         "missing"},
+        {"missing version", R"({"trackIndexToPC":{}})", "version", "missing"},
+        {"unknown event type",
+         R"({"version":1,"trackIndexToPC":{},"trackIndexToName":{},"trackIndexToChannel":{},)"
+         R"("trackIndexToEventType":{"4":"sysex"},"trackIndexToNote":{}})",
+         "trackIndexToEventType.4", "sysex"},
+        {"serial a string", head + R"("trackIndexToPC":{},"oscInsertedTrackSerial":"7"})",
+         "oscInsertedTrackSerial", "integer"},
+        {"mapping without date", mappingHead + "}}}",
+         "oscBankFocusMappingsByTrackIndex.5.updatedAt", "missing"},
+        {"date as text", mappingHead + R"(,"updatedAt":"2023-01-01"}}})",
+         "oscBankFocusMappingsByTrackIndex.5.updatedAt", "date"},
+        {"group not a string", mappingHead + R"(,"groupUUID":3,"updatedAt":1}}})",
+         "oscBankFocusMappingsByTrackIndex.5.groupUUID", "string"},
+        {"id not a UUID",
+         head + R"("trackIndexToPC":{},"oscBankFocusMappingsByTrackIndex":{"5":{"id":"nope",)"
+                R"("trackIndex":5,"trackName":"T","bankUUID":"B","bankName":"N","updatedAt":1}}})",
+         "oscBankFocusMappingsByTrackIndex.5.id", "UUID"},
+        {"top level array", "[]", "", "not a JSON object"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto decoded = ProfileCodec::decode(c.json);
+        ASSERT_FALSE(decoded.ok());
+        EXPECT_EQ(decoded.error.key, c.key);
+        EXPECT_FALSE(decoded.error.byteOffset.has_value());
+        EXPECT_NE(decoded.error.describe().find(c.reasonPart), std::string::npos)
+            << decoded.error.describe();
+        if (!c.key.empty()) {
+            EXPECT_NE(decoded.error.describe().find("\"" + c.key + "\""), std::string::npos);
+        }
+    }
+
+    // Malformed JSON: the 0-based offset of the byte where parsing stopped.
+    const auto truncated = ProfileCodec::decode(R"({"version":1,"trackIndexToPC":{"1":5,})");
+    ASSERT_FALSE(truncated.ok());
+    EXPECT_EQ(truncated.error.byteOffset, std::optional<std::size_t>(37));
+    EXPECT_NE(truncated.error.describe().find("byte offset 37"), std::string::npos);
+    const auto empty = ProfileCodec::decode("");
+    ASSERT_FALSE(empty.ok());
+    EXPECT_TRUE(empty.error.byteOffset.has_value());
+}
+
+TEST(ProfileCodec, TextIsEscapedAndMalformedBytesStayReadable) {
+    MappingProfileSnapshot s;
+    s.trackIndexToName = {{1, "tab\there\nnew \\ \x01"}, {2, std::string("bad\xff\xfe") + "end"}};
+    const std::string json = ProfileCodec::encode(s);
+    EXPECT_NE(json.find(R"("tab\there\nnew \\ \u0001")"), std::string::npos) << json;
+    const auto decoded = ProfileCodec::decode(json);
+    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
+    EXPECT_EQ(decoded.snapshot->trackIndexToName.at(1), "tab\there\nnew \\ \x01");
+    EXPECT_EQ(decoded.snapshot->trackIndexToName.at(2),
+              "bad\xEF\xBF\xBD\xEF\xBF\xBD"
+              "end");
+}
+
+}  // namespace
+}  // namespace tessiva

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingStore.h"
+#include "runtime/Console.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+
+// A mapping store with its event log on virtual time, its console captured.
+struct StoreHarness {
+    VirtualScheduler scheduler;
+    CapturingConsole console;
+    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
+    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
+
+    bool logged(const std::string& title) const {
+        for (const auto& entry : log.entries().value()) {
+            if (entry.title == title)
+                return true;
+        }
+        return false;
+    }
+    const DebugLogStore::Entry* entry(const std::string& title) const {
+        for (const auto& e : log.entries().value()) {
+            if (e.title == title)
+                return &e;
+        }
+        return nullptr;
+    }
+};
+
+}  // namespace tessiva

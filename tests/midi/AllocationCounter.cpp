@@ -1,0 +1,47 @@
+#include "AllocationCounter.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+thread_local bool counting = false;
+thread_local std::size_t allocations = 0;
+}  // namespace
+
+void* operator new(std::size_t size) {
+    if (counting)
+        ++allocations;
+    if (void* memory = std::malloc(size == 0 ? 1 : size))
+        return memory;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+    return ::operator new(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace tessiva::test {
+
+AllocationCounter::AllocationCounter() {
+    allocations = 0;
+    counting = true;
+}
+AllocationCounter::~AllocationCounter() {
+    counting = false;
+}
+std::size_t AllocationCounter::count() const {
+    return allocations;
+}
+
+}  // namespace tessiva::test

@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "midi/MirroredMIDIEvent.h"
+
+namespace tessiva {
+namespace {
+
+std::vector<OSCArgument> event(std::string type, std::int32_t channel, std::int32_t d1,
+                               std::int32_t d2) {
+    return {OSCArgument::string(std::move(type)), OSCArgument::int32(channel),
+            OSCArgument::int32(d1), OSCArgument::int32(d2)};
+}
+
+MirroredMIDIDecodeResult decode(const std::vector<OSCArgument>& args) {
+    return decodeMirroredMIDIEvent(args, "127.0.0.1:53001");
+}
+
+TEST(MirroredMIDIEvent, EverySpellingOfTheTypeTableDecodes) {
+    const std::vector<std::pair<std::string, MIDIEventKind>> table{
+        {"noteon", MIDIEventKind::noteOn},
+        {"note_on", MIDIEventKind::noteOn},
+        {"note-on", MIDIEventKind::noteOn},
+        {"noteoff", MIDIEventKind::noteOff},
+        {"note_off", MIDIEventKind::noteOff},
+        {"note-off", MIDIEventKind::noteOff},
+        {"controlchange", MIDIEventKind::controlChange},
+        {"control_change", MIDIEventKind::controlChange},
+        {"control-change", MIDIEventKind::controlChange},
+        {"programchange", MIDIEventKind::programChange},
+        {"program_change", MIDIEventKind::programChange},
+        {"program-change", MIDIEventKind::programChange},
+        {"pressure", MIDIEventKind::channelPressure},
+        {"channelpressure", MIDIEventKind::channelPressure},
+        {"channel_pressure", MIDIEventKind::channelPressure},
+        {"channel-pressure", MIDIEventKind::channelPressure},
+        {"aftertouch", MIDIEventKind::channelPressure},
+        {"pitchbend", MIDIEventKind::pitchBend},
+        {"pitch_bend", MIDIEventKind::pitchBend},
+        {"pitch-bend", MIDIEventKind::pitchBend},
+    };
+    for (const auto& [name, kind] : table) {
+        SCOPED_TRACE(name);
+        const auto result = decode(event(name, 3, 60, 100));
+        ASSERT_TRUE(result.event);
+        EXPECT_EQ(*result.event, (MirroredMIDIEvent{kind, 2, 60, 100}));
+        EXPECT_TRUE(result.skippedDetail.empty());
+    }
+
+    SCOPED_TRACE("names are trimmed and compared without case");
+    for (const std::string name :
+         {"Note_On", "NOTEON", "  note-on\n", "\tNoteOn\u00A0", "\u2003NOTE_ON\r\n"}) {
+        const auto result = decode(event(name, 1, 1, 1));
+        ASSERT_TRUE(result.event) << name;
+        EXPECT_EQ(result.event->kind, MIDIEventKind::noteOn);
+    }
+}
+
+TEST(MirroredMIDIEvent, ChannelAndDataAreClampedNotRefused) {
+    EXPECT_EQ(decode(event("noteon", 0, 60, 1)).event->channel, 0);  // status 0x90
+    EXPECT_EQ(decode(event("noteon", -7, 60, 1)).event->channel, 0);
+    EXPECT_EQ(decode(event("noteon", 1, 60, 1)).event->channel, 0);
+    EXPECT_EQ(decode(event("noteon", 16, 60, 1)).event->channel, 15);
+    EXPECT_EQ(decode(event("noteon", 20, 60, 1)).event->channel, 15);  // status 0x9F
+    const auto clamped = decode(event("controlchange", 2, 200, -5)).event;
+    ASSERT_TRUE(clamped);
+    EXPECT_EQ(clamped->data1, 127);
+    EXPECT_EQ(clamped->data2, 0);
+    const auto extremes = decode(event("pitchbend", INT32_MIN, INT32_MAX, INT32_MIN)).event;
+    ASSERT_TRUE(extremes);
+    EXPECT_EQ(*extremes, (MirroredMIDIEvent{MIDIEventKind::pitchBend, 0, 127, 0}));
+}
+
+TEST(MirroredMIDIEvent, EverySkippedEventSaysWhy) {
+    const std::string undecodable = "Could not decode /tessiva/midi/event from 127.0.0.1:53001";
+    SCOPED_TRACE("the argument list must be exactly s i i i");
+    const std::vector<std::vector<OSCArgument>> malformed{
+        {},
+        {OSCArgument::string("noteon"), OSCArgument::int32(1), OSCArgument::int32(60)},  // ,sii
+        {OSCArgument::string("noteon"), OSCArgument::int32(1), OSCArgument::int32(60),
+         OSCArgument::int32(1), OSCArgument::int32(0)},
+        {OSCArgument::int32(1), OSCArgument::string("noteon"), OSCArgument::int32(60),
+         OSCArgument::int32(1)},
+        {OSCArgument::string("noteon"), OSCArgument::float32(1.0f), OSCArgument::int32(60),
+         OSCArgument::int32(1)},
+        {OSCArgument::string("noteon"), OSCArgument::int32(1), OSCArgument::int32(60),
+         OSCArgument::string("100")},
+    };
+    for (const auto& args : malformed) {
+        const auto result = decode(args);
+        EXPECT_FALSE(result.event);
+        EXPECT_EQ(result.skippedDetail, undecodable);
+    }
+    EXPECT_EQ(undecodableMirroredMIDIDetail("127.0.0.1:53001"), undecodable);
+    EXPECT_STREQ(kMirroredMIDISkippedTitle, "Mirrored MIDI skipped");
+
+    SCOPED_TRACE("unknown types name the normalised type and the raw values");
+    auto poly = decode(event(" Poly_Pressure ", 0, 200, -5));
+    EXPECT_FALSE(poly.event);
+    EXPECT_EQ(poly.skippedDetail,
+              "Unsupported mirrored MIDI type poly_pressure. channel=0 data1=200 data2=-5");
+    EXPECT_EQ(decode(event("", 1, 2, 3)).skippedDetail,
+              "Unsupported mirrored MIDI type . channel=1 data1=2 data2=3");
+    EXPECT_EQ(decode(event("SystemExclusiveMessage", 1, 2, 3)).skippedDetail,
+              "Unsupported mirrored MIDI type systemexclusivemessage. channel=1 data1=2 data2=3");
+    EXPECT_EQ(decode(event("NOTEÖN", 1, 2, 3)).skippedDetail,
+              "Unsupported mirrored MIDI type noteön. channel=1 data1=2 data2=3");
+    EXPECT_EQ(decode(event("note on", 1, 2, 3)).skippedDetail,
+              "Unsupported mirrored MIDI type note on. channel=1 data1=2 data2=3");
+}
+
+}  // namespace
+}  // namespace tessiva

@@ -1,0 +1,267 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <vector>
+
+#include "AllocationCounter.h"
+#include "midi/VirtualMIDIBridge.h"
+#include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "runtime/Console.h"
+#include "runtime/DebugEvent.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+struct LoggedEvent {
+    std::string title;
+    std::string detail;
+    bool operator==(const LoggedEvent&) const = default;
+};
+
+class BridgeFixture {
+  public:
+    BridgeFixture() {
+        token = center.addObserver(kDebugEventNotification, [this](const Notification& n) {
+            logged.push_back(LoggedEvent{n.userInfo.string("title").value_or(""),
+                                         n.userInfo.string("detail").value_or("")});
+        });
+    }
+    std::vector<std::vector<int>> emitted() const {
+        std::vector<std::vector<int>> result;
+        for (const auto& message : midi.emittedMessages()) {
+            EXPECT_EQ(message.sourceName, "Tessiva MIDI");
+            EXPECT_EQ(message.clientName, "Tessiva Focus Virtual MIDI");
+            result.emplace_back(message.bytes.begin(), message.bytes.end());
+        }
+        return result;
+    }
+
+    VirtualScheduler scheduler;
+    NotificationCenter center{scheduler.mainQueue()};
+    CapturingConsole console;
+    SimulatedMIDIService midi;
+    VirtualMIDIBridge bridge{midi, center, console};
+    ObserverToken token;
+    std::vector<LoggedEvent> logged;
+};
+
+// A virtual source that keeps the last message in place, so nothing on the path allocates.
+class FixedMIDIService final : public MIDIService {
+  public:
+    struct Source final : MIDIVirtualSource {
+        MIDIStatusCode emit(std::span<const std::uint8_t> message) override {
+            std::copy(message.begin(), message.end(), last.begin());
+            ++count;
+            return 0;
+        }
+        std::array<std::uint8_t, 3> last{};
+        std::size_t count = 0;
+    };
+    struct Client final : MIDIClient {
+        explicit Client(Source*& out) : out_(out) {}
+        std::vector<MIDIDestination> destinations() override { return {}; }
+        MIDICreation<MIDIOutputPort> createOutputPort(const std::string&) override {
+            return MIDICreation<MIDIOutputPort>::failure(-1, "no ports");
+        }
+        MIDICreation<MIDIVirtualSource> createVirtualSource(const std::string&) override {
+            auto source = std::make_unique<Source>();
+            out_ = source.get();
+            return MIDICreation<MIDIVirtualSource>::success(std::move(source));
+        }
+        Source*& out_;
+    };
+    MIDICreation<MIDIClient> createClient(const std::string&) override {
+        return MIDICreation<MIDIClient>::success(std::make_unique<Client>(source));
+    }
+    Source* source = nullptr;
+};
+
+TEST(VirtualMIDIBridge, StartCreatesTheNamedSourceAndSaysSo) {
+    BridgeFixture f;
+    EXPECT_FALSE(f.bridge.isStarted());
+    ASSERT_TRUE(f.bridge.start());
+    EXPECT_TRUE(f.bridge.isStarted());
+    EXPECT_EQ(f.midi.clientNames(), (std::vector<std::string>{"Tessiva Focus Virtual MIDI"}));
+    EXPECT_EQ(f.midi.virtualSourceNames(), (std::vector<std::string>{"Tessiva MIDI"}));
+    EXPECT_EQ(f.console.lines(),
+              (std::vector<std::string>{
+                  "[VirtualMIDIBridge] Created virtual MIDI source: Tessiva MIDI"}));
+    ASSERT_EQ(f.logged.size(), 1u);
+    EXPECT_EQ(f.logged[0].detail,
+              "Created CoreMIDI source \u201cTessiva MIDI\u201d. Logic can receive mirrored iPad "
+              "MIDI from this source while Tessiva Focus is running.");
+    SCOPED_TRACE("starting again changes nothing");
+    EXPECT_TRUE(f.bridge.start());
+    EXPECT_EQ(f.midi.virtualSourceNames().size(), 1u);
+    EXPECT_EQ(f.logged.size(), 1u);
+}
+
+TEST(VirtualMIDIBridge, CreationFailuresLeaveItUnstartedAndARetryCanSucceed) {
+    SCOPED_TRACE("client");
+    {
+        BridgeFixture f;
+        f.midi.setFailure(SimulatedMIDIOperation::createClient, -10839);
+        EXPECT_FALSE(f.bridge.start());
+        EXPECT_FALSE(f.bridge.isStarted());
+        EXPECT_EQ(
+            f.console.lines(),
+            (std::vector<std::string>{"[VirtualMIDIBridge] MIDIClientCreate failed: -10839"}));
+        ASSERT_EQ(f.logged.size(), 1u);
+        EXPECT_EQ(f.logged[0].detail, "MIDIClientCreate failed with status -10839");
+        EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
+        EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
+        EXPECT_EQ(f.console.count("Dropping mirrored MIDI"), 1u);  // said once, not per event
+        EXPECT_EQ(f.midi.emittedCount(), 0u);
+        EXPECT_EQ(f.bridge.mirroredEventCount(), 0u);
+    }
+    SCOPED_TRACE("source");
+    {
+        BridgeFixture f;
+        f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, -10831);
+        EXPECT_FALSE(f.bridge.start());
+        EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDISourceCreate failed: -10831"));
+        ASSERT_EQ(f.logged.size(), 1u);
+        EXPECT_EQ(f.logged[0].detail, "MIDISourceCreate failed with status -10831");
+        f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, 0);
+        EXPECT_TRUE(f.bridge.start());
+        EXPECT_EQ(f.midi.clientNames().size(), 1u);  // the client was kept
+        EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
+    }
+}
+
+TEST(VirtualMIDIBridge, SendEmitsTheTableBytesAndCountsQuietly) {
+    BridgeFixture f;
+    ASSERT_TRUE(f.bridge.start());
+    f.console.clear();
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOff, 15, 60, 0));
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::controlChange, 1, 64, 127));
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::programChange, 2, 5, 99));
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::channelPressure, 3, 40, 99));
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::pitchBend, 4, 0, 64));
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 200, 255, 128));  // cannot corrupt status
+    EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 60, 100},
+                                                          {0x8F, 60, 0},
+                                                          {0xB1, 64, 127},
+                                                          {0xC2, 5},
+                                                          {0xD3, 40},
+                                                          {0xE4, 0, 64},
+                                                          {0x9F, 127, 127}}));
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 7u);
+    EXPECT_EQ(f.console.lines(),
+              (std::vector<std::string>{"[VirtualMIDIBridge] Mirrored MIDI active: 1 events sent. "
+                                        "latest=noteOn channel=1 data1=60 data2=100"}));
+
+    SCOPED_TRACE("then every 250th event, and nothing in the event log");
+    for (int i = 7; i < 500; ++i)
+        f.bridge.send(MIDIEventKind::controlChange, 0, 1, i % 128);
+    EXPECT_EQ(f.console.lines().size(), 3u);
+    EXPECT_EQ(f.console.lines()[1],
+              "[VirtualMIDIBridge] Mirrored MIDI active: 250 events sent. latest=controlChange "
+              "channel=1 data1=1 data2=121");
+    EXPECT_EQ(f.console.lines()[2],
+              "[VirtualMIDIBridge] Mirrored MIDI active: 500 events sent. latest=controlChange "
+              "channel=1 data1=1 data2=115");
+    EXPECT_EQ(f.logged.size(), 1u);  // only "source created"
+}
+
+TEST(VirtualMIDIBridge, SendFailuresAreLoggedPerEventAndDoNotStopTheBridge) {
+    BridgeFixture f;
+    ASSERT_TRUE(f.bridge.start());
+    f.logged.clear();
+    f.midi.setFailure(SimulatedMIDIOperation::emit, -10838);
+    EXPECT_FALSE(f.bridge.send(MIDIEventKind::programChange, 9, 12, 0));
+    EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDIReceived failed: -10838"));
+    ASSERT_EQ(f.logged.size(), 1u);
+    EXPECT_EQ(f.logged[0], (LoggedEvent{"Virtual MIDI send failed",
+                                        "MIDIReceived failed with status -10838 for programChange "
+                                        "channel=10 data1=12 data2=0"}));
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 0u);
+    f.midi.setFailure(SimulatedMIDIOperation::emit, 0);
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 0, 1, 1));
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 1u);
+}
+
+TEST(VirtualMIDIBridge, MirrorNormalisesWireValuesAndLogsUnsupportedTypes) {
+    BridgeFixture f;
+    ASSERT_TRUE(f.bridge.start());
+    f.logged.clear();
+    f.console.clear();
+    EXPECT_TRUE(f.bridge.mirror(" Note_On ", 0, 200, -5));
+    EXPECT_TRUE(f.bridge.mirror("PITCH-BEND", 20, 0, 64));
+    EXPECT_FALSE(f.bridge.mirror("poly_pressure", 3, 60, 70));
+    EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 127, 0}, {0xEF, 0, 64}}));
+    EXPECT_EQ(f.logged, (std::vector<LoggedEvent>{
+                            {"Mirrored MIDI skipped",
+                             "Unsupported mirrored MIDI type poly_pressure. channel=3 data1=60 "
+                             "data2=70"}}));
+    EXPECT_TRUE(f.console.contains(
+        "[VirtualMIDIBridge] Unsupported mirrored MIDI type poly_pressure. channel=3"));
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 2u);
+}
+
+TEST(VirtualMIDIBridge, MirroredEventsDecodeAndSendOnTheMirroredQueueWithoutAllocating) {
+    SCOPED_TRACE("decoded on the mirrored-MIDI queue, logged on the main queue");
+    {
+        BridgeFixture f;
+        ASSERT_TRUE(f.bridge.start());
+        f.logged.clear();
+        auto queue = f.scheduler.makeSerialQueue("tessiva.focus.osc.mirrored-midi");
+        const std::vector<std::vector<OSCArgument>> datagrams{
+            {OSCArgument::string("Note_On"), OSCArgument::int32(0), OSCArgument::int32(200),
+             OSCArgument::int32(-5)},
+            {OSCArgument::string("poly_pressure"), OSCArgument::int32(2), OSCArgument::int32(3),
+             OSCArgument::int32(4)},
+            {OSCArgument::string("note-off"), OSCArgument::int32(20), OSCArgument::int32(60)},
+        };
+        for (const auto& arguments : datagrams) {
+            queue->post([&f, &arguments] {
+                auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
+                if (result.event) {
+                    f.bridge.send(*result.event);
+                } else {
+                    postDebugEvent(f.center, kMirroredMIDISkippedTitle, result.skippedDetail);
+                }
+            });
+        }
+        f.scheduler.runUntilIdle();
+        EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 127, 0}}));
+        EXPECT_EQ(f.logged,
+                  (std::vector<LoggedEvent>{
+                      {"Mirrored MIDI skipped",
+                       "Unsupported mirrored MIDI type poly_pressure. channel=2 data1=3 data2=4"},
+                      {"Mirrored MIDI skipped",
+                       "Could not decode /tessiva/midi/event from 127.0.0.1:50000"}}));
+    }
+    SCOPED_TRACE("decode and send allocate nothing, console lines included");
+    {
+        VirtualScheduler scheduler;
+        NotificationCenter center(scheduler.mainQueue());
+        NullConsole console;
+        FixedMIDIService midi;
+        VirtualMIDIBridge bridge(midi, center, console);
+        ASSERT_TRUE(bridge.start());
+        const std::vector<OSCArgument> arguments{OSCArgument::string("channel_pressure"),
+                                                 OSCArgument::int32(7), OSCArgument::int32(99),
+                                                 OSCArgument::int32(0)};
+        std::size_t allocations = 0;
+        {
+            test::AllocationCounter counter;
+            for (int i = 0; i < 600; ++i) {
+                auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
+                if (result.event)
+                    bridge.send(*result.event);
+            }
+            allocations = counter.count();
+        }
+        EXPECT_EQ(allocations, 0u);
+        ASSERT_NE(midi.source, nullptr);
+        EXPECT_EQ(midi.source->count, 600u);
+        EXPECT_EQ(midi.source->last[0], 0xD6);
+        EXPECT_EQ(midi.source->last[1], 99);
+    }
+}
+
+}  // namespace
+}  // namespace tessiva
