@@ -1,7 +1,8 @@
 # Warnings for the project's own targets; CI turns them into errors.
 function(tessiva_target_warnings target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow=local
-                                           -Wnon-virtual-dtor -Wimplicit-fallthrough)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
+                                           -Wimplicit-fallthrough
+                                           $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>)
   if(TESSIVA_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

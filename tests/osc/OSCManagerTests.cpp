@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "FakeUdpTransport.h"
+#include "osc/OSCCodec.h"
+#include "osc/OSCManager.h"
+#include "runtime/Console.h"
+#include "runtime/DebugEvent.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+using testing::FakeUdpTransport;
+
+struct Rig {
+    explicit Rig(OSCManager::Options options = {})
+        : notifications(scheduler.mainQueue()),
+          manager(scheduler, transport, console, notifications, options),
+          debugEvents(
+              notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
+                  events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("?") + " | " +
+                                   n.userInfo.string(kDebugEventDetailKey).value_or("?"));
+              })) {}
+
+    VirtualScheduler scheduler;
+    FakeUdpTransport transport;
+    CapturingConsole console;
+    NotificationCenter notifications;
+    OSCManager manager;
+    std::vector<std::string> events;
+    ObserverToken debugEvents;
+};
+
+TEST(OSCManager, ReusesOneConnectionPerEndpointAndDropsInvalidPorts) {
+    Rig rig;
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/bank/focus", {OSCArgument::string("bank")});
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/logic/tempo", {OSCArgument::float32(120)});
+    rig.manager.send("127.0.0.1", 9001, "/tessiva/logic/tempo", {OSCArgument::float32(120)});
+    rig.manager.send("localhost", 9000, "/tessiva/logic/tempo", {OSCArgument::float32(120)});
+    for (std::int64_t invalid : {0, -1, 65536, 1 << 20}) {
+        rig.manager.send("127.0.0.1", invalid, "/tessiva/logic/tempo", {});
+    }
+    const auto connections = rig.transport.connections();
+    ASSERT_EQ(connections.size(), 3u);
+    EXPECT_EQ(rig.manager.connectionCount(), 3u);
+    EXPECT_TRUE(connections[0]->started());
+    EXPECT_EQ(connections[0]->host(), "127.0.0.1");
+    EXPECT_EQ(connections[0]->port(), 9000);
+    EXPECT_EQ(connections[0]->queue().name(), "tessiva.focus.osc");
+    ASSERT_EQ(connections[0]->sent().size(), 2u);
+    EXPECT_EQ(connections[0]->sent()[0],
+              encodeMessage("/tessiva/bank/focus", {OSCArgument::string("bank")}));
+    EXPECT_EQ(connections[2]->host(), "localhost");
+    EXPECT_EQ(rig.console.lines().size(), 4u) << "dropped sends are silent";
+    EXPECT_EQ(OSCManager::endpointKey("127.0.0.1", 9000), "127.0.0.1:9000");
+}
+
+TEST(OSCManager, EchoesToTheConsoleByTheRules) {
+    {
+        Rig rig;
+        rig.manager.send("127.0.0.1", 9000, "/ping", {OSCArgument::int32(12111)});
+        rig.manager.sendPong("127.0.0.1", 9000, "Studio");
+        rig.manager.send("127.0.0.1", 9000, "/tessiva/midi/event", {OSCArgument::string("noteOn")});
+        rig.manager.send("127.0.0.1", 9000, "/tessiva/focus/device/name",
+                         {OSCArgument::string("Studio")});
+        rig.manager.send("127.0.0.1", 9000, "/tessiva/articulationset/import/end",
+                         {OSCArgument::string("T9"), OSCArgument::int32(4)});
+        EXPECT_EQ(rig.console.lines(),
+                  (std::vector<std::string>{
+                      "OSC TX: /tessiva/focus/device/name [s:Studio]",
+                      "OSC TX: /tessiva/articulationset/import/end [transferID=T9, chunks=4]"}));
+        // Silence on the console is not silence on the wire.
+        EXPECT_EQ(rig.transport.connections()[0]->sent().size(), 5u);
+    }
+    Rig loud({.logHeartbeatTraffic = true});
+    loud.manager.send("127.0.0.1", 9000, "/ping", {OSCArgument::int32(12111)});
+    EXPECT_EQ(loud.console.lines(), std::vector<std::string>{"OSC TX: /ping [i:12111]"});
+}
+
+TEST(OSCManager, SendErrorIsLoggedTwiceAndEvictsSoTheNextSendReconnects) {
+    Rig rig;
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/workspace/snapshot/request", {});
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/workspace/snapshot/request", {});
+    auto first = rig.transport.connections().at(0);
+    first->completeSend(0, std::nullopt);
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(rig.console.count("OSC send failed"), 0u) << "success is silent";
+    EXPECT_EQ(rig.manager.connectionCount(), 1u);
+
+    first->completeSend(1, "Connection refused");
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(rig.console.contains("OSC send failed: Connection refused"));
+    EXPECT_EQ(rig.events, std::vector<std::string>{"OSC send failed | Connection refused"});
+    EXPECT_EQ(rig.manager.connectionCount(), 0u);
+
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/workspace/snapshot/request", {});
+    ASSERT_EQ(rig.transport.connections().size(), 2u);
+    auto second = rig.transport.connections()[1];
+    EXPECT_EQ(second->sent().size(), 1u);
+
+    // A late report about the old connection must not evict the new one.
+    first->enter(UdpConnectionState::failed, "Network is down");
+    first->completeSend(1, "Connection refused");
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(rig.manager.connectionCount(), 1u);
+    EXPECT_EQ(rig.console.count("OSC send failed"), 2u);
+}
+
+TEST(OSCManager, FailedOrCancelledConnectionsLeaveTheCacheOtherStatesDoNot) {
+    Rig rig;
+    for (std::uint16_t port : {9000, 9001, 9002})
+        rig.manager.send("127.0.0.1", port, "/x", {});
+    auto connections = rig.transport.connections();
+    connections[0]->enter(UdpConnectionState::ready);
+    connections[0]->enter(UdpConnectionState::waiting, "Connection refused");
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(rig.manager.connectionCount(), 3u);
+    connections[1]->enter(UdpConnectionState::failed, "No route to host");
+    connections[2]->enter(UdpConnectionState::cancelled);
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(rig.manager.connectionCount(), 1u);
+    EXPECT_EQ(rig.console.count("OSC send failed"), 0u) << "state changes are not send errors";
+    EXPECT_TRUE(rig.events.empty());
+    rig.manager.send("127.0.0.1", 9001, "/x", {});
+    EXPECT_EQ(rig.transport.connections().size(), 4u);
+}
+
+TEST(OSCManager, ConcurrentSendersAndEvictionsKeepOneConnectionPerEndpoint) {
+    Rig rig;
+    constexpr int kThreads = 4;
+    constexpr int kSends = 400;
+    std::vector<std::thread> senders;
+    for (int t = 0; t < kThreads; ++t) {
+        senders.emplace_back([&rig, t] {
+            for (int i = 0; i < kSends; ++i) {
+                const int port = 9000 + (i + t) % 5;
+                rig.manager.send("127.0.0.1", port, "/x", {OSCArgument::int32(port)});
+            }
+        });
+    }
+    // Meanwhile the queue keeps failing whatever connection it finds.
+    for (int round = 0; round < 50; ++round) {
+        for (const auto& connection : rig.transport.connections()) {
+            connection->enter(UdpConnectionState::failed, "down");
+        }
+        rig.scheduler.runUntilIdle();
+    }
+    for (auto& sender : senders)
+        sender.join();
+    rig.scheduler.runUntilIdle();
+
+    // Every datagram went out, each on a connection to its own endpoint.
+    std::size_t sent = 0;
+    for (const auto& connection : rig.transport.connections()) {
+        for (const auto& datagram : connection->sent()) {
+            ++sent;
+            EXPECT_EQ(firstInt32Argument(datagram), connection->port());
+        }
+    }
+    EXPECT_EQ(sent, static_cast<std::size_t>(kThreads * kSends));
+    EXPECT_LE(rig.manager.connectionCount(), 5u);
+
+    for (std::uint16_t port = 9000; port < 9005; ++port)
+        rig.manager.send("127.0.0.1", port, "/x", {});
+    EXPECT_EQ(rig.manager.connectionCount(), 5u);
+    const std::size_t made = rig.transport.connections().size();
+    for (std::uint16_t port = 9000; port < 9005; ++port)
+        rig.manager.send("127.0.0.1", port, "/x", {});
+    EXPECT_EQ(rig.transport.connections().size(), made);
+}
+
+TEST(OSCManager, PongCarriesTheTrimmedNameAndTheDeviceNameFallsBackToMac) {
+    Rig rig({.logHeartbeatTraffic = true});
+    rig.manager.sendPong("127.0.0.1", 9000, std::string_view(" Studio Mac\n"));
+    rig.manager.sendPong("127.0.0.1", 9000, std::string_view(" \t "));
+    rig.manager.sendPong("127.0.0.1", 9000, std::nullopt);
+    const auto sent = rig.transport.connections().at(0)->sent();
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent[0], encodeMessage("/pong", {OSCArgument::string("Studio Mac")}));
+    EXPECT_EQ(sent[1], encodeMessage("/pong", {}));
+    EXPECT_EQ(sent[2], encodeMessage("/pong", {}));
+
+    EXPECT_EQ(OSCManager::localDeviceName({" Studio Mac\n", "studio.local"}), "Studio Mac");
+    EXPECT_EQ(OSCManager::localDeviceName({std::nullopt, " studio "}), "studio");
+    EXPECT_EQ(OSCManager::localDeviceName({"\xC2\xA0", "studio"}), "Mac");
+    EXPECT_EQ(OSCManager::localDeviceName({std::nullopt, std::nullopt}), "Mac");
+    EXPECT_FALSE(OSCManager::localDeviceName().empty());
+}
+
+TEST(OSCManager, DestructionCancelsOpenConnections) {
+    std::vector<std::shared_ptr<testing::FakeUdpConnection>> connections;
+    {
+        Rig rig;
+        rig.manager.send("127.0.0.1", 9000, "/x", {});
+        rig.manager.send("127.0.0.1", 9001, "/x", {});
+        connections = rig.transport.connections();
+        for (auto& connection : connections)
+            connection->completeSend(0, "late");
+    }
+    for (const auto& connection : connections) {
+        EXPECT_EQ(connection->state(), UdpConnectionState::cancelled);
+    }
+}
+
+}  // namespace
+}  // namespace tessiva

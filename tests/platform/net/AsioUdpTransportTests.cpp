@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <asio/io_context.hpp>
+#include <asio/ip/udp.hpp>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "platform/asio/AsioUdpTransport.h"
+#include "runtime/AsioDispatcher.h"
+
+namespace tessiva {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Collects what the transport posts to a real serial queue and lets the test wait for it.
+class Recorder {
+  public:
+    void add(std::string event) {
+        {
+            std::lock_guard lock(mutex_);
+            events_.push_back(std::move(event));
+        }
+        changed_.notify_all();
+    }
+    // Waits until `event` has been recorded `times` times (generously bounded).
+    bool waitFor(const std::string& event, std::size_t times = 1) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, 10s, [&] {
+            return static_cast<std::size_t>(std::count(events_.begin(), events_.end(), event)) >=
+                   times;
+        });
+    }
+    std::vector<std::string> events() const {
+        std::lock_guard lock(mutex_);
+        return events_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::string> events_;
+};
+
+UdpListenOptions loopback(std::uint16_t port = 0) {
+    return {port, "127.0.0.1", true};
+}
+
+TEST(AsioUdpTransport, ListenerDeliversDatagramsWithTheSenderOnTheChosenQueue) {
+    Recorder recorder;  // outlives the queue threads that report to it
+    AsioDispatcher dispatcher;
+    auto queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
+    auto transport = makeUdpTransport();
+    std::vector<UdpDatagram> received;
+    auto result = transport->listen(loopback(), *queue, [&](UdpDatagram datagram) {
+        EXPECT_TRUE(queue->isCurrent());
+        received.push_back(datagram);
+        recorder.add("datagram");
+    });
+    ASSERT_TRUE(result.ok()) << result.error;
+    const std::uint16_t port = result.listener->port();
+    EXPECT_NE(port, 0);
+
+    asio::io_context context;
+    asio::ip::udp::socket sender(context,
+                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
+    const std::vector<std::uint8_t> first = {'/', 'a', 0, 0, ',', 0, 0, 0};
+    const std::vector<std::uint8_t> empty;
+    sender.send_to(asio::buffer(first), {asio::ip::make_address("127.0.0.1"), port});
+    sender.send_to(asio::buffer(empty), {asio::ip::make_address("127.0.0.1"), port});
+    ASSERT_TRUE(recorder.waitFor("datagram", 2));
+    queue->post([&] { recorder.add("drained"); });
+    ASSERT_TRUE(recorder.waitFor("drained"));
+    ASSERT_EQ(received.size(), 2u);
+    EXPECT_EQ(received[0].bytes, first);
+    EXPECT_TRUE(received[1].bytes.empty());
+    EXPECT_EQ(received[0].host, "127.0.0.1");
+    EXPECT_EQ(received[0].port, sender.local_endpoint().port());
+
+    SCOPED_TRACE("reuse lets a second listener share the port; without it binding fails");
+    auto shared = transport->listen(loopback(port), *queue, [](UdpDatagram) {});
+    EXPECT_TRUE(shared.ok()) << shared.error;
+    shared.listener.reset();
+    auto exclusive = transport->listen({port, "127.0.0.1", false}, *queue, [](UdpDatagram) {});
+    EXPECT_FALSE(exclusive.ok());
+    EXPECT_FALSE(exclusive.error.empty());
+    auto invalid = transport->listen({0, "not an address", true}, *queue, [](UdpDatagram) {});
+    EXPECT_FALSE(invalid.ok());
+
+    SCOPED_TRACE("nothing reaches the handler once stopped on its queue");
+    queue->post([&] {
+        result.listener->stop();
+        recorder.add("stopped");
+    });
+    ASSERT_TRUE(recorder.waitFor("stopped"));
+    sender.send_to(asio::buffer(first), {asio::ip::make_address("127.0.0.1"), port});
+    // A listener bound to another port proves the network thread is alive and datagrams flow.
+    auto probe = transport->listen(loopback(), *queue, [&](UdpDatagram) { recorder.add("probe"); });
+    ASSERT_TRUE(probe.ok());
+    sender.send_to(asio::buffer(first),
+                   {asio::ip::make_address("127.0.0.1"), probe.listener->port()});
+    ASSERT_TRUE(recorder.waitFor("probe"));
+    queue->post([&] { recorder.add("drained"); });
+    ASSERT_TRUE(recorder.waitFor("drained", 2));
+    EXPECT_EQ(received.size(), 2u);
+}
+
+TEST(AsioUdpTransport, ConnectionSendsReportsRefusalAndCancels) {
+    Recorder recorder;
+    AsioDispatcher dispatcher;
+    auto queue = dispatcher.makeSerialQueue("tessiva.focus.osc");
+    auto transport = makeUdpTransport();
+    std::vector<std::vector<std::uint8_t>> received;
+    auto listener = transport->listen(loopback(), *queue, [&](UdpDatagram datagram) {
+        received.push_back(datagram.bytes);
+        recorder.add("received");
+    });
+    ASSERT_TRUE(listener.ok());
+
+    auto stateRecorder = [&](UdpConnectionState state, const std::string& error) {
+        EXPECT_TRUE(queue->isCurrent());
+        recorder.add(std::string(stateName(state)) + (error.empty() ? "" : ":" + error));
+    };
+    auto connection =
+        transport->makeConnection("127.0.0.1", listener.listener->port(), *queue, stateRecorder);
+    EXPECT_EQ(connection->state(), UdpConnectionState::setup);
+    // Sent before start: held until the socket is ready.
+    connection->send({1, 2, 3, 4}, [&](std::optional<std::string> error) {
+        recorder.add(error ? "send-error:" + *error : "sent");
+    });
+    connection->start();
+    ASSERT_TRUE(recorder.waitFor("ready"));
+    ASSERT_TRUE(recorder.waitFor("sent"));
+    ASSERT_TRUE(recorder.waitFor("received"));
+    queue->post([&] { EXPECT_EQ(received.at(0), (std::vector<std::uint8_t>{1, 2, 3, 4})); });
+
+    SCOPED_TRACE("a refused datagram: waiting, then the next send fails and the one after works");
+    listener.listener->stop();
+    listener.listener.reset();
+    connection->send({5}, [&](std::optional<std::string> error) {
+        recorder.add(error ? "send-error:" + *error : "sent");
+    });
+    ASSERT_TRUE(recorder.waitFor("waiting:Connection refused"));
+    connection->send({6}, [&](std::optional<std::string> error) {
+        recorder.add(error ? "send-error:" + *error : "sent");
+    });
+    ASSERT_TRUE(recorder.waitFor("send-error:Connection refused"));
+    EXPECT_EQ(connection->state(), UdpConnectionState::ready);
+
+    connection->cancel();
+    ASSERT_TRUE(recorder.waitFor("cancelled"));
+    EXPECT_EQ(connection->state(), UdpConnectionState::cancelled);
+    connection->cancel();  // once only
+
+    queue->post([&] { recorder.add("drained"); });
+    ASSERT_TRUE(recorder.waitFor("drained"));
+    const auto events = recorder.events();
+    EXPECT_EQ(std::count(events.begin(), events.end(), "cancelled"), 1);
+    EXPECT_EQ(std::count(events.begin(), events.end(), "ready"),
+              2);  // connected, then after the refusal
+}
+
+}  // namespace
+}  // namespace tessiva
