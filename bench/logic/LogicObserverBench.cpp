@@ -1,0 +1,121 @@
+// Costs of Logic observation against the simulated Logic: a click to the emitted selection,
+// anchoring in a large window, and the idle cost of the rescan. Virtual time is excluded: the
+// figures are real CPU time and Accessibility attribute reads.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <memory>
+
+#include "logic/LogicAXReader.h"
+#include "logic/LogicObserver.h"
+#include "platform/simulated/SimulatedLogic.h"
+#include "runtime/Console.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+struct Project {
+    explicit Project(int tracks, SimulatedLogicOptions options = {})
+        : center(scheduler.mainQueue()), logic(scheduler.clock(), std::move(options)) {
+        for (int i = 1; i <= tracks; ++i)
+            logic.addTrack("Track name " + std::to_string(i));
+        observer = std::make_unique<LogicObserver>(
+            LogicObserver::Dependencies{scheduler, logic, logic.input(), center, console});
+    }
+    VirtualScheduler scheduler;
+    NotificationCenter center;
+    NullConsole console;
+    SimulatedLogic logic;
+    std::unique_ptr<LogicObserver> observer;
+};
+
+void BM_ClickToSelection(benchmark::State& state) {
+    const int tracks = static_cast<int>(state.range(0));
+    Project project(tracks);
+    std::uint64_t readsAtEmission = 0;
+    std::uint64_t emissions = 0;
+    project.observer->onTrackSelection = [&](const TrackSelection&) {
+        readsAtEmission = project.logic.attributeReadCount();
+        ++emissions;
+    };
+    const double started = project.scheduler.now();
+    project.observer->start();
+    project.scheduler.advance(1.0);
+    std::uint64_t clickReads = 0;
+    std::uint64_t cycleReads = 0;
+    int track = 1;
+    for (auto _ : state) {
+        track = track % tracks + 1;
+        // Keep the 5 s rescan (a poll of every row) out of the measured window.
+        const double phase = std::fmod(project.scheduler.now() - started, 5.0);
+        if (phase > 4.6) {
+            state.PauseTiming();
+            project.scheduler.advance(5.05 - phase);
+            state.ResumeTiming();
+        }
+        const auto before = project.logic.attributeReadCount();
+        project.logic.clickTrack(track);
+        project.scheduler.runUntilIdle();  // up to the emission
+        clickReads += readsAtEmission - before;
+        project.scheduler.advance(0.15);  // the probe 0.1 s after the click
+        cycleReads += project.logic.attributeReadCount() - before;
+        project.scheduler.advance(0.15);
+    }
+    if (emissions != static_cast<std::uint64_t>(state.iterations())) {
+        state.SkipWithError("a click was not emitted");
+    }
+    state.counters["readsClickToEmission"] = benchmark::Counter(
+        static_cast<double>(clickReads) / static_cast<double>(state.iterations()));
+    state.counters["readsPerClickCycle"] = benchmark::Counter(
+        static_cast<double>(cycleReads) / static_cast<double>(state.iterations()));
+}
+BENCHMARK(BM_ClickToSelection)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
+void BM_AnchoringSearch(benchmark::State& state) {
+    VirtualScheduler scheduler;
+    SimulatedLogicOptions options;
+    options.fillerElementCount = static_cast<int>(state.range(0));
+    SimulatedLogic logic(scheduler.clock(), options);
+    for (int i = 1; i <= 60; ++i)
+        logic.addTrack("Track name " + std::to_string(i));
+    LogicAXReader reader(logic);
+    const auto window = logic.mainWindowElement();
+    std::size_t visited = 0;
+    logic.resetAttributeReadCount();
+    for (auto _ : state) {
+        auto search = reader.findTrackList(window);
+        if (!(search.element == logic.trackListElement()))
+            state.SkipWithError("not anchored");
+        visited = search.visited;
+        benchmark::DoNotOptimize(search);
+    }
+    state.counters["windowElements"] = static_cast<double>(logic.mainWindowElementCount());
+    state.counters["visited"] = static_cast<double>(visited);
+    state.counters["readsPerSearch"] =
+        static_cast<double>(logic.attributeReadCount()) / static_cast<double>(state.iterations());
+}
+BENCHMARK(BM_AnchoringSearch)->Arg(2248)->Unit(benchmark::kMicrosecond);
+
+void BM_IdleReadsPerSecond(benchmark::State& state) {
+    const int tracks = static_cast<int>(state.range(0));
+    Project project(tracks);
+    project.observer->start();
+    project.scheduler.advance(60.0);
+    constexpr double kIdleSeconds = 300.0;
+    double readsPerSecond = 0;
+    for (auto _ : state) {
+        const auto before = project.logic.attributeReadCount();
+        project.scheduler.advance(kIdleSeconds);
+        readsPerSecond =
+            static_cast<double>(project.logic.attributeReadCount() - before) / kIdleSeconds;
+    }
+    state.counters["readsPerIdleSecond"] = readsPerSecond;
+}
+BENCHMARK(BM_IdleReadsPerSecond)->Arg(1000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace tessiva
+
+BENCHMARK_MAIN();

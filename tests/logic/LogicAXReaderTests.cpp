@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include "logic/LogicAXReader.h"
+#include "platform/simulated/SimulatedLogic.h"
+#include "runtime/Clock.h"
+
+namespace tessiva {
+namespace {
+
+struct Fixture {
+    explicit Fixture(SimulatedLogicOptions options = {}, int tracks = 12)
+        : logic(clock, std::move(options)), reader(logic) {
+        for (int i = 1; i <= tracks; ++i)
+            logic.addTrack("T" + std::to_string(i));
+    }
+    ManualClock clock;
+    SimulatedLogic logic;
+    LogicAXReader reader;
+};
+
+TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
+    {
+        SCOPED_TRACE("the Arrange outline scores 60 plus 25 for its rows");
+        Fixture f;
+        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
+        EXPECT_EQ(search.element, f.logic.trackListElement());
+        EXPECT_EQ(search.score, 85);
+        EXPECT_TRUE(search.stoppedEarly);
+    }
+    {
+        SCOPED_TRACE("a shallower list scoring 50 or more ends the search before the better one");
+        SimulatedLogicOptions options;
+        options.decoyTracksHeaderTable = true;
+        Fixture f(options);
+        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
+        EXPECT_EQ(search.element, f.logic.decoyTableElement());
+        EXPECT_EQ(search.score, 60);
+        EXPECT_TRUE(search.stoppedEarly);
+    }
+}
+
+TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
+    for (const int nesting : {8, 9}) {
+        SCOPED_TRACE("list at depth " + std::to_string(nesting + 1));
+        SimulatedLogicOptions options;
+        options.arrangeNestingDepth = nesting;
+        Fixture f(options);
+        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
+        if (nesting + 1 <= 9) {
+            EXPECT_EQ(search.element, f.logic.trackListElement());
+        } else {
+            EXPECT_FALSE(search.element);
+        }
+    }
+    for (const int filler : {2000, 2600}) {
+        SCOPED_TRACE("filler " + std::to_string(filler));
+        SimulatedLogicOptions options;
+        options.fillerElementCount = filler;
+        Fixture f(options);
+        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
+        if (filler < 2500) {
+            EXPECT_EQ(search.element, f.logic.trackListElement());
+            EXPECT_LT(search.visited, 2500u);
+        } else {
+            EXPECT_FALSE(search.element);
+            EXPECT_EQ(search.visited, 2500u);
+        }
+    }
+}
+
+TEST(LogicAXReader, SelectionReads) {
+    Fixture f;
+    const auto list = f.logic.trackListElement();
+    {
+        SCOPED_TRACE("nothing selected");
+        EXPECT_FALSE(f.reader.readSelection(list).has_value());
+    }
+    {
+        SCOPED_TRACE("an anchored read costs three attribute reads");
+        f.logic.clickTrack(5);
+        f.logic.resetAttributeReadCount();
+        EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{5, "T5"}));
+        EXPECT_EQ(f.logic.attributeReadCount(), 3u);
+    }
+    {
+        SCOPED_TRACE("with several rows selected the first listed wins");
+        f.logic.clickTrack(9, SimulatedClick::command);
+        f.logic.clickTrack(2, SimulatedClick::command);
+        EXPECT_EQ(f.logic.selectedTrackNumbers(), (std::vector<int>{2, 5, 9}));
+        EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{2, "T2"}));
+    }
+    {
+        SCOPED_TRACE("elements resolve to their header row");
+        EXPECT_EQ(f.reader.resolveToTrack(f.logic.nameFieldElement(4), 2),
+                  (TrackSelection{4, "T4"}));
+        EXPECT_FALSE(f.reader.resolveToTrack(f.logic.tempoSliderElement(), 2).has_value());
+    }
+    {
+        SCOPED_TRACE("without a list the focused row is used");
+        f.logic.focusTrack(11);
+        EXPECT_EQ(f.reader.readSelectionWithoutList(f.logic.applicationElementNow()),
+                  (TrackSelection{11, "T11"}));
+    }
+}
+
+TEST(LogicAXReader, RowsAndWindowWalk) {
+    ManualClock clock;
+    SimulatedLogic logic(clock);
+    logic.addTrack("Piano");
+    logic.addStack("Strings", {"Violins", "Violas", "Celli"});
+    logic.addTrack("Piano");
+    logic.setStackCollapsed(2, true);
+    LogicAXReader reader(logic);
+    const std::map<int, std::string> expected{{1, "Piano"}, {2, "Strings"}, {6, "Piano"}};
+    const auto rows = reader.readRows(logic.trackListElement());
+    EXPECT_EQ(rows.snapshot.namesByIndex, expected);
+    EXPECT_EQ(rows.rowCount, 3u);
+    EXPECT_EQ(reader.walkWindow(logic.mainWindowElement()).namesByIndex, expected);
+    EXPECT_EQ(reader.windowTitle(logic.applicationElementNow()), "Song.logicx - Tracks");
+    {
+        SCOPED_TRACE("the walk stops at its depth limit");
+        SimulatedLogicOptions deep;
+        deep.arrangeNestingDepth = 11;  // rows at depth 13
+        SimulatedLogic deepLogic(clock, deep);
+        deepLogic.addTrack("Piano");
+        LogicAXReader deepReader(deepLogic);
+        EXPECT_TRUE(deepReader.walkWindow(deepLogic.mainWindowElement()).empty());
+    }
+}
+
+}  // namespace
+}  // namespace tessiva

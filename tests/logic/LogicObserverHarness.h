@@ -1,0 +1,113 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "logic/LogicObserver.h"
+#include "platform/simulated/SimulatedLogic.h"
+#include "runtime/Console.h"
+#include "runtime/DebugEvent.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva::testing {
+
+struct DebugEntry {
+    std::string title;
+    std::string detail;
+};
+
+struct PublishedSnapshot {
+    std::map<int, std::string> namesByIndex;
+    std::string reason;
+    double time = 0;
+};
+
+struct EmittedSelection {
+    TrackSelection selection;
+    double time = 0;
+    bool onMainQueue = false;
+};
+
+// A LogicObserver on virtual time against a SimulatedLogic with a default project of `tracks`
+// named tracks, recording what it emits, publishes and logs.
+class LogicObserverHarness {
+  public:
+    explicit LogicObserverHarness(SimulatedLogicOptions options = {}, int tracks = 10)
+        : center(scheduler.mainQueue()), logic(scheduler.clock(), std::move(options)) {
+        for (int i = 1; i <= tracks; ++i)
+            logic.addTrack(defaultName(i));
+        debugToken = center.addObserver(kDebugEventNotification, [this](const Notification& n) {
+            debug.push_back({n.userInfo.string(kDebugEventTitleKey).value_or(""),
+                             n.userInfo.string(kDebugEventDetailKey).value_or("")});
+        });
+        snapshotToken = center.addObserver(
+            kTrackListSnapshotUpdatedNotification, [this](const Notification& n) {
+                snapshots.push_back(
+                    {n.userInfo.get<std::map<int, std::string>>(kSnapshotNamesByIndexKey)
+                         .value_or(std::map<int, std::string>{}),
+                     n.userInfo.string(kSnapshotReasonKey).value_or(""), scheduler.now()});
+            });
+    }
+
+    static std::string defaultName(int number) { return "Track Name " + std::to_string(number); }
+
+    LogicObserver& makeObserver() {
+        observer = std::make_unique<LogicObserver>(
+            LogicObserver::Dependencies{scheduler, logic, logic.input(), center, console});
+        observer->onTrackSelection = [this](const TrackSelection& selection) {
+            emitted.push_back({selection, scheduler.now(), scheduler.mainQueue().isCurrent()});
+        };
+        observer->onAXAccessibilityResumed = [this] { ++resumedCalls; };
+        return *observer;
+    }
+
+    // Starts the observer and lets attachment, anchoring and the startup snapshot finish.
+    LogicObserver& start() {
+        if (!observer)
+            makeObserver();
+        observer->start();
+        scheduler.runUntilIdle();
+        return *observer;
+    }
+
+    std::size_t countDebug(const std::string& title) const {
+        std::size_t count = 0;
+        for (const auto& entry : debug)
+            count += entry.title == title ? 1 : 0;
+        return count;
+    }
+    const DebugEntry* lastDebug(const std::string& title) const {
+        for (auto it = debug.rbegin(); it != debug.rend(); ++it) {
+            if (it->title == title)
+                return &*it;
+        }
+        return nullptr;
+    }
+    std::vector<int> emittedIndices() const {
+        std::vector<int> indices;
+        for (const auto& entry : emitted)
+            indices.push_back(entry.selection.index);
+        return indices;
+    }
+    void clearRecords() {
+        emitted.clear();
+        debug.clear();
+        snapshots.clear();
+    }
+
+    VirtualScheduler scheduler;
+    NotificationCenter center;
+    CapturingConsole console;
+    SimulatedLogic logic;
+    std::unique_ptr<LogicObserver> observer;
+    std::vector<EmittedSelection> emitted;
+    std::vector<DebugEntry> debug;
+    std::vector<PublishedSnapshot> snapshots;
+    int resumedCalls = 0;
+    ObserverToken debugToken;
+    ObserverToken snapshotToken;
+};
+
+}  // namespace tessiva::testing

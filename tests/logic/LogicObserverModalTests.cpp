@@ -1,0 +1,289 @@
+#include <gtest/gtest.h>
+
+#include "LogicObserverHarness.h"
+#include "platform/input/InputEvent.h"
+
+namespace tessiva {
+namespace {
+
+using testing::LogicObserverHarness;
+
+constexpr double kEps = 1e-9;
+
+TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    const double opened = h.scheduler.now();
+    h.logic.openModal("Rename Track");
+    h.scheduler.runUntilIdle();
+    EXPECT_TRUE(observer.isQuarantined());
+    EXPECT_NEAR(observer.modalDeadlines().quarantine, opened + 1.5, kEps);
+    EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
+    const auto* entered = h.lastDebug("Logic modal AX quarantine entered");
+    ASSERT_NE(entered, nullptr);
+    EXPECT_EQ(entered->detail,
+              "reason=notification/AXFocusedWindowChanged cooldownMs=1500; cancelled deferred "
+              "selection and structural AX work.");
+    EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+
+    {
+        SCOPED_TRACE("nothing is read or emitted during the quarantine");
+        h.logic.dismissModal();  // extends by another 1.5 s from now
+        h.scheduler.advance(0.5);
+        const auto reads = h.logic.attributeReadCount();
+        h.logic.clickTrack(5);
+        h.scheduler.advance(0.5);
+        EXPECT_TRUE(h.emitted.empty());
+        EXPECT_EQ(h.logic.attributeReadCount(), reads);
+    }
+    {
+        SCOPED_TRACE("the quarantine ends 1.5 s after the last window change");
+        EXPECT_TRUE(observer.isQuarantined());
+        h.scheduler.advance(0.49);
+        EXPECT_TRUE(observer.isQuarantined());
+        h.scheduler.advance(0.01);
+        EXPECT_FALSE(observer.isQuarantined());
+        h.logic.clickTrack(6);
+        h.scheduler.advance(0.2);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
+        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
+    }
+}
+
+TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    const double t0 = h.scheduler.now();
+    h.logic.clickTrack(4, SimulatedClick::right);
+    h.scheduler.runUntilIdle();
+    {
+        SCOPED_TRACE("the right click suspends the selection route and arms 3.0 s");
+        EXPECT_TRUE(observer.isAXObserverSourceSuspended());
+        EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
+        EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 3.0, kEps);
+        ASSERT_NE(h.lastDebug("Logic selection AX observer suspended"), nullptr);
+        EXPECT_EQ(h.lastDebug("Logic selection AX observer suspended")->detail,
+                  "reason=preemptive-scissors/pre-dispatch-right-mouse-down; paused "
+                  "focus/value/selection notification delivery without changing registrations.");
+        EXPECT_NE(h.lastDebug("Logic modal AX quarantine entered")
+                      ->detail.find("reason=pre-dispatch-right-mouse-down "),
+                  std::string::npos);
+    }
+    {
+        SCOPED_TRACE("a modal opening within 3.0 s extends the wait to 30 s");
+        h.scheduler.advance(1.0);
+        h.logic.openModal("Delete Regions?");
+        h.scheduler.runUntilIdle();
+        EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 31.0, kEps);
+        h.scheduler.advance(19.0);
+        EXPECT_TRUE(observer.isQuarantined());
+        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
+    }
+    {
+        SCOPED_TRACE("the confirming click suspends both routes and adds 1.5 s");
+        const double confirmed = h.scheduler.now();
+        const auto droppedBefore = h.logic.droppedNotificationCount();
+        h.logic.clickModalButton();
+        h.scheduler.runUntilIdle();
+        EXPECT_TRUE(observer.isWindowObserverSourceSuspended());
+        EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
+        EXPECT_NEAR(observer.modalDeadlines().quarantine, confirmed + 1.5, kEps);
+        EXPECT_GT(h.logic.droppedNotificationCount(), droppedBefore);
+        EXPECT_NE(h.lastDebug("Logic window AX observer suspended")
+                      ->detail.find("reason=pre-dispatch-modal-confirmation-left-mouse-down;"),
+                  std::string::npos);
+        h.scheduler.advance(1.49);
+        EXPECT_EQ(h.resumedCalls, 0);
+        h.scheduler.advance(0.01);
+        ASSERT_NE(h.lastDebug("Logic AX observer delivery resumed"), nullptr);
+        EXPECT_EQ(h.lastDebug("Logic AX observer delivery resumed")->detail,
+                  "routes=selection,window; applicable modal/detection deadlines elapsed.");
+        EXPECT_EQ(h.resumedCalls, 1);
+        EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+        EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
+    }
+    {
+        SCOPED_TRACE("delivery works again");
+        h.logic.clickTrack(5);
+        h.scheduler.advance(0.2);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{5}));
+    }
+}
+
+TEST(LogicObserverModal, AnUnconfirmedModalIsGivenUpAfterThirtySeconds) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    h.logic.clickArrangeBackground(SimulatedClick::command);
+    h.scheduler.runUntilIdle();
+    h.logic.openModal("Split Regions");
+    const double opened = h.scheduler.now();
+    h.scheduler.runUntilIdle();
+    h.scheduler.advance(30.0 - 0.01);
+    EXPECT_TRUE(observer.isQuarantined());
+    EXPECT_TRUE(observer.isAXObserverSourceSuspended());
+    h.scheduler.advance(0.01);
+    EXPECT_NEAR(h.scheduler.now(), opened + 30.0, kEps);
+    EXPECT_FALSE(observer.isQuarantined());
+    EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+    EXPECT_EQ(h.lastDebug("Logic AX observer delivery resumed")->detail,
+              "routes=selection; applicable modal/detection deadlines elapsed.");
+    EXPECT_EQ(h.resumedCalls, 1);
+}
+
+TEST(LogicObserverModal, GestureWindowsAndExtensions) {
+    {
+        SCOPED_TRACE("a right click with no modal resumes after 3.0 s");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        h.logic.clickTrack(2, SimulatedClick::right);
+        h.scheduler.runUntilIdle();
+        h.scheduler.advance(2.99);
+        EXPECT_TRUE(observer.isQuarantined());
+        h.scheduler.advance(0.01);
+        EXPECT_FALSE(observer.isQuarantined());
+        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 1u);
+    }
+    {
+        SCOPED_TRACE("repeated gestures only extend the deadlines");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        const double t0 = h.scheduler.now();
+        h.logic.clickTrack(2, SimulatedClick::right);
+        h.scheduler.advance(0.5);
+        h.logic.clickArrangeBackground(SimulatedClick::command);
+        h.scheduler.runUntilIdle();
+        EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 3.5, kEps);
+        EXPECT_NEAR(observer.modalDeadlines().quarantine, t0 + 2.0, kEps);
+        EXPECT_NE(h.lastDebug("Logic modal AX quarantine entered")
+                      ->detail.find("pre-dispatch-command-left-mouse-down"),
+                  std::string::npos);
+    }
+    {
+        SCOPED_TRACE("a modal within 0.75 s of a plain click counts as a gesture modal");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        h.logic.clickTrack(2);
+        h.scheduler.advance(0.7);
+        h.logic.openModal("Alert");
+        h.scheduler.runUntilIdle();
+        EXPECT_TRUE(observer.isAXObserverSourceSuspended());
+        EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, h.scheduler.now() + 30.0,
+                    kEps);
+        EXPECT_EQ(observer.modalDeadlines().primaryDetection, 0.0);
+    }
+    {
+        SCOPED_TRACE("after 0.75 s the same modal only gets the cooldown");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        h.logic.clickTrack(2);
+        h.scheduler.advance(0.76);
+        h.logic.openModal("Alert");
+        h.scheduler.runUntilIdle();
+        EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+        EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
+    }
+}
+
+TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
+    SimulatedLogicOptions options;
+    LogicObserverHarness h(options);
+    h.logic.input().setTapAvailable(false);
+    auto& observer = h.start();
+    EXPECT_FALSE(observer.usesPreDispatchTap());
+    EXPECT_TRUE(h.console.contains(
+        "[LogicObserver] Could not create pre-dispatch modal gesture event tap; using NSEvent "
+        "fallback."));
+    h.logic.clickTrack(3, SimulatedClick::right);
+    h.scheduler.runUntilIdle();
+    EXPECT_NE(h.lastDebug("Logic modal AX quarantine entered")
+                  ->detail.find("reason=right-mouse-down/fallback "),
+              std::string::npos);
+    h.logic.openModal("Rename");
+    h.scheduler.runUntilIdle();
+    h.scheduler.advance(5.0);
+    h.logic.pressKey(keycode::kReturn);
+    h.scheduler.runUntilIdle();
+    EXPECT_FALSE(h.logic.isModalOpen());
+    EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
+    EXPECT_NE(h.lastDebug("Logic modal AX quarantine entered")
+                  ->detail.find("reason=modal-confirmation-key-down "),
+              std::string::npos);
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.lastDebug("Logic AX observer delivery resumed")->detail,
+              "routes=selection,window; applicable modal/detection deadlines elapsed.");
+    h.logic.clickTrack(8);
+    h.scheduler.advance(0.2);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{8}));
+}
+
+TEST(LogicObserverModal, QuarantineCancelsDeferredWorkAndPausesTheRescan) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    h.scheduler.advance(3.0);
+    h.clearRecords();
+    {
+        SCOPED_TRACE("a pending structural capture is cancelled");
+        h.logic.moveTrack(2, 5);
+        h.scheduler.advance(0.1);
+        h.logic.openModal("Alert");
+        h.scheduler.advance(3.0);
+        // Only the 5 s structure poll reports the move, never the cancelled debounce.
+        for (const auto& snapshot : h.snapshots) {
+            EXPECT_EQ(snapshot.reason.rfind("debounced", 0), std::string::npos) << snapshot.reason;
+        }
+        EXPECT_EQ(h.countDebug("Debounced structural snapshot published"), 0u);
+    }
+    {
+        SCOPED_TRACE("Logic quitting during a quarantine is noticed after it");
+        h.logic.dismissModal();
+        h.logic.quit();
+        h.scheduler.advance(1.0);  // the rescan tick at 5 s falls inside the quarantine
+        EXPECT_TRUE(observer.isAttached());
+        h.scheduler.advance(5.0);
+        EXPECT_FALSE(observer.isAttached());
+    }
+}
+
+}  // namespace
+}  // namespace tessiva
+
+namespace tessiva {
+namespace {
+
+TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {
+    {
+        SCOPED_TRACE("a held press beside the headers is a potential cut");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        h.logic.pressRegionArea();
+        h.scheduler.advance(0.5);
+        EXPECT_TRUE(observer.logicPointerGestureIsPotentialScissors());
+        h.scheduler.advance(0.5);  // past the click's own 0.75 s
+        const double released = h.scheduler.now();
+        h.logic.releasePointer();
+        h.scheduler.runUntilIdle();
+        EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
+        EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
+        h.scheduler.advance(0.5);
+        h.logic.openModal("Split");
+        h.scheduler.runUntilIdle();
+        EXPECT_TRUE(observer.isAXObserverSourceSuspended());
+    }
+    {
+        SCOPED_TRACE("a held press on a header is not");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        h.logic.beginTrackDrag(3);
+        h.scheduler.advance(0.5);
+        EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
+        h.scheduler.advance(0.5);
+        h.logic.releasePointer();
+        h.scheduler.advance(0.5);
+        h.logic.openModal("Alert");
+        h.scheduler.runUntilIdle();
+        EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+    }
+}
+
+}  // namespace
+}  // namespace tessiva

@@ -1,0 +1,413 @@
+#include <gtest/gtest.h>
+
+#include "LogicObserverHarness.h"
+#include "platform/input/InputEvent.h"
+
+namespace tessiva {
+namespace {
+
+using testing::LogicObserverHarness;
+
+TEST(LogicObserverSelection, ClickingATrackEmitsItOnTheMainQueue) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    ASSERT_TRUE(observer.isAttached());
+    EXPECT_TRUE(h.console.contains(
+        "[LogicObserver] Attached to Logic (pid=" + std::to_string(h.logic.pid()) + ")."));
+    EXPECT_EQ(observer.trackHeaderContainer(), h.logic.trackListElement());
+    EXPECT_EQ(h.countDebug("Anchored track list container (table/outline)"), 1u);
+    EXPECT_EQ(h.countDebug("Logic modal window observer ready"), 1u);
+
+    h.logic.clickTrack(7);
+    h.scheduler.runUntilIdle();
+    ASSERT_EQ(h.emitted.size(), 1u);
+    EXPECT_EQ(h.emitted[0].selection, (TrackSelection{7, "Track Name 7"}));
+    EXPECT_TRUE(h.emitted[0].onMainQueue);
+    const auto* detected = h.lastDebug("Logic track detected: #7");
+    ASSERT_NE(detected, nullptr);
+    EXPECT_EQ(detected->detail, "Track Name 7\ntrigger=AXSelectedRowsChanged");
+    EXPECT_EQ(observer.lastSelection(), (TrackSelection{7, "Track Name 7"}));
+
+    // The probe after the plain click finds the same track and adds nothing.
+    h.scheduler.advance(0.5);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{7}));
+    EXPECT_EQ(observer.lastAuthoritativeArrangeTrackIndex(), 7);
+}
+
+TEST(LogicObserverSelection, NotificationsCloserThanTheDedupeIntervalAreDropped) {
+    {
+        SCOPED_TRACE("0.01 s apart: the second click's notifications are dropped");
+        LogicObserverHarness h;
+        h.start();
+        h.logic.clickTrack(3);
+        h.scheduler.advance(0.01);
+        h.logic.clickTrack(4);
+        h.scheduler.advance(0.01);
+        h.logic.clickTrack(5);  // 0.02 s after the first handled one: passes
+        h.scheduler.advance(0.05);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5}));
+    }
+    {
+        SCOPED_TRACE("a capture sees everything");
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        observer.beginAXCapture(45.0);
+        h.logic.clickTrack(3);
+        h.scheduler.advance(0.01);
+        h.logic.clickTrack(4);
+        h.scheduler.advance(0.05);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
+        EXPECT_GE(h.countDebug("AX flight notification #1"), 1u);
+    }
+}
+
+TEST(LogicObserverSelection, FocusedElementChangesRightAfterAnEmissionAreIgnored) {
+    for (const double gap : {0.30, 0.31}) {
+        SCOPED_TRACE(gap);
+        LogicObserverHarness h;
+        h.start();
+        h.logic.clickTrack(3);
+        h.scheduler.runUntilIdle();
+        ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3}));
+        h.scheduler.advance(gap);
+        h.logic.focusTrack(8);
+        h.scheduler.advance(0.05);
+        if (gap <= 0.30) {
+            EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
+        } else {
+            EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
+            EXPECT_NE(h.lastDebug("Logic track detected: #8")
+                          ->detail.find("trigger=focused-tracks-event"),
+                      std::string::npos);
+        }
+    }
+}
+
+TEST(LogicObserverSelection, RepeatsOfTheSameTrackDependOnTheTrigger) {
+    LogicObserverHarness h;
+    h.start();
+    h.logic.clickTrack(3);
+    h.scheduler.advance(1.0);
+    {
+        SCOPED_TRACE("a second click re-emits through AXSelectedRowsChanged");
+        h.logic.clickTrack(3);
+        h.scheduler.advance(1.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 3}));
+    }
+    {
+        SCOPED_TRACE("a value change for the selected track is dropped");
+        h.logic.renameTrack(3, "Renamed");
+        h.logic.setTempo(96.0);
+        h.scheduler.advance(1.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 3}));
+    }
+    {
+        SCOPED_TRACE("a value change on an unselected row is not a selection");
+        h.logic.renameTrack(6, "Other");
+        h.scheduler.advance(1.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 3}));
+    }
+    {
+        SCOPED_TRACE("a selection set through the row is emitted; renaming it later is not");
+        ASSERT_EQ(h.logic.setAttributeValue(h.logic.rowElement(6), "AXSelected", true),
+                  AXError::success);
+        h.scheduler.advance(1.0);  // its own selection notifications emit 6 first
+        h.logic.clickTrack(2);
+        h.scheduler.advance(1.0);
+        h.logic.renameTrack(2, "Now Named");
+        h.scheduler.advance(1.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 3, 6, 2}));
+    }
+}
+
+TEST(LogicObserverSelection, BackgroundLogicEmitsNothing) {
+    LogicObserverHarness h;
+    h.start();
+    h.logic.setFrontmost(false);
+    const auto readsBefore = h.logic.attributeReadCount();
+    h.logic.clickTrack(4);
+    h.logic.pressArrowKey(true);
+    h.logic.renameTrack(4, "Quiet");
+    h.scheduler.advance(1.0);
+    EXPECT_TRUE(h.emitted.empty());
+    EXPECT_EQ(h.logic.attributeReadCount(), readsBefore);
+    EXPECT_GT(h.logic.deliveredNotificationCount(), 0u);
+
+    h.logic.setFrontmost(true);
+    h.logic.clickTrack(4);
+    h.scheduler.advance(1.0);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
+}
+
+TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
+    {
+        SCOPED_TRACE("the selection settles after 0.05 s: found on the third read");
+        LogicObserverHarness h;
+        h.start();
+        h.logic.clickTrack(3);
+        h.scheduler.advance(1.0);
+        h.logic.setSelectionSettleDelay(0.05);
+        const double pressed = h.scheduler.now();
+        h.logic.pressArrowKey(true);
+        h.scheduler.advance(1.0);
+        ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
+        EXPECT_NEAR(h.emitted[1].time - pressed, 0.05, 1e-9);
+        EXPECT_NE(h.lastDebug("Logic track detected: #4")
+                      ->detail.find("trigger=keyboard-down/arrange-selected-row"),
+                  std::string::npos);
+        h.logic.pressArrowKey(false);
+        h.scheduler.advance(1.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 4, 3}));
+        EXPECT_NE(h.lastDebug("Logic track detected: #3")->detail.find("keyboard-up/"),
+                  std::string::npos);
+    }
+    {
+        SCOPED_TRACE("twelve reads 0.025 s apart give up before a 0.5 s settle");
+        LogicObserverHarness h;
+        h.start();
+        h.logic.clickTrack(3);
+        h.scheduler.advance(1.0);
+        h.logic.setSelectionSettleDelay(0.5);
+        h.logic.resetAttributeReadCount();
+        h.logic.pressArrowKey(true);
+        h.scheduler.advance(2.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
+        // Each read of the list's selection costs AXSelectedChildren + AXTitle + AXDescription.
+        EXPECT_EQ(h.logic.attributeReadCount(), 12u * 3u);
+    }
+}
+
+TEST(LogicObserverSelection, MixerTracksGroupIsAdoptedFromTheFocusedElement) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    h.logic.openMixer();
+    h.scheduler.advance(2.0);  // the window change quarantines for 1.5 s
+    h.logic.clickMixerStrip(6);
+    h.scheduler.advance(0.5);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
+    EXPECT_EQ(h.countDebug("Anchored track container"), 1u);
+    EXPECT_NE(h.lastDebug("Logic track detected: #6")->detail.find("focused-tracks-event"),
+              std::string::npos);
+    EXPECT_NE(observer.trackHeaderContainer(), h.logic.trackListElement());
+}
+
+TEST(LogicObserverSelection, AttachDetachAndRelaunchFollowTheRescan) {
+    LogicObserverHarness h;
+    h.logic.quit();
+    auto& observer = h.start();
+    EXPECT_FALSE(observer.isAttached());
+    EXPECT_FALSE(h.console.contains("Attached"));
+
+    {
+        SCOPED_TRACE("a failed observer creation is logged and retried");
+        h.logic.failNextObserverCreations(1);
+        h.logic.launch();
+        h.scheduler.advance(5.0);
+        EXPECT_FALSE(observer.isAttached());
+        EXPECT_TRUE(h.console.contains("[LogicObserver] AXObserverCreate failed: -25204"));
+        h.scheduler.advance(5.0);
+        EXPECT_TRUE(observer.isAttached());
+    }
+    {
+        SCOPED_TRACE("quitting detaches and clears the last selection");
+        h.logic.clickTrack(2);
+        h.scheduler.advance(1.0);
+        EXPECT_TRUE(observer.lastSelection().has_value());
+        h.logic.quit();
+        h.scheduler.advance(5.0);
+        EXPECT_FALSE(observer.isAttached());
+        EXPECT_TRUE(h.console.contains("[LogicObserver] Detached."));
+        EXPECT_FALSE(observer.lastSelection().has_value());
+        EXPECT_FALSE(observer.trackHeaderContainer());
+    }
+    {
+        SCOPED_TRACE("a relaunch within one rescan period is noticed by its new process");
+        h.logic.launch();
+        h.scheduler.advance(5.0);
+        ASSERT_TRUE(observer.isAttached());
+        const auto oldPid = h.logic.pid();
+        h.logic.relaunch();
+        h.scheduler.advance(5.0);
+        EXPECT_TRUE(h.console.contains("(pid=" + std::to_string(h.logic.pid()) + ")."));
+        EXPECT_NE(oldPid, h.logic.pid());
+        h.emitted.clear();
+        h.logic.clickTrack(9);
+        h.scheduler.advance(1.0);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{9}));
+    }
+}
+
+TEST(LogicObserverSelection, WindowObserverFailureFallsBackToTheMainObserver) {
+    LogicObserverHarness h;
+    h.logic.failNextObserverCreations(1, 1);
+    auto& observer = h.start();
+    ASSERT_TRUE(observer.isAttached());
+    EXPECT_FALSE(observer.hasWindowObserver());
+    EXPECT_TRUE(
+        h.console.contains("[LogicObserver] Dedicated AX window observer creation failed: -25204"));
+    // The main observer now hears the window change and quarantines.
+    h.logic.openModal("Rename");
+    h.scheduler.runUntilIdle();
+    EXPECT_TRUE(observer.isQuarantined());
+}
+
+TEST(LogicObserverSelection, WindowTitleIsReadOnDemand) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    EXPECT_EQ(observer.readLogicWindowTitle(), "Song.logicx - Tracks");
+    h.logic.setProjectName("Symphony");
+    EXPECT_EQ(observer.readLogicWindowTitle(), "Symphony.logicx - Tracks");
+    h.logic.openModal("Save");
+    h.scheduler.runUntilIdle();
+    EXPECT_EQ(observer.readLogicWindowTitle(), std::nullopt);
+    h.logic.dismissModal();
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(observer.readLogicWindowTitle(), "Symphony.logicx - Tracks");
+    h.logic.quit();
+    h.scheduler.advance(5.0);
+    EXPECT_EQ(observer.readLogicWindowTitle(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tessiva
+
+namespace tessiva {
+namespace {
+
+TEST(LogicObserverSelection, SettlingReadsPollWithTheLatestToken) {
+    {
+        SCOPED_TRACE("the focused-window trigger waits 0.03 s, then polls every 0.02 s");
+        LogicObserverHarness h;
+        h.start();
+        h.logic.clickTrack(3);
+        h.scheduler.advance(1.0);
+        h.logic.setSelectionSettleDelay(0.1);
+        // Selected while Logic is in the background, so only the refresh reads it.
+        h.logic.setFrontmost(false);
+        h.logic.setAttributeValue(h.logic.rowElement(8), "AXSelected", true);
+        h.scheduler.runUntilIdle();
+        h.logic.setFrontmost(true);
+        const double requested = h.scheduler.now();
+        h.observer->refreshSelection("AXFocusedWindowChanged");
+        h.scheduler.advance(0.02);
+        h.observer->refreshSelection("AXFocusedWindowChanged");  // supersedes the first
+        const double latest = h.scheduler.now();
+        h.logic.resetAttributeReadCount();
+        h.scheduler.advance(1.0);
+        ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
+        // Reads at +0.03, +0.05, +0.07, +0.09 after the latest request see the old row.
+        EXPECT_NEAR(h.emitted[1].time - latest, 0.09, 1e-9);
+        EXPECT_GE(h.emitted[1].time - requested, 0.1);
+        EXPECT_EQ(h.logic.attributeReadCount(), 4u * 3u);
+    }
+    {
+        SCOPED_TRACE("after eight stale reads the result is handed over and dropped");
+        LogicObserverHarness h;
+        h.start();
+        h.logic.clickTrack(3);
+        h.scheduler.advance(1.0);
+        h.logic.setSelectionSettleDelay(0.5);
+        h.logic.setFrontmost(false);
+        h.logic.setAttributeValue(h.logic.rowElement(8), "AXSelected", true);
+        h.scheduler.runUntilIdle();
+        h.logic.setFrontmost(true);
+        h.logic.resetAttributeReadCount();
+        h.observer->refreshSelection("AXFocusedWindowChanged");
+        h.scheduler.advance(0.4);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
+        EXPECT_EQ(h.logic.attributeReadCount(), 8u * 3u);
+    }
+}
+
+TEST(LogicObserverSelection, SlowReadsAreReportedDuringACapture) {
+    LogicObserverHarness h;
+    h.start();
+    h.observer->beginAXCapture(45.0);
+    h.logic.setAttributeReadHook([&](std::string_view) { h.scheduler.manualClock().advance(0.1); });
+    h.logic.clickTrack(4);
+    // Without the dedupe both selection notifications schedule a read; the later token wins.
+    // Work posted after a slow read is due later than "now" was when it began.
+    h.scheduler.advance(1.0);
+    h.logic.setAttributeReadHook({});
+    ASSERT_NE(h.lastDebug("AX selection fetch slow"), nullptr);
+    EXPECT_EQ(h.lastDebug("AX selection fetch slow")->detail,
+              "durationSeconds=0.300 trigger=AXSelectedChildrenChanged");
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
+    EXPECT_NE(h.lastDebug("Logic track detected: #4")->detail.find("\nAX capture elapsed=+"),
+              std::string::npos);
+}
+
+}  // namespace
+}  // namespace tessiva
+
+namespace tessiva {
+namespace {
+
+TEST(LogicObserverSelection, LearnModeResolvesRenamedRows) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    std::vector<std::pair<TrackSelection, std::string>> learned;
+    observer.onLearnRowResolved = [&](const TrackSelection& selection, const std::string& trigger) {
+        learned.emplace_back(selection, trigger);
+    };
+    h.logic.clickTrack(3);
+    h.scheduler.advance(1.0);
+    h.logic.renameTrack(3, "Ignored");
+    h.scheduler.advance(1.0);
+    EXPECT_TRUE(learned.empty());
+
+    observer.learnAwaitsTrackName = true;
+    h.logic.renameTrack(3, "Oboe");
+    h.logic.renameTrack(5, "Harp");
+    h.scheduler.advance(1.0);
+    ASSERT_EQ(learned.size(), 2u);
+    EXPECT_EQ(learned[0].first, (TrackSelection{3, "Oboe"}));
+    EXPECT_EQ(learned[0].second, "AXValueChanged/arrange-row-learn-authoritative");
+    EXPECT_EQ(learned[1].first, (TrackSelection{5, "Harp"}));
+    EXPECT_EQ(learned[1].second, "AXValueChanged/arrange-row-learn");
+    // Learning never turns a rename into a selection.
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
+}
+
+}  // namespace
+}  // namespace tessiva
+
+namespace tessiva {
+namespace {
+
+TEST(LogicObserverSelection, ListsBeyondTheAnchoringDepth) {
+    {
+        SCOPED_TRACE("the deeper list verification adopts a list anchoring could not reach");
+        SimulatedLogicOptions options;
+        options.arrangeNestingDepth = 9;  // the list at depth 10
+        LogicObserverHarness h(options);
+        auto& observer = h.start();
+        EXPECT_EQ(h.countDebug("Anchored track list container (table/outline)"), 0u);
+        EXPECT_EQ(h.countDebug("Dense Arrange track list verified"), 1u);
+        EXPECT_EQ(observer.trackHeaderContainer(), h.logic.trackListElement());
+        ASSERT_EQ(h.snapshots.size(), 1u);
+        EXPECT_EQ(h.snapshots[0].namesByIndex, h.logic.visibleRows());
+        h.logic.clickTrack(6);
+        h.scheduler.advance(0.5);
+        EXPECT_EQ(h.emittedIndices().back(), 6);
+    }
+    {
+        SCOPED_TRACE("out of every search's reach the focused element is used");
+        SimulatedLogicOptions options;
+        options.arrangeNestingDepth = 12;
+        options.postFocusedElementOnClick = true;
+        LogicObserverHarness h(options);
+        auto& observer = h.start();
+        ASSERT_TRUE(observer.isAttached());
+        EXPECT_FALSE(observer.trackHeaderContainer());
+        EXPECT_TRUE(h.snapshots.empty());
+        h.logic.clickTrack(6);
+        h.scheduler.advance(0.5);
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
+        EXPECT_NE(h.lastDebug("Logic track detected: #6")->detail.find("focused-tracks-event"),
+                  std::string::npos);
+    }
+}
+
+}  // namespace
+}  // namespace tessiva
