@@ -16,7 +16,7 @@ struct PeerEndpoint {
 // Answers "where is the active iPad?" for senders such as the selection routing. The iPad link
 // (OSCDiscoveryManager) is the production provider; tests use a fixed endpoint.
 class PeerEndpointProvider {
-public:
+  public:
     virtual ~PeerEndpointProvider() = default;
     virtual std::optional<PeerEndpoint> activePeerEndpoint() const = 0;
 };

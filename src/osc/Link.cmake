@@ -1,0 +1,14 @@
+# The iPad link: listener, peers and handshake, inbound dispatch, the workspace snapshot.
+tessiva_add_library(tessiva_osc_link
+  SOURCES
+    ${CMAKE_CURRENT_LIST_DIR}/InboundRequests.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/ConnectionSoundPlayer.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OSCDiscoveryManager.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OSCDiscoveryManagerInbound.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/PeerRegistry.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/RemoteWorkspaceSnapshot.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/RemoteWorkspaceStore.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/StoredPeerEndpoint.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/WorkspaceSnapshotChunkAssembler.cpp
+  PUBLIC_LINKS tessiva_osc tessiva_runtime tessiva_platform_net tessiva_platform_dnssd_port
+  PRIVATE_LINKS nlohmann_json::nlohmann_json fmt::fmt)

@@ -1,0 +1,74 @@
+#include "osc/PeerRegistry.h"
+
+#include <algorithm>
+
+#include "runtime/Text.h"
+
+namespace tessiva {
+
+std::string makePeerID(std::string_view host, std::uint16_t port) {
+    return text::trimmed(host) + ":" + std::to_string(port);
+}
+
+PeerRegistry::Registration PeerRegistry::registerPeer(const std::string& host, std::uint16_t port,
+                                                      const std::optional<std::string>& deviceName,
+                                                      double now) {
+    Registration result;
+    const std::string trimmedHost = text::trimmed(host);
+    if (trimmedHost.empty())
+        return result;
+    result.peerID = makePeerID(trimmedHost, port);
+    if (activePeerID_ && *activePeerID_ != result.peerID) {
+        result.verdict = Verdict::rejectedOtherActive;
+        result.activePeerID = *activePeerID_;
+        return result;
+    }
+    result.verdict = Verdict::accepted;
+    auto [entry, inserted] = knownPeersByID_.try_emplace(result.peerID);
+    KnownPeer& peer = entry->second;
+    peer.id = result.peerID;
+    peer.host = trimmedHost;
+    peer.port = port;
+    if (deviceName)
+        peer.deviceName = deviceName;  // an absent name keeps the previous one
+    peer.lastSeen = now;
+    if (inserted)
+        peerOrder_.push_back(result.peerID);
+    result.isNewPeer = inserted;
+    if (!activePeerID_) {
+        activePeerID_ = result.peerID;
+        result.becameActive = true;
+    }
+    return result;
+}
+
+bool PeerRegistry::setActivePeer(const std::string& id) {
+    if (!knownPeersByID_.count(id))
+        return false;
+    activePeerID_ = id;
+    return true;
+}
+
+void PeerRegistry::remove(const std::string& id) {
+    knownPeersByID_.erase(id);
+    peerOrder_.erase(std::remove(peerOrder_.begin(), peerOrder_.end(), id), peerOrder_.end());
+    if (activePeerID_ && *activePeerID_ == id)
+        activePeerID_.reset();
+}
+
+void PeerRegistry::setDeviceName(const std::string& id, std::string name) {
+    auto found = knownPeersByID_.find(id);
+    if (found != knownPeersByID_.end())
+        found->second.deviceName = std::move(name);
+}
+
+const KnownPeer* PeerRegistry::activePeer() const {
+    return activePeerID_ ? peer(*activePeerID_) : nullptr;
+}
+
+const KnownPeer* PeerRegistry::peer(const std::string& id) const {
+    auto found = knownPeersByID_.find(id);
+    return found == knownPeersByID_.end() ? nullptr : &found->second;
+}
+
+}  // namespace tessiva

@@ -1,0 +1,360 @@
+#include <gtest/gtest.h>
+
+#include "LinkRig.h"
+#include "osc/StoredPeerEndpoint.h"
+
+namespace tessiva {
+namespace {
+
+using testing::LinkRig;
+
+constexpr const char* kHost = "127.0.0.1";
+constexpr std::uint16_t kIPadA = 53000;
+constexpr std::uint16_t kIPadB = 53001;
+
+void ping(LinkRig& rig, std::uint16_t from, std::string name = "Stage iPad") {
+    rig.transport.deliver(kHost, from, "/ping",
+                          {OSCArgument::int32(from), OSCArgument::string(std::move(name))});
+    rig.scheduler.runUntilIdle();
+}
+
+TEST(OSCDiscoveryManager, FirstPingMakesTheActivePeerAndConnectsTheHandshake) {
+    LinkRig rig;
+    auto& handshakes = rig.observe("tessiva.oscHandshakeStatusChanged");
+    auto& pings = rig.observe("OSCDiscoveryManager.PingReceived");
+    auto& discovered = rig.observe("OSCDiscoveryManager.PeerDiscovered");
+    auto& manager = rig.started();
+    EXPECT_EQ(rig.transport.lastOptions->bindHost, "127.0.0.1");
+    EXPECT_TRUE(rig.transport.lastOptions->reuseAddress);
+
+    ping(rig, kIPadA);
+    const std::string id = "127.0.0.1:53000";
+    EXPECT_EQ(manager.activePeerID(), id);
+    EXPECT_EQ(manager.activePeerEndpoint(), (PeerEndpoint{kHost, kIPadA}));
+    EXPECT_EQ(manager.peerDeviceName(), "Stage iPad");
+    EXPECT_TRUE(manager.isHandshakeConnected());
+    EXPECT_TRUE(rig.logged("OSC iPad peer accepted",
+                           "Peer " + id + " registered as the active Tessiva iPad."));
+    EXPECT_TRUE(rig.logged("Active iPad selected",
+                           "Active peer is now " + id + ". reason=first peer connected"));
+
+    SCOPED_TRACE("the Mac answers with its name, then announces itself once");
+    auto pongs = rig.transport.sent("/pong");
+    ASSERT_EQ(pongs.size(), 1u);
+    EXPECT_EQ(pongs[0].port, kIPadA);
+    EXPECT_EQ(pongs[0].arguments, std::vector<OSCArgument>{OSCArgument::string("Studio Mac")});
+    auto names = rig.transport.sent("/tessiva/focus/device/name");
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(rig.transport.sent("/tessiva/focus/connectedSound")[0].arguments,
+              std::vector<OSCArgument>{OSCArgument::int32(120)});
+    EXPECT_TRUE(rig.logged("Focus device name sent",
+                           "Sent /tessiva/focus/device/name \"Studio Mac\" to 127.0.0.1:53000"));
+    EXPECT_TRUE(rig.logged("Connection sound sync requested",
+                           "Sent /tessiva/focus/connectedSound delayMs=120 to 127.0.0.1:53000"));
+    EXPECT_EQ(rig.sound.delays, std::vector<double>{0.12});
+
+    ASSERT_EQ(handshakes.size(), 1u);
+    EXPECT_EQ(handshakes[0].boolean("connected"), true);
+    EXPECT_EQ(handshakes[0].string("peer"), id);
+    EXPECT_EQ(handshakes[0].string("endpoint"), id);
+    EXPECT_EQ(handshakes[0].string("remoteDeviceName"), "Stage iPad");
+    EXPECT_EQ(handshakes[0].string("reason"), "confirmed active peer heartbeat");
+    EXPECT_EQ(handshakes[0].string("localDeviceName"), "Studio Mac");
+    EXPECT_EQ(pings.size(), 1u);
+    EXPECT_EQ(discovered.size(), 1u);
+
+    SCOPED_TRACE("the endpoint is remembered for the next launch");
+    EXPECT_EQ(rig.defaults.string(StoredPeerEndpoint::kHostKey), kHost);
+    EXPECT_EQ(rig.defaults.integer(StoredPeerEndpoint::kPortKey), kIPadA);
+
+    SCOPED_TRACE("a second ping answers again but does not replay the connection sound");
+    ping(rig, kIPadA);
+    EXPECT_EQ(rig.transport.sent("/pong").size(), 2u);
+    EXPECT_EQ(rig.transport.sent("/tessiva/focus/device/name").size(), 1u);
+    EXPECT_EQ(rig.sound.delays.size(), 1u);
+    EXPECT_EQ(discovered.size(), 1u);
+}
+
+TEST(OSCDiscoveryManager, SecondIPadIsRejectedUntilTheFirstTimesOut) {
+    LinkRig rig;
+    auto& handshakes = rig.observe("tessiva.oscHandshakeStatusChanged");
+    auto& lost = rig.observe("OSCDiscoveryManager.PeerLost");
+    auto& manager = rig.started();
+    ping(rig, kIPadA);
+    rig.transport.clearSent();
+
+    SCOPED_TRACE("no take-over");
+    ping(rig, kIPadB, "Other iPad");
+    EXPECT_TRUE(
+        rig.logged("OSC iPad peer rejected",
+                   "Rejected 127.0.0.1:53001 because active peer 127.0.0.1:53000 is already "
+                   "connected."));
+    EXPECT_TRUE(rig.transport.sent("/pong").empty());
+    EXPECT_EQ(manager.activePeerID(), "127.0.0.1:53000");
+    rig.transport.deliver(kHost, kIPadB, "/tessiva/device/name", {OSCArgument::string("Other")});
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(rig.logged("Tessiva device name ignored",
+                           "Ignored device name \"Other\" from inactive iPad 127.0.0.1:53001. "
+                           "Active peer is 127.0.0.1:53000"));
+    EXPECT_EQ(manager.peerDeviceName(), "Stage iPad");
+    rig.transport.deliver(kHost, kIPadB, "/pong", {});
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(
+        rig.logged("OSC pong ignored", "Ignoring /pong from inactive iPad peer 127.0.0.1:53001"));
+
+    SCOPED_TRACE("traffic from the active iPad keeps it; the inactive one's does not");
+    rig.scheduler.advance(15.0);
+    rig.transport.deliver(kHost, kIPadA, "/tessiva/device/name", {OSCArgument::string("Renamed")});
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(manager.peerDeviceName(), "Renamed");
+    rig.scheduler.advance(19.9);
+    ping(rig, kIPadB);  // rejected; re-arms nothing
+    EXPECT_EQ(manager.activePeerID(), "127.0.0.1:53000");
+
+    SCOPED_TRACE("20 s of silence drop it");
+    rig.scheduler.advance(0.1);
+    EXPECT_FALSE(manager.activePeerID().has_value());
+    EXPECT_FALSE(manager.isHandshakeConnected());
+    EXPECT_TRUE(rig.logged("OSC handshake timed out",
+                           "No /ping, /pong, or bridge traffic received for 20s from "
+                           "127.0.0.1:53000"));
+    ASSERT_FALSE(handshakes.empty());
+    EXPECT_EQ(handshakes.back().boolean("connected"), false);
+    EXPECT_EQ(handshakes.back().string("reason"), "timeout");
+    ASSERT_EQ(lost.size(), 1u);
+    EXPECT_EQ(lost[0].string("peer"), "127.0.0.1:53000");
+
+    SCOPED_TRACE("the next iPad to speak becomes active");
+    rig.events.clear();
+    ping(rig, kIPadB);
+    EXPECT_EQ(manager.activePeerID(), "127.0.0.1:53001");
+    EXPECT_TRUE(rig.logged("Active iPad selected",
+                           "Active peer is now 127.0.0.1:53001. reason=first peer connected"));
+    EXPECT_EQ(rig.sound.delays.size(), 2u);
+
+    SCOPED_TRACE("stop drops the active peer too");
+    manager.stop();
+    rig.scheduler.runUntilIdle();
+    EXPECT_FALSE(manager.activePeerID().has_value());
+    EXPECT_EQ(handshakes.back().string("reason"), "advertising stopped");
+    EXPECT_TRUE(rig.logged("OSC Bonjour stopped", "Stopped advertising _tessiva-osc._udp."));
+    EXPECT_FALSE(rig.transport.listening());
+    EXPECT_FALSE(rig.advertiser.current().has_value());
+}
+
+TEST(OSCDiscoveryManager, PingTimerAndFastBurstsFollowTheirCadence) {
+    SCOPED_TRACE("listener ready: a 2-ping burst to the stored endpoint, then the timer");
+    LinkRig rig;
+    StoredPeerEndpoint{kHost, 50000}.save(rig.defaults);
+    auto& manager = rig.make();
+    manager.start(12111);
+    rig.scheduler.runUntilIdle();
+    auto countPings = [&] { return rig.transport.sent("/ping").size(); };
+    EXPECT_EQ(countPings(), 1u);
+    rig.scheduler.advance(0.74);
+    EXPECT_EQ(countPings(), 1u);
+    rig.scheduler.advance(0.01);
+    EXPECT_EQ(countPings(), 2u);
+    rig.scheduler.advance(2.0);
+    EXPECT_EQ(countPings(), 2u);  // the burst has ended
+    auto first = rig.transport.sent("/ping")[0];
+    EXPECT_EQ(first.port, 50000);
+    EXPECT_EQ(first.arguments, std::vector<OSCArgument>{OSCArgument::int32(12111)});
+    // Timer: first firing 5 s after start, then every 10 s.
+    rig.scheduler.advance(5.0 - 2.75 - 0.01);
+    EXPECT_EQ(countPings(), 2u);
+    rig.scheduler.advance(0.01);
+    EXPECT_EQ(countPings(), 3u);
+    rig.scheduler.advance(9.99);
+    EXPECT_EQ(countPings(), 3u);
+    rig.scheduler.advance(0.01);
+    EXPECT_EQ(countPings(), 4u);
+
+    SCOPED_TRACE("two activations within 4 s start one burst; with an active peer it has 4 pings");
+    ping(rig, kIPadA);
+    rig.scheduler.advance(4.0);
+    rig.transport.clearSent();
+    rig.activation.fire(ActivationEvent::applicationDidBecomeActive);
+    rig.scheduler.runUntilIdle();
+    rig.activation.fire(ActivationEvent::systemDidWake);
+    rig.scheduler.advance(3.0);
+    auto burst = rig.transport.sent("/ping");
+    ASSERT_EQ(burst.size(), 4u);
+    for (const auto& message : burst)
+        EXPECT_EQ(message.port, kIPadA);
+    rig.scheduler.advance(1.99);
+    EXPECT_EQ(countPings(), 4u);  // the timer, restarted by the activation, fires after 5 s
+    rig.scheduler.advance(0.01);
+    EXPECT_EQ(countPings(), 5u);
+    EXPECT_EQ(manager.fastPingAttemptsRemaining(), 0);
+
+    SCOPED_TRACE("after the cooldown a new activation bursts again");
+    rig.transport.clearSent();
+    rig.activation.fire(ActivationEvent::systemDidWake);
+    rig.scheduler.advance(3.0);
+    EXPECT_EQ(countPings(), 4u);
+
+    SCOPED_TRACE("with neither an active nor a stored peer nothing is sent");
+    LinkRig empty;
+    empty.make().start(12111);
+    empty.scheduler.advance(30.0);
+    EXPECT_TRUE(empty.transport.sent("/ping").empty());
+}
+
+TEST(OSCDiscoveryManager, StoredEndpointsAndTheTentativeLinkLocalOne) {
+    SCOPED_TRACE("ports outside 1-65535 are ignored");
+    for (std::int64_t port : {0, 70000, -1}) {
+        LinkRig rig;
+        rig.defaults.setString(StoredPeerEndpoint::kHostKey, kHost);
+        rig.defaults.setInteger(StoredPeerEndpoint::kPortKey, port);
+        auto& manager = rig.make();
+        EXPECT_FALSE(manager.storedPeerHost().has_value()) << port;
+        EXPECT_FALSE(manager.storedPeerPort().has_value()) << port;
+    }
+
+    SCOPED_TRACE("a link-local endpoint with no answer is forgotten 4 s after the burst began");
+    {
+        LinkRig rig;
+        StoredPeerEndpoint{"fe80::1%en0", 50000}.save(rig.defaults);
+        auto& manager = rig.make();
+        manager.start(12111);
+        rig.scheduler.runUntilIdle();
+        EXPECT_EQ(rig.transport.sent("/ping").size(), 1u);
+        rig.scheduler.advance(3.99);
+        EXPECT_EQ(manager.storedPeerHost(), "fe80::1%en0");
+        rig.scheduler.advance(0.01);
+        EXPECT_FALSE(manager.storedPeerHost().has_value());
+        EXPECT_TRUE(rig.logged("Expired tentative iPad endpoint",
+                               "Discarded stale cached link-local endpoint fe80::1%en0:50000; "
+                               "waiting for fresh iPad contact."));
+        rig.transport.clearSent();
+        rig.scheduler.advance(30.0);
+        EXPECT_TRUE(rig.transport.sent("/ping").empty());  // nothing left to ping
+    }
+
+    SCOPED_TRACE("contact before the expiry keeps the endpoint; bracketed form counts too");
+    {
+        LinkRig rig;
+        StoredPeerEndpoint{" [FE80::2]", 50000}.save(rig.defaults);
+        auto& manager = rig.make();
+        manager.start(12111);
+        rig.scheduler.advance(1.0);
+        ping(rig, kIPadA);
+        rig.scheduler.advance(10.0);
+        EXPECT_EQ(manager.storedPeerHost(), kHost);
+        EXPECT_FALSE(rig.logged("Expired tentative iPad endpoint",
+                                "Discarded stale cached link-local endpoint  [FE80::2]:50000; "
+                                "waiting for fresh iPad contact."));
+        EXPECT_EQ(rig.countTitle("Expired tentative iPad endpoint"), 0u);
+    }
+
+    SCOPED_TRACE("an IPv4 endpoint is kept indefinitely");
+    {
+        LinkRig rig;
+        StoredPeerEndpoint{kHost, 50000}.save(rig.defaults);
+        auto& manager = rig.make();
+        manager.start(12111);
+        rig.scheduler.advance(60.0);
+        EXPECT_EQ(manager.storedPeerHost(), kHost);
+        EXPECT_EQ(rig.countTitle("Expired tentative iPad endpoint"), 0u);
+    }
+}
+
+TEST(OSCDiscoveryManager, WorkspaceSnapshotRequestsAreThrottled) {
+    LinkRig rig;
+    auto& manager = rig.started();
+    auto requests = [&] {
+        return rig.transport.sent("/tessiva/workspace/snapshot/request").size();
+    };
+
+    SCOPED_TRACE("unconditional request without a peer is skipped");
+    manager.requestWorkspaceSnapshot("menu");
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(rig.logged("OSC workspace snapshot request skipped",
+                           "No discovered Tessiva peer is currently available. reason=menu"));
+
+    SCOPED_TRACE("a /pong that brings the link up asks once; another within 300 s does not");
+    rig.transport.deliver(kHost, kIPadA, "/pong", {OSCArgument::string("Stage iPad")});
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(requests(), 1u);
+    EXPECT_TRUE(rig.logged("OSC workspace snapshot requested",
+                           "Requested snapshot after active peer reconnected via /pong from "
+                           "127.0.0.1:53000"));
+    rig.transport.deliver(kHost, kIPadA, "/tessiva/workspace/snapshot/request", {});
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(requests(), 2u);  // the iPad asked: forced
+
+    SCOPED_TRACE("link drops and returns within 300 s of the last request: throttled");
+    rig.scheduler.advance(19.0);
+    rig.transport.deliver(kHost, kIPadA, "/pong", {});
+    rig.scheduler.advance(21.0);  // timed out: the throttle is cleared
+    EXPECT_FALSE(manager.isHandshakeConnected());
+    EXPECT_FALSE(manager.snapshotThrottle().lastRequestKey().has_value());
+    rig.transport.deliver(kHost, kIPadA, "/pong", {});
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(requests(), 3u);
+
+    SCOPED_TRACE("a forced request on the next ping goes even inside the window");
+    manager.forceWorkspaceSnapshotOnNextPing();
+    ping(rig, kIPadA);
+    EXPECT_EQ(requests(), 4u);
+    ping(rig, kIPadA);
+    EXPECT_EQ(requests(), 4u);  // only the next one
+
+    SCOPED_TRACE("the unconditional request always goes");
+    manager.requestWorkspaceSnapshot("menu");
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(requests(), 5u);
+    EXPECT_TRUE(rig.logged("OSC workspace snapshot requested",
+                           "Requesting workspace snapshot from 127.0.0.1:53000. reason=menu"));
+}
+
+TEST(OSCDiscoveryManager, ListenerAndBonjourFailuresAreLoggedAndTheLinkKeepsWorking) {
+    SCOPED_TRACE("invalid port");
+    {
+        LinkRig rig;
+        rig.make().start(70000);
+        rig.scheduler.runUntilIdle();
+        EXPECT_TRUE(rig.logged("OSC discovery failed", "Invalid UDP port 70000"));
+        EXPECT_TRUE(rig.console.contains("OSC discovery failed: Invalid UDP port 70000"));
+        EXPECT_EQ(rig.transport.listenCount, 0);
+    }
+    SCOPED_TRACE("listener creation fails");
+    {
+        LinkRig rig;
+        rig.transport.refuseListen = "Address already in use";
+        rig.make().start(12111);
+        rig.scheduler.runUntilIdle();
+        EXPECT_TRUE(rig.logged("OSC discovery setup failed", "Address already in use"));
+        EXPECT_TRUE(rig.console.contains("OSC discovery setup failed: Address already in use"));
+    }
+    SCOPED_TRACE("no mDNS responder: logged, and the iPad can still connect by address");
+    {
+        LinkRig rig("no mDNS responder is running");
+        auto& manager = rig.make();
+        manager.start(12111);
+        rig.scheduler.runUntilIdle();
+        EXPECT_TRUE(
+            rig.logged("OSC Bonjour failed", "OSC Bonjour failed: no mDNS responder is running"));
+        EXPECT_TRUE(
+            rig.logged("OSC listener ready", "Listening for inbound OSC UDP on port 12111"));
+        ping(rig, kIPadA);
+        EXPECT_TRUE(manager.isHandshakeConnected());
+    }
+    SCOPED_TRACE("advertised under the service type and name on the listen port");
+    {
+        LinkRig rig;
+        rig.make().start(0);
+        rig.scheduler.runUntilIdle();
+        ASSERT_TRUE(rig.advertiser.current().has_value());
+        EXPECT_EQ(rig.advertiser.current()->type, "_tessiva-osc._udp");
+        EXPECT_EQ(rig.advertiser.current()->name, "Tessiva Focus");
+        EXPECT_EQ(rig.advertiser.current()->port, 49999);
+        EXPECT_TRUE(rig.logged("OSC Bonjour advertising",
+                               "Advertising _tessiva-osc._udp on UDP port 49999 as Tessiva Focus"));
+        EXPECT_EQ(rig.manager->listenPort(), 49999);
+    }
+}
+
+}  // namespace
+}  // namespace tessiva

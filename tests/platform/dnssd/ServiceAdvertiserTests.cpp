@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "platform/dnssd/InMemoryServiceAdvertiser.h"
+#include "platform/dnssd/ServiceAdvertiser.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+const ServiceAdvertisement kService{"_tessiva-osc._udp", "Tessiva Focus", 12111};
+
+TEST(ServiceAdvertiser, InMemoryAdvertiserReportsOnTheOwnersQueue) {
+    VirtualScheduler scheduler;
+    auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.discovery");
+    std::vector<AdvertisingEvent> events;
+    auto record = [&](const AdvertisingEvent& event) { events.push_back(event); };
+
+    InMemoryServiceAdvertiser advertiser;
+    advertiser.advertise(kService, *queue, record);
+    EXPECT_TRUE(events.empty());  // posted, not called inline
+    scheduler.runUntilIdle();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].kind, AdvertisingEvent::Kind::registered);
+    EXPECT_EQ(events[0].detail, "Tessiva Focus");
+    EXPECT_EQ(advertiser.current()->port, 12111);
+    advertiser.stop();
+    EXPECT_FALSE(advertiser.current().has_value());
+
+    InMemoryServiceAdvertiser failing("no mDNS responder is running");
+    failing.advertise(kService, *queue, record);
+    scheduler.runUntilIdle();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[1].kind, AdvertisingEvent::Kind::failed);
+    EXPECT_FALSE(failing.current().has_value());
+}
+
+// The dns_sd adapter with no responder to talk to: it must report a failure, not hang or throw.
+// Pointing the system bus at nothing keeps this test away from any responder on the machine.
+TEST(ServiceAdvertiser, DnsSdAdapterReportsAMissingResponder) {
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/tessiva-no-bus", 1);
+    VirtualScheduler scheduler;
+    auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.discovery");
+    std::vector<AdvertisingEvent> events;
+    auto advertiser = makeServiceAdvertiser();
+    advertiser->advertise(kService, *queue,
+                          [&](const AdvertisingEvent& event) { events.push_back(event); });
+    scheduler.runUntilIdle();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].kind, AdvertisingEvent::Kind::failed);
+    EXPECT_FALSE(events[0].detail.empty());
+    advertiser->stop();
+    advertiser->stop();  // idempotent
+}
+
+}  // namespace
+}  // namespace tessiva
