@@ -11,7 +11,7 @@
 namespace tessiva {
 
 class AsioDispatcher::AsioQueue final : public Queue {
-public:
+  public:
     // A queue with its own thread, or (ownThread = false) one run by whoever calls run().
     AsioQueue(std::string name, bool ownThread)
         : name_(std::move(name)), guard_(asio::make_work_guard(context_)) {
@@ -44,7 +44,8 @@ public:
         timer->expires_after(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
             std::chrono::duration<double>(seconds < 0 ? 0 : seconds)));
         timer->async_wait([timer, item, work = std::move(work)](const std::error_code& error) {
-            if (!error && item.begin()) work();
+            if (!error && item.begin())
+                work();
         });
         return item;
     }
@@ -64,7 +65,7 @@ public:
     void stop() { context_.stop(); }
     void markCurrentThread() { threadId_.store(std::this_thread::get_id()); }
 
-private:
+  private:
     std::string name_;
     asio::io_context context_;
     asio::executor_work_guard<asio::io_context::executor_type> guard_;
@@ -79,14 +80,22 @@ AsioDispatcher::AsioDispatcher() : main_(std::make_unique<AsioQueue>("main", fal
 
 AsioDispatcher::~AsioDispatcher() = default;
 
-Queue& AsioDispatcher::mainQueue() { return *main_; }
+Queue& AsioDispatcher::mainQueue() {
+    return *main_;
+}
 
 std::shared_ptr<Queue> AsioDispatcher::makeSerialQueue(std::string name) {
     return std::make_shared<AsioQueue>(std::move(name), true);
 }
 
-void AsioDispatcher::runMainLoop() { main_->run(); }
-void AsioDispatcher::stopMainLoop() { main_->stop(); }
-void AsioDispatcher::runMainLoopFor(double seconds) { main_->runFor(seconds); }
+void AsioDispatcher::runMainLoop() {
+    main_->run();
+}
+void AsioDispatcher::stopMainLoop() {
+    main_->stop();
+}
+void AsioDispatcher::runMainLoopFor(double seconds) {
+    main_->runFor(seconds);
+}
 
 }  // namespace tessiva

@@ -12,7 +12,7 @@ namespace tessiva {
 // queue is an io_context that the program's main thread runs with `runMainLoop` until
 // `stopMainLoop`. Vendor types stay in the .cpp.
 class AsioDispatcher final : public Dispatcher {
-public:
+  public:
     AsioDispatcher();
     ~AsioDispatcher() override;
     AsioDispatcher(const AsioDispatcher&) = delete;
@@ -28,7 +28,7 @@ public:
     // Runs the main queue for at most `seconds`, then returns (tests and tools).
     void runMainLoopFor(double seconds);
 
-private:
+  private:
     class AsioQueue;
     SystemClock clock_;
     std::unique_ptr<AsioQueue> main_;

@@ -21,7 +21,8 @@ std::string describeErrno(const std::string& what, const std::filesystem::path& 
 // A plain fsync does not reach the platter on macOS; F_FULLFSYNC does where it exists.
 int flushToDisk(int fd) {
 #ifdef F_FULLFSYNC
-    if (::fcntl(fd, F_FULLFSYNC) == 0) return 0;
+    if (::fcntl(fd, F_FULLFSYNC) == 0)
+        return 0;
 #endif
     return ::fsync(fd);
 }
@@ -33,19 +34,22 @@ Status writeFileAtomically(const std::filesystem::path& target, std::string_view
         target.has_parent_path() ? target.parent_path() : std::filesystem::path(".");
     std::error_code ec;
     std::filesystem::create_directories(folder, ec);
-    if (ec) return Status::failure("could not create folder " + folder.string() + ": " + ec.message());
+    if (ec)
+        return Status::failure("could not create folder " + folder.string() + ": " + ec.message());
 
     const std::filesystem::path temporary =
         folder / ("." + target.filename().string() + "." + makeUUID().substr(0, 8) + ".tmp");
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (fd < 0) return Status::failure(describeErrno("could not create", temporary));
+    if (fd < 0)
+        return Status::failure(describeErrno("could not create", temporary));
 
     const char* data = contents.data();
     std::size_t remaining = contents.size();
     while (remaining > 0) {
         const ssize_t written = ::write(fd, data, remaining);
         if (written < 0) {
-            if (errno == EINTR) continue;
+            if (errno == EINTR)
+                continue;
             const auto failure = describeErrno("could not write", temporary);
             ::close(fd);
             ::unlink(temporary.c_str());
@@ -78,13 +82,15 @@ Status writeFileAtomically(const std::filesystem::path& target, std::string_view
 std::optional<std::string> readWholeFile(const std::filesystem::path& path, std::string* error) {
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {
-        if (error) *error = describeErrno("could not open", path);
+        if (error)
+            *error = describeErrno("could not open", path);
         return std::nullopt;
     }
     std::ostringstream buffer;
     buffer << stream.rdbuf();
     if (stream.bad()) {
-        if (error) *error = "could not read " + path.string();
+        if (error)
+            *error = "could not read " + path.string();
         return std::nullopt;
     }
     return std::move(buffer).str();

@@ -12,7 +12,7 @@ using Date = double;
 // stored timestamps use `date()` (wall clock). Production uses SystemClock; tests drive a
 // ManualClock through the VirtualScheduler.
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
     // Monotonic seconds; only differences are meaningful.
     virtual double now() const = 0;
@@ -21,14 +21,14 @@ public:
 };
 
 class SystemClock final : public Clock {
-public:
+  public:
     double now() const override;
     Date date() const override;
 };
 
 // A clock that only moves when told to. `now()` and `date()` advance together.
 class ManualClock final : public Clock {
-public:
+  public:
     explicit ManualClock(double start = 1000.0, Date startDate = 800'000'000.0)
         : now_(start), dateOffset_(startDate - start) {}
 
@@ -37,7 +37,7 @@ public:
     void set(double seconds) { now_.store(seconds); }
     void advance(double seconds) { now_.store(now_.load() + seconds); }
 
-private:
+  private:
     std::atomic<double> now_;
     double dateOffset_;
 };

@@ -21,13 +21,16 @@ std::vector<std::string> CapturingConsole::lines() const {
     return lines_;
 }
 
-bool CapturingConsole::contains(std::string_view text) const { return count(text) > 0; }
+bool CapturingConsole::contains(std::string_view text) const {
+    return count(text) > 0;
+}
 
 std::size_t CapturingConsole::count(std::string_view text) const {
     std::lock_guard lock(mutex_);
     std::size_t n = 0;
     for (const auto& line : lines_) {
-        if (line.find(text) != std::string::npos) ++n;
+        if (line.find(text) != std::string::npos)
+            ++n;
     }
     return n;
 }

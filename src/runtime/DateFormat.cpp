@@ -1,8 +1,9 @@
 #include "runtime/DateFormat.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <ctime>
-#include <fmt/format.h>
 
 namespace tessiva {
 

@@ -9,7 +9,9 @@ namespace tessiva {
 // Seconds between the Unix epoch and 1 January 2001 00:00 UTC, the epoch of stored dates.
 inline constexpr double kReferenceDateUnixSeconds = 978'307'200.0;
 
-inline double unixSecondsFromDate(Date date) { return date + kReferenceDateUnixSeconds; }
+inline double unixSecondsFromDate(Date date) {
+    return date + kReferenceDateUnixSeconds;
+}
 inline Date dateFromUnixSeconds(double unixSeconds) {
     return unixSeconds - kReferenceDateUnixSeconds;
 }

@@ -17,7 +17,8 @@ inline void postDebugEvent(NotificationCenter& center, std::string title,
                            std::optional<std::string> detail = std::nullopt) {
     UserInfo info;
     info.set(kDebugEventTitleKey, std::move(title));
-    if (detail) info.set(kDebugEventDetailKey, std::move(*detail));
+    if (detail)
+        info.set(kDebugEventDetailKey, std::move(*detail));
     center.post(kDebugEventNotification, std::move(info));
 }
 

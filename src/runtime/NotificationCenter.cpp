@@ -19,7 +19,8 @@ ObserverToken NotificationCenter::addObserver(std::string name, Observer observe
     std::weak_ptr<Shared> weak = shared_;
     return ObserverToken([weak, id] {
         auto shared = weak.lock();
-        if (!shared) return;
+        if (!shared)
+            return;
         std::lock_guard guard(shared->mutex);
         auto& list = shared->registrations;
         list.erase(std::remove_if(list.begin(), list.end(),
@@ -36,7 +37,8 @@ void NotificationCenter::post(std::string name, UserInfo userInfo) {
     }
     std::weak_ptr<Shared> alive = shared_;
     mainQueue_.post([this, alive, notification = std::move(notification)] {
-        if (alive.lock()) deliver(notification);
+        if (alive.lock())
+            deliver(notification);
     });
 }
 
@@ -45,11 +47,13 @@ void NotificationCenter::deliver(const Notification& notification) {
     {
         std::lock_guard lock(shared_->mutex);
         for (const auto& registration : shared_->registrations) {
-            if (registration.name == notification.name) targets.push_back(registration.observer);
+            if (registration.name == notification.name)
+                targets.push_back(registration.observer);
         }
     }
     // Called outside the lock so observers may add or remove observers and post.
-    for (const auto& observer : targets) (*observer)(notification);
+    for (const auto& observer : targets)
+        (*observer)(notification);
 }
 
 }  // namespace tessiva

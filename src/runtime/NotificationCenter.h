@@ -15,12 +15,12 @@ namespace tessiva {
 class Queue;
 
 // One value in a notification's user info.
-using UserInfoValue = std::variant<bool, std::int64_t, double, std::string, std::vector<std::string>,
-                                   std::map<int, std::string>>;
+using UserInfoValue = std::variant<bool, std::int64_t, double, std::string,
+                                   std::vector<std::string>, std::map<int, std::string>>;
 
 // A notification's payload, keyed by the names the posting subsystem documents.
 class UserInfo {
-public:
+  public:
     UserInfo() = default;
     UserInfo(std::initializer_list<std::pair<const std::string, UserInfoValue>> values)
         : values_(values) {}
@@ -32,8 +32,10 @@ public:
     template <typename T>
     std::optional<T> get(const std::string& key) const {
         auto found = values_.find(key);
-        if (found == values_.end()) return std::nullopt;
-        if (const T* value = std::get_if<T>(&found->second)) return *value;
+        if (found == values_.end())
+            return std::nullopt;
+        if (const T* value = std::get_if<T>(&found->second))
+            return *value;
         return std::nullopt;
     }
     std::optional<std::string> string(const std::string& key) const {
@@ -46,7 +48,7 @@ public:
 
     const std::map<std::string, UserInfoValue>& values() const { return values_; }
 
-private:
+  private:
     std::map<std::string, UserInfoValue> values_;
 };
 
@@ -57,7 +59,7 @@ struct Notification {
 
 // Keeps an observation alive; destroying it (or calling reset) removes the observer.
 class ObserverToken {
-public:
+  public:
     ObserverToken() = default;
     explicit ObserverToken(std::function<void()> remove) : remove_(std::move(remove)) {}
     ~ObserverToken() { reset(); }
@@ -83,7 +85,7 @@ public:
         }
     }
 
-private:
+  private:
     std::function<void()> remove_;
 };
 
@@ -91,7 +93,7 @@ private:
 // run on the main queue: a post made off the main queue hops there first, in posting order.
 // Thread-safe. Tests use the real class on a VirtualScheduler's main queue.
 class NotificationCenter {
-public:
+  public:
     using Observer = std::function<void(const Notification&)>;
 
     explicit NotificationCenter(Queue& mainQueue);
@@ -102,7 +104,7 @@ public:
     [[nodiscard]] ObserverToken addObserver(std::string name, Observer observer);
     void post(std::string name, UserInfo userInfo = {});
 
-private:
+  private:
     struct Registration {
         std::uint64_t id;
         std::string name;

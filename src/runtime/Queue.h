@@ -14,12 +14,13 @@ class Clock;
 // running; cancelling later does nothing. Copies share the same work. A default-constructed item
 // refers to nothing and is never pending.
 class WorkItem {
-public:
+  public:
     WorkItem() = default;
     static WorkItem make() { return WorkItem(std::make_shared<State>()); }
 
     void cancel() const {
-        if (state_) state_->cancelled.store(true);
+        if (state_)
+            state_->cancelled.store(true);
     }
     bool isCancelled() const { return state_ && state_->cancelled.load(); }
     // True while the work is scheduled and neither cancelled nor started.
@@ -28,13 +29,14 @@ public:
     }
     // Called by a queue when the work is due; false means it was cancelled and must not run.
     bool begin() const {
-        if (!state_ || state_->cancelled.load()) return false;
+        if (!state_ || state_->cancelled.load())
+            return false;
         state_->started.store(true);
         return true;
     }
     explicit operator bool() const { return state_ != nullptr; }
 
-private:
+  private:
     struct State {
         std::atomic<bool> cancelled{false};
         std::atomic<bool> started{false};
@@ -47,7 +49,7 @@ private:
 // due times, in posting order. The main queue and every named serial queue share this interface,
 // so owners are written once and run on real threads in production and on virtual time in tests.
 class Queue {
-public:
+  public:
     using Work = std::function<void()>;
     virtual ~Queue() = default;
 
@@ -60,7 +62,7 @@ public:
 
 // Where queues and time come from: production uses AsioDispatcher, tests VirtualScheduler.
 class Dispatcher {
-public:
+  public:
     virtual ~Dispatcher() = default;
     virtual const Clock& clock() const = 0;
     virtual Queue& mainQueue() = 0;

@@ -18,7 +18,8 @@ void RepeatingTimer::start(Queue& queue, double firstDelay, double interval,
 }
 
 void RepeatingTimer::stop() {
-    if (!state_) return;
+    if (!state_)
+        return;
     state_->stopped = true;
     state_->next.cancel();
     state_.reset();
@@ -28,7 +29,8 @@ void RepeatingTimer::arm(const std::shared_ptr<State>& state, double delay) {
     std::weak_ptr<State> weak = state;
     state->next = state->queue->postAfter(delay, [weak] {
         auto strong = weak.lock();
-        if (!strong || strong->stopped) return;
+        if (!strong || strong->stopped)
+            return;
         // Re-arm first so a tick that stops the timer wins.
         arm(strong, strong->interval);
         strong->tick();

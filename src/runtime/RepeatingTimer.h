@@ -10,7 +10,7 @@ namespace tessiva {
 // Runs work on a queue every `interval` seconds after a first delay, until stopped or destroyed.
 // Start, stop and destruction happen on the owning queue; the ping timer and the title poll use it.
 class RepeatingTimer {
-public:
+  public:
     RepeatingTimer() = default;
     ~RepeatingTimer() { stop(); }
     RepeatingTimer(const RepeatingTimer&) = delete;
@@ -20,7 +20,7 @@ public:
     void stop();
     bool isRunning() const { return state_ != nullptr; }
 
-private:
+  private:
     struct State;
     static void arm(const std::shared_ptr<State>& state, double delay);
     std::shared_ptr<State> state_;

@@ -8,7 +8,7 @@ namespace tessiva {
 // The outcome of an operation that can fail with a message for the user and the log.
 // Refusals cross subsystem boundaries as values, never as exceptions.
 class [[nodiscard]] Status {
-public:
+  public:
     static Status success() { return Status(); }
     static Status failure(std::string message) { return Status(std::move(message)); }
 
@@ -16,7 +16,7 @@ public:
     explicit operator bool() const { return ok(); }
     const std::string& error() const { return error_; }
 
-private:
+  private:
     Status() = default;
     explicit Status(std::string message) : failed_(true), error_(std::move(message)) {}
     bool failed_ = false;

@@ -6,8 +6,9 @@ namespace tessiva::text {
 
 std::size_t decodeCodePoint(std::string_view input, std::size_t offset, std::int32_t& codePoint) {
     utf8proc_int32_t decoded = -1;
-    const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(input.data()) + offset,
-                                         static_cast<utf8proc_ssize_t>(input.size() - offset), &decoded);
+    const auto length =
+        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(input.data()) + offset,
+                         static_cast<utf8proc_ssize_t>(input.size() - offset), &decoded);
     if (length <= 0) {
         codePoint = -1;
         return 1;
@@ -17,8 +18,10 @@ std::size_t decodeCodePoint(std::string_view input, std::size_t offset, std::int
 }
 
 bool isWhitespaceOrNewline(std::int32_t codePoint) {
-    if (codePoint < 0) return false;
-    if ((codePoint >= 0x09 && codePoint <= 0x0D) || codePoint == 0x85) return true;
+    if (codePoint < 0)
+        return false;
+    if ((codePoint >= 0x09 && codePoint <= 0x0D) || codePoint == 0x85)
+        return true;
     switch (utf8proc_category(codePoint)) {
         case UTF8PROC_CATEGORY_ZS:
         case UTF8PROC_CATEGORY_ZL:
@@ -30,7 +33,8 @@ bool isWhitespaceOrNewline(std::int32_t codePoint) {
 }
 
 bool isAlphanumeric(std::int32_t codePoint) {
-    if (codePoint < 0) return false;
+    if (codePoint < 0)
+        return false;
     switch (utf8proc_category(codePoint)) {
         case UTF8PROC_CATEGORY_LU:
         case UTF8PROC_CATEGORY_LL:
@@ -57,12 +61,14 @@ std::string trimmed(std::string_view input) {
         std::int32_t codePoint = 0;
         const std::size_t length = decodeCodePoint(input, offset, codePoint);
         if (!isWhitespaceOrNewline(codePoint)) {
-            if (begin == input.size()) begin = offset;
+            if (begin == input.size())
+                begin = offset;
             end = offset + length;
         }
         offset += length;
     }
-    if (begin >= end) return {};
+    if (begin >= end)
+        return {};
     return std::string(input.substr(begin, end - begin));
 }
 

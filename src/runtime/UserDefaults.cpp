@@ -5,7 +5,8 @@ namespace tessiva {
 std::optional<UserDefaults::Value> InMemoryUserDefaults::value(const std::string& key) const {
     std::lock_guard lock(mutex_);
     auto found = values_.find(key);
-    if (found == values_.end()) return std::nullopt;
+    if (found == values_.end())
+        return std::nullopt;
     return found->second;
 }
 

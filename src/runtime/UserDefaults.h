@@ -14,7 +14,7 @@ namespace tessiva {
 // paths, the stored iPad endpoint). Reads of a missing key, or of a key holding another type,
 // give nullopt. Thread-safe. Adapters: JSON file (Linux), CFPreferences (macOS), in memory (tests).
 class UserDefaults {
-public:
+  public:
     using Value = std::variant<bool, std::int64_t, std::string, std::vector<std::string>>;
     virtual ~UserDefaults() = default;
 
@@ -39,23 +39,25 @@ public:
         setValue(key, std::move(v));
     }
 
-private:
+  private:
     template <typename T>
     std::optional<T> get(const std::string& key) const {
         auto stored = value(key);
-        if (!stored) return std::nullopt;
-        if (auto* typed = std::get_if<T>(&*stored)) return *typed;
+        if (!stored)
+            return std::nullopt;
+        if (auto* typed = std::get_if<T>(&*stored))
+            return *typed;
         return std::nullopt;
     }
 };
 
 class InMemoryUserDefaults final : public UserDefaults {
-public:
+  public:
     std::optional<Value> value(const std::string& key) const override;
     void setValue(const std::string& key, Value value) override;
     void remove(const std::string& key) override;
 
-private:
+  private:
     mutable std::mutex mutex_;
     std::map<std::string, Value> values_;
 };

@@ -5,7 +5,7 @@
 namespace tessiva {
 
 class VirtualScheduler::VirtualQueue final : public Queue {
-public:
+  public:
     VirtualQueue(VirtualScheduler& scheduler, std::string name, bool isMain)
         : scheduler_(scheduler), name_(std::move(name)), isMain_(isMain) {}
 
@@ -15,13 +15,14 @@ public:
         return scheduler_.schedule(this, seconds, std::move(work));
     }
     bool isCurrent() const override {
-        if (scheduler_.isRunning(this)) return true;
+        if (scheduler_.isRunning(this))
+            return true;
         // Outside any queue's work, the test thread plays the main thread.
         return isMain_ && scheduler_.isRunning(nullptr) &&
                std::this_thread::get_id() == scheduler_.ownerThread_;
     }
 
-private:
+  private:
     VirtualScheduler& scheduler_;
     std::string name_;
     bool isMain_;
@@ -34,7 +35,9 @@ VirtualScheduler::VirtualScheduler(double start)
 
 VirtualScheduler::~VirtualScheduler() = default;
 
-Queue& VirtualScheduler::mainQueue() { return *main_; }
+Queue& VirtualScheduler::mainQueue() {
+    return *main_;
+}
 
 std::shared_ptr<Queue> VirtualScheduler::makeSerialQueue(std::string name) {
     return std::make_shared<VirtualQueue>(*this, std::move(name), false);
@@ -43,8 +46,8 @@ std::shared_ptr<Queue> VirtualScheduler::makeSerialQueue(std::string name) {
 WorkItem VirtualScheduler::schedule(const VirtualQueue* queue, double delay, Queue::Work work) {
     WorkItem item = WorkItem::make();
     std::lock_guard lock(mutex_);
-    tasks_.push(Task{clock_.now() + std::max(0.0, delay), nextSequence_++, queue, item,
-                     std::move(work)});
+    tasks_.push(
+        Task{clock_.now() + std::max(0.0, delay), nextSequence_++, queue, item, std::move(work)});
     return item;
 }
 
@@ -60,11 +63,14 @@ std::size_t VirtualScheduler::advance(double seconds) {
         Task task;
         {
             std::lock_guard lock(mutex_);
-            if (tasks_.empty() || tasks_.top().due > target) break;
+            if (tasks_.empty() || tasks_.top().due > target)
+                break;
             task = tasks_.top();
             tasks_.pop();
-            if (task.due > clock_.now()) clock_.set(task.due);
-            if (!task.item.begin()) continue;
+            if (task.due > clock_.now())
+                clock_.set(task.due);
+            if (!task.item.begin())
+                continue;
             running_ = task.queue;
         }
         task.work();
@@ -72,7 +78,8 @@ std::size_t VirtualScheduler::advance(double seconds) {
         std::lock_guard lock(mutex_);
         running_ = nullptr;
     }
-    if (target > clock_.now()) clock_.set(target);
+    if (target > clock_.now())
+        clock_.set(target);
     return ran;
 }
 
@@ -81,7 +88,8 @@ std::size_t VirtualScheduler::pendingCount() const {
     auto copy = tasks_;
     std::size_t count = 0;
     while (!copy.empty()) {
-        if (!copy.top().item.isCancelled()) ++count;
+        if (!copy.top().item.isCancelled())
+            ++count;
         copy.pop();
     }
     return count;

@@ -19,7 +19,7 @@ namespace tessiva {
 // at each item's due time while it runs, then ends at the target. Other threads may post at any
 // time (real sockets in integration tests); their work is due at the current virtual time.
 class VirtualScheduler final : public Dispatcher {
-public:
+  public:
     explicit VirtualScheduler(double start = 1000.0);
     ~VirtualScheduler() override;
     VirtualScheduler(const VirtualScheduler&) = delete;
@@ -38,7 +38,7 @@ public:
     // Items scheduled and not cancelled.
     std::size_t pendingCount() const;
 
-private:
+  private:
     class VirtualQueue;
     friend class VirtualQueue;
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -19,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 class TempFolder {
-public:
+  public:
     TempFolder() {
         path_ = fs::temp_directory_path() / ("tessiva-test-" + makeUUID());
         fs::create_directories(path_);
@@ -31,7 +30,7 @@ public:
     }
     const fs::path& path() const { return path_; }
 
-private:
+  private:
     fs::path path_;
 };
 
@@ -66,7 +65,8 @@ TEST(Paths, EnvironmentOverrideAndPlatformDefault) {
     EXPECT_EQ(applicationSupportFolder(), fs::path("/tmp/tessiva-home"));
     unsetenv("TESSIVA_FOCUS_HOME");
     EXPECT_EQ(applicationSupportFolder().filename(), "Tessiva Focus");
-    if (saved) setenv("TESSIVA_FOCUS_HOME", savedValue.c_str(), 1);
+    if (saved)
+        setenv("TESSIVA_FOCUS_HOME", savedValue.c_str(), 1);
 }
 
 TEST(AtomicFile, ReplacesWholeFileAndAFailedWriteKeepsTheOldOne) {

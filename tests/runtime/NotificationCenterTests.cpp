@@ -12,9 +12,11 @@ TEST(NotificationCenter, DeliversByNameWithUserInfoAndStopsWhenTokenGoes) {
     VirtualScheduler scheduler;
     NotificationCenter center(scheduler.mainQueue());
     std::vector<std::string> seen;
-    auto token = center.addObserver("tessiva.oscHandshakeStatusChanged", [&](const Notification& n) {
-        seen.push_back(n.name + ":" + (n.userInfo.boolean("connected").value_or(false) ? "up" : "down"));
-    });
+    auto token =
+        center.addObserver("tessiva.oscHandshakeStatusChanged", [&](const Notification& n) {
+            seen.push_back(n.name + ":" +
+                           (n.userInfo.boolean("connected").value_or(false) ? "up" : "down"));
+        });
     auto other = center.addObserver("tessiva.debugEvent", [&](const Notification& n) {
         seen.push_back(n.userInfo.string("title").value_or("?"));
     });

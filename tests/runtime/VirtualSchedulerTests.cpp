@@ -108,7 +108,8 @@ TEST(RepeatingTimer, FiresAfterFirstDelayThenEveryIntervalUntilStopped) {
     RepeatingTimer selfStopping;
     int count = 0;
     selfStopping.start(scheduler.mainQueue(), 1.0, 1.0, [&] {
-        if (++count == 2) selfStopping.stop();
+        if (++count == 2)
+            selfStopping.stop();
     });
     scheduler.advance(10.0);
     EXPECT_EQ(count, 2);

@@ -13,13 +13,17 @@ namespace {
 using Json = nlohmann::json;
 
 std::optional<UserDefaults::Value> fromJson(const Json& json) {
-    if (json.is_boolean()) return UserDefaults::Value(json.get<bool>());
-    if (json.is_number_integer()) return UserDefaults::Value(json.get<std::int64_t>());
-    if (json.is_string()) return UserDefaults::Value(json.get<std::string>());
+    if (json.is_boolean())
+        return UserDefaults::Value(json.get<bool>());
+    if (json.is_number_integer())
+        return UserDefaults::Value(json.get<std::int64_t>());
+    if (json.is_string())
+        return UserDefaults::Value(json.get<std::string>());
     if (json.is_array()) {
         std::vector<std::string> list;
         for (const auto& item : json) {
-            if (!item.is_string()) return std::nullopt;
+            if (!item.is_string())
+                return std::nullopt;
             list.push_back(item.get<std::string>());
         }
         return UserDefaults::Value(std::move(list));
@@ -44,7 +48,8 @@ JsonFileUserDefaults::JsonFileUserDefaults(std::filesystem::path file, Console& 
 
 void JsonFileUserDefaults::load() {
     std::error_code ec;
-    if (!std::filesystem::exists(file_, ec)) return;
+    if (!std::filesystem::exists(file_, ec))
+        return;
     std::string error;
     auto contents = readWholeFile(file_, &error);
     if (!contents) {
@@ -57,14 +62,16 @@ void JsonFileUserDefaults::load() {
         return;
     }
     for (const auto& [key, item] : json.items()) {
-        if (auto value = fromJson(item)) values_[key] = std::move(*value);
+        if (auto value = fromJson(item))
+            values_[key] = std::move(*value);
     }
 }
 
 std::optional<UserDefaults::Value> JsonFileUserDefaults::value(const std::string& key) const {
     std::lock_guard lock(mutex_);
     auto found = values_.find(key);
-    if (found == values_.end()) return std::nullopt;
+    if (found == values_.end())
+        return std::nullopt;
     return found->second;
 }
 
@@ -76,12 +83,14 @@ void JsonFileUserDefaults::setValue(const std::string& key, Value value) {
 
 void JsonFileUserDefaults::remove(const std::string& key) {
     std::lock_guard lock(mutex_);
-    if (values_.erase(key) > 0) saveLocked();
+    if (values_.erase(key) > 0)
+        saveLocked();
 }
 
 void JsonFileUserDefaults::saveLocked() {
     Json json = Json::object();
-    for (const auto& [key, value] : values_) json[key] = toJson(value);
+    for (const auto& [key, value] : values_)
+        json[key] = toJson(value);
     if (auto status = writeFileAtomically(file_, json.dump(2)); !status) {
         console_.line("[UserDefaults] Failed to save preferences: " + status.error());
     }

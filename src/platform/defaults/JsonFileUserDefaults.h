@@ -14,7 +14,7 @@ class Console;
 // User defaults kept in one JSON object on disk, rewritten atomically on every change. A file
 // that cannot be read is reported on the console and replaced by defaults on the next write.
 class JsonFileUserDefaults final : public UserDefaults {
-public:
+  public:
     JsonFileUserDefaults(std::filesystem::path file, Console& console);
 
     std::optional<Value> value(const std::string& key) const override;
@@ -23,7 +23,7 @@ public:
 
     const std::filesystem::path& file() const { return file_; }
 
-private:
+  private:
     void load();
     void saveLocked();
 

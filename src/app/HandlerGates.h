@@ -1,0 +1,50 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tessiva {
+
+// The gates that may stop a handled selection from driving output, in the order they are
+// applied. `open` means every gate passed.
+enum class HandlerGate { open, nameMismatch, projectMismatch, structuralRepair };
+
+inline constexpr std::array<std::string_view, 4> kHandlerGateNames = {
+    "open", "name-mismatch", "project-mismatch", "structural-repair"};
+static_assert(kHandlerGateNames.size() ==
+                  static_cast<std::size_t>(HandlerGate::structuralRepair) + 1,
+              "one name per HandlerGate");
+
+inline std::string_view handlerGateName(HandlerGate gate) {
+    return kHandlerGateNames[static_cast<std::size_t>(gate)];
+}
+
+// What the gates look at, gathered by the handler before it decides.
+struct HandlerGateInputs {
+    std::optional<std::string> savedName;  // the name saved with the row's MIDI mapping
+    std::string selectedName;              // the selection's trimmed name
+    std::optional<std::string> currentProjectKey;
+    std::optional<std::string> loadedProjectKey;
+    std::optional<int> pendingStructuralDelta;  // a structural repair is pending for this delta
+};
+
+// The trimmed selection name, or nothing when it is absent or only white space: such a selection
+// never drives output.
+std::optional<std::string> usableSelectionName(const std::optional<std::string>& name);
+
+// Track names compare after the light normalisation (no-break spaces, trimming) and ignoring
+// letter case: renaming "violins" to "Violins" in Logic does not make it another instrument.
+bool trackNamesMatch(std::string_view a, std::string_view b);
+
+// The project gate is open when both keys are known and equal, or when neither is known (no
+// project tracking and no keyed profile: nothing to contradict).
+bool projectKeysMatch(const std::optional<std::string>& current,
+                      const std::optional<std::string>& loaded);
+
+// The first closed gate, in the order name, project, structural repair. Pure.
+HandlerGate firstClosedGate(const HandlerGateInputs& inputs);
+
+}  // namespace tessiva

@@ -1,0 +1,128 @@
+#include "app/ScenarioPlayer.h"
+
+#include <fmt/format.h>
+
+#include "platform/simulated/SimulatedLogic.h"
+
+namespace tessiva {
+
+ScenarioPlayer::ScenarioPlayer(Queue& mainQueue, SimulatedLogic& logic, Narrator narrate)
+    : mainQueue_(mainQueue), logic_(logic), narrate_(std::move(narrate)) {}
+
+ScenarioPlayer::~ScenarioPlayer() {
+    cancel();
+}
+
+void ScenarioPlayer::buildProject(SimulatedLogic& logic, const Scenario& scenario) {
+    logic.setProjectName(scenario.project);
+    logic.setSelectionSettleDelay(scenario.selectionSettleDelay);
+    for (const auto& entry : scenario.tracks) {
+        if (const auto* name = std::get_if<std::string>(&entry)) {
+            logic.addTrack(*name);
+        } else {
+            const auto& stack = std::get<Scenario::Stack>(entry);
+            logic.addStack(stack.name, stack.members);
+        }
+    }
+}
+
+void ScenarioPlayer::play(const Scenario& scenario, std::function<void()> onFinished) {
+    cancel();
+    double last = 0;
+    for (const auto& step : scenario.steps) {
+        scheduled_.push_back(mainQueue_.postAfter(step.at, [this, step] { perform(step); }));
+        last = std::max(last, step.at);
+    }
+    if (onFinished) {
+        scheduled_.push_back(
+            mainQueue_.postAfter(scenario.endAfter.value_or(last), std::move(onFinished)));
+    }
+}
+
+void ScenarioPlayer::cancel() {
+    for (auto& item : scheduled_)
+        item.cancel();
+    scheduled_.clear();
+}
+
+void ScenarioPlayer::perform(const Scenario::Step& step) {
+    using A = Scenario::Action;
+    auto tell = [&](const std::string& line) {
+        if (narrate_)
+            narrate_(line);
+    };
+    switch (step.action) {
+        case A::click: {
+            const SimulatedClick kind = step.text == "command" ? SimulatedClick::command
+                                        : step.text == "right" ? SimulatedClick::right
+                                                               : SimulatedClick::plain;
+            tell(fmt::format("click track {}{}", step.track,
+                             kind == SimulatedClick::plain ? "" : " (" + step.text + ")"));
+            logic_.clickTrack(step.track, kind);
+            break;
+        }
+        case A::arrow:
+            tell("press arrow " + step.text);
+            logic_.pressArrowKey(step.text == "down");
+            break;
+        case A::insert:
+            tell(fmt::format("insert track \"{}\" after track {}", step.text, step.other));
+            logic_.insertTrack(step.other, step.text);
+            break;
+        case A::remove:
+            tell(fmt::format("delete track {}", step.track));
+            logic_.deleteTrack(step.track);
+            break;
+        case A::duplicate:
+            tell(fmt::format("duplicate track {}", step.track));
+            logic_.duplicateTrack(step.track);
+            break;
+        case A::move:
+            tell(fmt::format("move track {} to {}", step.track, step.other));
+            logic_.moveTrack(step.track, step.other);
+            break;
+        case A::rename:
+            tell(fmt::format("rename track {} to \"{}\"", step.track, step.text));
+            logic_.renameTrack(step.track, step.text);
+            break;
+        case A::collapse:
+        case A::expand:
+            tell(fmt::format("{} stack {}", step.action == A::collapse ? "collapse" : "expand",
+                             step.track));
+            logic_.setStackCollapsed(step.track, step.action == A::collapse);
+            break;
+        case A::openModal:
+            tell("open dialog \"" + step.text + "\"");
+            logic_.openModal(step.text);
+            break;
+        case A::dismissModal:
+            tell("dismiss dialog");
+            logic_.dismissModal();
+            break;
+        case A::setProject:
+            tell("open project \"" + step.text + "\"");
+            logic_.setProjectName(step.text);
+            break;
+        case A::setFrontmost:
+            tell(step.flag ? "bring Logic to the front" : "switch away from Logic");
+            logic_.setFrontmost(step.flag);
+            break;
+        case A::quit:
+            tell("quit Logic");
+            logic_.quit();
+            break;
+        case A::relaunch:
+            tell("relaunch Logic");
+            logic_.relaunch();
+            break;
+        case A::tempo:
+            tell(fmt::format("set tempo {:g} bpm", step.number));
+            logic_.setTempo(step.number);
+            break;
+        case A::say:
+            tell(step.text);
+            break;
+    }
+}
+
+}  // namespace tessiva

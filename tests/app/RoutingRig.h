@@ -1,0 +1,180 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "RecordingUdpTransport.h"
+#include "app/LearnModeStore.h"
+#include "app/ProjectKeyProvider.h"
+#include "app/SelectionStageRecorder.h"
+#include "app/StructuralRepairState.h"
+#include "app/TrackSelectionRouter.h"
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingStore.h"
+#include "midi/MIDIRelay.h"
+#include "osc/OSCCodec.h"
+#include "osc/OSCManager.h"
+#include "osc/PeerEndpointProvider.h"
+#include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "runtime/Console.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/UUID.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+
+// The iPad as the routing sees it: a settable endpoint.
+class SettablePeerEndpoint final : public PeerEndpointProvider {
+  public:
+    std::optional<PeerEndpoint> endpoint;
+    std::optional<PeerEndpoint> activePeerEndpoint() const override { return endpoint; }
+};
+
+// Structural repair as the routing sees it: a settable pending delta, and the selections it was
+// told about.
+class ScriptedRepairState final : public StructuralRepairState {
+  public:
+    std::optional<int> delta;
+    std::vector<std::pair<TrackSelection, std::optional<RowMap>>> noted;
+    void noteSelection(const TrackSelection& selection,
+                       const std::optional<RowMap>& names) override {
+        noted.emplace_back(selection, names);
+    }
+    std::optional<int> pendingRepairDelta() const override { return delta; }
+};
+
+// Everything the selection routing talks to, real where it can be: the mapping store on a
+// temporary folder, the event log, the MIDI relay on the in-memory MIDI service, the OSC sender
+// on a recording UDP transport. Virtual time throughout.
+struct RoutingRig {
+    VirtualScheduler scheduler;
+    CapturingConsole console;
+    NotificationCenter center{scheduler.mainQueue()};
+    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
+    std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("tessiva-routing-" + makeUUID());
+    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
+    LearnModeStore learn;
+    SimulatedMIDIService midi;
+    MIDIRelay relay{midi, center, console};
+    RecordingUdpTransport udp;
+    OSCManager osc{scheduler, udp, console, center};
+    SettablePeerEndpoint peers;
+    FixedProjectKeyProvider projectKeys{std::string("song"), std::string("song")};
+    ScriptedRepairState repair;
+    SelectionStageRecorder stages{scheduler.clock()};
+    TrackSelectionRouter router{{scheduler.mainQueue(), scheduler.clock(), console, center, log,
+                                 store, learn, relay, osc, peers, projectKeys, repair, stages}};
+    std::vector<Notification> focusEvents;
+    ObserverToken focusToken = center.addObserver(
+        kFocusEventSentNotification, [this](const Notification& n) { focusEvents.push_back(n); });
+
+    RoutingRig() {
+        (void)store.open(folder);
+        midi.addDestination("Network Session 1");
+        relay.start();
+        relay.refreshDestinations();
+        peers.endpoint = PeerEndpoint{"127.0.0.1", 53000};
+        scheduler.runUntilIdle();
+        log.clear();
+        console.clear();
+    }
+    ~RoutingRig() {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+    void mapPC(int row, const std::string& name, int pc, int channel = 1) {
+        MIDIMapping m;
+        m.programChange = pc;
+        m.channel = channel;
+        m.trackName = name;
+        ASSERT_TRUE(store.setMIDIMapping(row, m).ok());
+    }
+    void mapNote(int row, const std::string& name, int note, int channel = 1) {
+        MIDIMapping m;
+        m.eventType = MappingEventType::note;
+        m.note = note;
+        m.channel = channel;
+        m.trackName = name;
+        ASSERT_TRUE(store.setMIDIMapping(row, m).ok());
+    }
+    void mapBank(int row, const std::string& trackName, const std::string& bankUUID,
+                 const std::string& bankName, std::optional<std::string> groupUUID = std::nullopt,
+                 std::optional<std::string> groupName = std::nullopt) {
+        OSCBankFocusMapping m;
+        m.trackName = trackName;
+        m.bankUUID = bankUUID;
+        m.bankName = bankName;
+        m.groupUUID = std::move(groupUUID);
+        m.groupName = std::move(groupName);
+        ASSERT_TRUE(store.setBankMapping(row, m).ok());
+    }
+
+    // Delivers a selection as the observer does, then lets queued work run.
+    void select(int row, std::optional<std::string> name) {
+        router.routeSelection(TrackSelection{row, std::move(name)});
+        scheduler.runUntilIdle();
+    }
+    void advance(double seconds) { scheduler.advance(seconds); }
+
+    // Stage lines ("title detail") recorded since the last call.
+    std::vector<std::string> takeStages() {
+        std::vector<std::string> lines;
+        for (const auto& record : stages.entries()) {
+            if (record.sequence < stageMark)
+                continue;
+            std::string line(record.title());
+            if (!record.detail.empty())
+                line += " " + record.detail;
+            lines.push_back(line);
+        }
+        stageMark = stages.totalRecorded();
+        return lines;
+    }
+    // Event-log entries since the last call, as "title | detail".
+    std::vector<std::string> takeLog() {
+        std::vector<std::string> lines;
+        for (const auto& entry : log.entries().value()) {
+            lines.push_back(entry.title + " | " + entry.detail.value_or(""));
+        }
+        log.clear();
+        return lines;
+    }
+    // MIDI bytes sent since the last call.
+    std::vector<std::vector<std::uint8_t>> takeMIDI() {
+        std::vector<std::vector<std::uint8_t>> bytes;
+        for (const auto& message : midi.sentMessages())
+            bytes.push_back(message.bytes);
+        midi.clearRecords();
+        return bytes;
+    }
+    // OSC messages sent since the last call: address and arguments.
+    std::vector<std::pair<std::string, std::vector<OSCArgument>>> takeOSC() {
+        std::vector<std::pair<std::string, std::vector<OSCArgument>>> messages;
+        for (const auto& sent : udp.sent()) {
+            const std::string_view data(reinterpret_cast<const char*>(sent.bytes.data()),
+                                        sent.bytes.size());
+            messages.emplace_back(std::string(decodeAddress(data).value_or("?")),
+                                  decodeArguments(data).value_or(std::vector<OSCArgument>{}));
+        }
+        udp.clear();
+        return messages;
+    }
+
+    std::uint64_t stageMark = 0;
+};
+
+inline std::vector<OSCArgument> bankFocusArgs(const std::string& kind, const std::string& uuid,
+                                              const std::string& track, const std::string& target,
+                                              int index, const std::string& last = "<none>") {
+    return {OSCArgument::string(kind),   OSCArgument::string(uuid), OSCArgument::string(track),
+            OSCArgument::string(target), OSCArgument::int32(index), OSCArgument::string(last)};
+}
+
+}  // namespace tessiva
