@@ -119,6 +119,13 @@ void OSCDiscoveryManager::startOnQueue(std::int64_t port) {
     listenOptions.bindHost = options_.bindHost;
     listenOptions.reuseAddress = true;
     std::weak_ptr<int> alive = alive_;
+    // Reported on the mirrored-MIDI queue like the datagrams; the listener keeps going after one.
+    listenOptions.receiveErrorHandler = [this, alive](std::string description) {
+        if (auto held = alive.lock()) {
+            logEvent("OSC discovery receive failed", description,
+                     "OSC discovery receive failed: " + description);
+        }
+    };
     // Datagrams land on the mirrored-MIDI queue: MIDI is handled there at once, the rest hops on.
     UdpListenResult result = services_.transport.listen(
         listenOptions, *mirroredMIDIQueue_, [this, alive](UdpDatagram datagram) {

@@ -2,13 +2,16 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/udp.hpp>
 #include <asio/ip/v6_only.hpp>
 #include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <future>
 #include <mutex>
@@ -60,6 +63,23 @@ std::string hostText(const asio::ip::address& address) {
         return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
     }
     return address.to_string();
+}
+
+// Errors after which the socket cannot receive again. Anything else (a refusal learnt from ICMP,
+// no buffer space) concerns one datagram, not the socket.
+bool endsReceiving(const std::error_code& error) {
+    return error == asio::error::bad_descriptor || error == asio::error::not_socket ||
+           error == asio::error::invalid_argument || error == asio::error::fault ||
+           error == asio::error::operation_not_supported;
+}
+
+// A transient error that comes straight back would spin the network thread: from the second one
+// in a row, wait before receiving again, twice as long each time up to a second.
+std::chrono::milliseconds retryDelay(int consecutiveErrors) {
+    if (consecutiveErrors < 2)
+        return std::chrono::milliseconds(0);
+    const int doublings = std::min(consecutiveErrors - 2, 5);
+    return std::min(std::chrono::milliseconds(50 << doublings), std::chrono::milliseconds(1000));
 }
 
 // Posts to an owner's queue until closed; after close() returns nothing more is posted.
@@ -280,11 +300,13 @@ class AsioUdpListener final : public UdpListener,
                               public std::enable_shared_from_this<AsioUdpListener> {
   public:
     AsioUdpListener(std::shared_ptr<AsioUdpTransport::NetworkThread> network, Queue& deliveryQueue,
-                    DatagramHandler handler)
+                    DatagramHandler handler, ReceiveErrorHandler errorHandler)
         : network_(std::move(network)),
           socket_(network_->context()),
+          retryTimer_(network_->context()),
           gate_(deliveryQueue),
-          handler_(std::make_shared<DatagramHandler>(std::move(handler))) {}
+          handler_(std::make_shared<DatagramHandler>(std::move(handler))),
+          errorHandler_(std::make_shared<ReceiveErrorHandler>(std::move(errorHandler))) {}
     AsioUdpListener(const AsioUdpListener&) = delete;
     AsioUdpListener& operator=(const AsioUdpListener&) = delete;
 
@@ -329,6 +351,7 @@ class AsioUdpListener final : public UdpListener,
         gate_.close();
         asio::post(network_->context(), [self = shared_from_this()] {
             std::error_code ignored;
+            self->retryTimer_.cancel();
             self->socket_.close(ignored);
         });
     }
@@ -340,14 +363,42 @@ class AsioUdpListener final : public UdpListener,
             [weak = weak_from_this(), buffer = buffer_](const std::error_code& error,
                                                         std::size_t size) {
                 auto self = weak.lock();
-                if (!self || self->stopped_->load())
+                if (!self || self->stopped_->load() || error == asio::error::operation_aborted)
                     return;
-                if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor)
-                    return;
-                if (!error)
+                if (!error) {
+                    self->consecutiveErrors_ = 0;
                     self->deliver(size);
-                self->receive();
+                    self->receive();
+                    return;
+                }
+                self->report(error.message());
+                if (!endsReceiving(error))
+                    self->receiveAfterError();
             });
+    }
+
+    void receiveAfterError() {
+        const auto delay = retryDelay(++consecutiveErrors_);
+        if (delay.count() == 0) {
+            receive();
+            return;
+        }
+        retryTimer_.expires_after(delay);
+        retryTimer_.async_wait([weak = weak_from_this()](const std::error_code& error) {
+            auto self = weak.lock();
+            if (self && !error && !self->stopped_->load())
+                self->receive();
+        });
+    }
+
+    void report(std::string description) {
+        if (!*errorHandler_)
+            return;
+        gate_.post([stopped = stopped_, handler = errorHandler_,
+                    description = std::move(description)]() mutable {
+            if (!stopped->load())
+                (*handler)(std::move(description));
+        });
     }
 
     void deliver(std::size_t size) {
@@ -364,9 +415,12 @@ class AsioUdpListener final : public UdpListener,
 
     std::shared_ptr<AsioUdpTransport::NetworkThread> network_;
     udp::socket socket_;
+    asio::steady_timer retryTimer_;
     udp::endpoint sender_;
     CallbackGate gate_;
     std::shared_ptr<DatagramHandler> handler_;
+    std::shared_ptr<ReceiveErrorHandler> errorHandler_;
+    int consecutiveErrors_ = 0;  // network thread
     std::shared_ptr<std::atomic<bool>> stopped_ = std::make_shared<std::atomic<bool>>(false);
     std::shared_ptr<std::array<std::uint8_t, kMaxDatagram>> buffer_ =
         std::make_shared<std::array<std::uint8_t, kMaxDatagram>>();
@@ -408,7 +462,8 @@ std::shared_ptr<UdpConnection> AsioUdpTransport::makeConnection(
 
 UdpListenResult AsioUdpTransport::listen(const UdpListenOptions& options, Queue& deliveryQueue,
                                          UdpListener::DatagramHandler handler) {
-    auto listener = std::make_shared<AsioUdpListener>(network_, deliveryQueue, std::move(handler));
+    auto listener = std::make_shared<AsioUdpListener>(network_, deliveryQueue, std::move(handler),
+                                                      options.receiveErrorHandler);
     if (std::string error = listener->bind(options); !error.empty()) {
         return {nullptr, std::move(error)};
     }

@@ -9,7 +9,8 @@ namespace tessiva {
 // The UDP port over Asio: one network thread per transport runs every socket; results are posted
 // to the owners' queues. Connected sockets keep a receive armed so that a refusal from the peer
 // (ICMP port unreachable) is noticed at once: the connection reports `waiting` and its next send
-// fails with "Connection refused". Tests use it directly on 127.0.0.1.
+// fails with "Connection refused". Listeners report each receive error and keep receiving unless
+// the socket itself is gone. Tests use it directly on 127.0.0.1.
 class AsioUdpTransport final : public UdpTransport {
   public:
     AsioUdpTransport();

@@ -16,11 +16,16 @@ struct UdpDatagram {
 };
 
 // The inbound half of the UDP port: a socket bound to a local port that hands every datagram to
-// its handler by posting to the queue its owner chose. Made by UdpTransport::listen. In tests the
-// Asio adapter runs on 127.0.0.1 with port 0 (ephemeral).
+// its handler by posting to the queue its owner chose, and reports receive errors the same way.
+// Made by UdpTransport::listen. In tests the Asio adapter runs on 127.0.0.1 with port 0
+// (ephemeral).
 class UdpListener {
   public:
     using DatagramHandler = std::function<void(UdpDatagram datagram)>;
+    // One call per failed receive, with the system's description ("Connection refused"). A
+    // transient error (a refusal reported by ICMP, a full buffer) leaves the listener receiving;
+    // only an error that leaves the socket unusable ends it. Stopping is never reported.
+    using ReceiveErrorHandler = std::function<void(std::string description)>;
 
     virtual ~UdpListener() = default;
     // The bound port (the ephemeral one when 0 was asked for).

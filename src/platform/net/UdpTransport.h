@@ -18,6 +18,8 @@ struct UdpListenOptions {
     std::string bindHost = "::";
     // Lets a restarted program bind the port again at once (address and port reuse).
     bool reuseAddress = true;
+    // Told of receive errors on the delivery queue; none means they are dropped.
+    UdpListener::ReceiveErrorHandler receiveErrorHandler{};
 };
 
 // A listener, or why there is none ("Address already in use").
@@ -41,7 +43,8 @@ class UdpTransport {
         const std::string& host, std::uint16_t port, Queue& callbackQueue,
         UdpConnection::StateHandler stateHandler) = 0;
 
-    // Binds and starts receiving; each datagram is posted to `deliveryQueue` for `handler`.
+    // Binds and starts receiving; each datagram is posted to `deliveryQueue` for `handler`, each
+    // receive error for `options.receiveErrorHandler`.
     virtual UdpListenResult listen(const UdpListenOptions& options, Queue& deliveryQueue,
                                    UdpListener::DatagramHandler handler) = 0;
 };

@@ -31,8 +31,8 @@ struct SentMessage {
 };
 
 // A UDP transport for the iPad link on virtual time: connections record what the Mac sends (and
-// complete at once), and the one listener receives datagrams the test injects, delivered on the
-// queue the manager chose, as the real adapter does.
+// complete at once), and the one listener receives datagrams and receive errors the test injects,
+// delivered on the queue the manager chose, as the real adapter does.
 class LinkTransport final : public UdpTransport {
   public:
     class Connection final : public UdpConnection {
@@ -83,6 +83,7 @@ class LinkTransport final : public UdpTransport {
         active_ = listener.get();
         deliveryQueue_ = &deliveryQueue;
         handler_ = std::move(handler);
+        errorHandler_ = options.receiveErrorHandler;
         ++listenCount;
         return {std::move(listener), {}};
     }
@@ -100,6 +101,16 @@ class LinkTransport final : public UdpTransport {
     void deliver(const std::string& host, std::uint16_t port, std::string_view address,
                  std::initializer_list<OSCArgument> arguments) {
         deliver(host, port, encodeMessage(address, arguments));
+    }
+
+    // The listening socket fails one receive, as a refusal learnt from ICMP does.
+    void failReceive(std::string description) {
+        std::lock_guard lock(mutex_);
+        if (!active_ || !errorHandler_)
+            return;
+        deliveryQueue_->post([handler = errorHandler_, description = std::move(description)] {
+            handler(description);
+        });
     }
 
     std::vector<SentMessage> sent() const {
@@ -149,6 +160,7 @@ class LinkTransport final : public UdpTransport {
     Listener* active_ = nullptr;
     Queue* deliveryQueue_ = nullptr;
     UdpListener::DatagramHandler handler_;
+    UdpListener::ReceiveErrorHandler errorHandler_;
 };
 
 class RecordingSoundPlayer final : public ConnectionSoundPlayer {

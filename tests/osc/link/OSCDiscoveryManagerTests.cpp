@@ -328,6 +328,33 @@ TEST(OSCDiscoveryManager, ListenerAndBonjourFailuresAreLoggedAndTheLinkKeepsWork
         EXPECT_TRUE(rig.logged("OSC discovery setup failed", "Address already in use"));
         EXPECT_TRUE(rig.console.contains("OSC discovery setup failed: Address already in use"));
     }
+    SCOPED_TRACE("receive errors are logged once each and the iPad stays connected");
+    {
+        LinkRig rig;
+        auto& manager = rig.started();
+        ping(rig, kIPadA);
+        rig.console.clear();
+        rig.events.clear();
+        rig.transport.failReceive("Connection refused");
+        rig.scheduler.runUntilIdle();
+        EXPECT_EQ(rig.eventsText(), "OSC discovery receive failed | Connection refused\n");
+        EXPECT_EQ(rig.console.lines(),
+                  std::vector<std::string>{"OSC discovery receive failed: Connection refused"});
+        rig.transport.failReceive("No buffer space available");
+        rig.scheduler.runUntilIdle();
+        EXPECT_TRUE(rig.logged("OSC discovery receive failed", "No buffer space available"));
+        EXPECT_EQ(rig.countTitle("OSC discovery receive failed"), 2u);
+        EXPECT_TRUE(rig.transport.listening());
+        EXPECT_TRUE(manager.isHandshakeConnected());
+        ping(rig, kIPadA);
+        EXPECT_EQ(rig.transport.sent("/pong").size(), 2u);
+        SCOPED_TRACE("an error already on its way when the manager goes is dropped");
+        rig.transport.failReceive("Connection refused");
+        rig.manager.reset();
+        rig.console.clear();
+        rig.scheduler.runUntilIdle();
+        EXPECT_TRUE(rig.console.lines().empty());
+    }
     SCOPED_TRACE("no mDNS responder: logged, and the iPad can still connect by address");
     {
         LinkRig rig("no mDNS responder is running");

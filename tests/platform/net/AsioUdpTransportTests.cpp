@@ -1,10 +1,14 @@
+#include <dirent.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <asio/io_context.hpp>
 #include <asio/ip/udp.hpp>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 
 #include "platform/asio/AsioUdpTransport.h"
@@ -46,6 +50,31 @@ class Recorder {
 
 UdpListenOptions loopback(std::uint16_t port = 0) {
     return {port, "127.0.0.1", true};
+}
+
+// This process's UDP socket bound to 127.0.0.1:port, or -1. Lets a test drive the listener's own
+// socket into the errors the kernel reports on it.
+int udpSocketBoundTo(std::uint16_t port) {
+    int found = -1;
+    DIR* fds = ::opendir("/proc/self/fd");
+    if (!fds)
+        return found;
+    while (dirent* entry = ::readdir(fds)) {
+        const int fd = std::atoi(entry->d_name);
+        if (fd <= 2 || fd == ::dirfd(fds))
+            continue;
+        int type = 0;
+        socklen_t typeLength = sizeof(type);
+        sockaddr_in local{};
+        socklen_t localLength = sizeof(local);
+        if (::getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &typeLength) == 0 && type == SOCK_DGRAM &&
+            ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &localLength) == 0 &&
+            local.sin_family == AF_INET && ntohs(local.sin_port) == port) {
+            found = fd;
+        }
+    }
+    ::closedir(fds);
+    return found;
 }
 
 TEST(AsioUdpTransport, ListenerDeliversDatagramsWithTheSenderOnTheChosenQueue) {
@@ -160,6 +189,76 @@ TEST(AsioUdpTransport, ConnectionSendsReportsRefusalAndCancels) {
     EXPECT_EQ(std::count(events.begin(), events.end(), "cancelled"), 1);
     EXPECT_EQ(std::count(events.begin(), events.end(), "ready"),
               2);  // connected, then after the refusal
+}
+
+// A loopback port that was free a moment ago: its socket is closed again on return.
+std::uint16_t unusedPort(asio::io_context& context) {
+    asio::ip::udp::socket socket(context,
+                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
+    return socket.local_endpoint().port();
+}
+
+TEST(AsioUdpTransport, ListenerReportsReceiveErrorsAndKeepsReceiving) {
+    Recorder recorder;
+    AsioDispatcher dispatcher;
+    auto queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
+    auto transport = makeUdpTransport();
+    asio::io_context context;
+    // An explicit port, as the program uses: an ephemeral one is given up when the test
+    // disconnects the socket again.
+    UdpListenOptions options = loopback(unusedPort(context));
+    options.receiveErrorHandler = [&](std::string description) {
+        EXPECT_TRUE(queue->isCurrent());
+        recorder.add("error:" + description);
+    };
+    auto result = transport->listen(options, *queue, [&](UdpDatagram datagram) {
+        recorder.add("datagram:" + std::string(datagram.bytes.begin(), datagram.bytes.end()));
+    });
+    ASSERT_TRUE(result.ok()) << result.error;
+    const std::uint16_t port = result.listener->port();
+    const int fd = udpSocketBoundTo(port);
+    ASSERT_GE(fd, 0);
+
+    // A port nobody listens on: its ICMP refusal is the error Linux reports on the next receive.
+    const std::uint16_t closedPort = unusedPort(context);
+    sockaddr_in refuser{};
+    refuser.sin_family = AF_INET;
+    refuser.sin_port = htons(closedPort);
+    refuser.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&refuser), sizeof(refuser)), 0);
+    const char probe = 'x';
+    ASSERT_EQ(::send(fd, &probe, 1, 0), 1);
+    ASSERT_TRUE(recorder.waitFor("error:Connection refused"));
+    SCOPED_TRACE("a second refusal straight after is reported too, after a short pause");
+    ASSERT_EQ(::send(fd, &probe, 1, 0), 1);
+    ASSERT_TRUE(recorder.waitFor("error:Connection refused", 2));
+
+    SCOPED_TRACE("the listener still receives");
+    sockaddr unspecified{};
+    unspecified.sa_family = AF_UNSPEC;
+    ASSERT_EQ(::connect(fd, &unspecified, sizeof(unspecified)), 0);
+    asio::ip::udp::socket sender(context,
+                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
+    const std::string hello = "hello";
+    sender.send_to(asio::buffer(hello), {asio::ip::make_address("127.0.0.1"), port});
+    ASSERT_TRUE(recorder.waitFor("datagram:hello"));
+    queue->post([&] { recorder.add("drained"); });
+    ASSERT_TRUE(recorder.waitFor("drained"));
+    const auto events = recorder.events();
+    EXPECT_EQ(std::count(events.begin(), events.end(), "error:Connection refused"), 2);
+    EXPECT_EQ(events.size(), 4u);
+
+    SCOPED_TRACE("stopping is not an error");
+    queue->post([&] {
+        result.listener->stop();
+        recorder.add("stopped");
+    });
+    ASSERT_TRUE(recorder.waitFor("stopped"));
+    result.listener.reset();
+    transport.reset();  // drains the network thread: any report would be posted by now
+    queue->post([&] { recorder.add("drained"); });
+    ASSERT_TRUE(recorder.waitFor("drained", 2));
+    EXPECT_EQ(recorder.events().size(), 6u);
 }
 
 }  // namespace

@@ -1,0 +1,248 @@
+#include "HeadlessProgram.h"
+
+#include <atomic>
+#include <csignal>
+
+#include "app/AppDelegate.h"
+#include "app/ScenarioPlayer.h"
+#include "mapping/DebugLogStore.h"
+#include "osc/ActivationEventSource.h"
+#include "osc/ConnectionSoundPlayer.h"
+#include "osc/OSCDiscoveryManager.h"
+#include "platform/defaults/JsonFileUserDefaults.h"
+#include "platform/dnssd/ServiceAdvertiser.h"
+#include "platform/midi/MIDIService.h"
+#include "platform/net/UdpTransport.h"
+#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "runtime/AsioDispatcher.h"
+#include "runtime/Console.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/RepeatingTimer.h"
+
+namespace tessiva {
+
+namespace {
+
+std::atomic<bool> quitSignalled{false};
+
+void onQuitSignal(int) {
+    quitSignalled.store(true);
+}
+
+// How often the main loop looks for Ctrl-C; a signal handler may not touch the queues itself.
+constexpr double kSignalPollInterval = 0.1;
+
+std::string answerName(ProjectRecallAnswer answer) {
+    switch (answer) {
+        case ProjectRecallAnswer::saveCurrentAndLoad:
+            return "save-and-load";
+        case ProjectRecallAnswer::load:
+            return "load";
+        case ProjectRecallAnswer::keepCurrent:
+            return "keep";
+    }
+    return "keep";
+}
+
+// The recall prompt without a screen: the answer comes from the command line and is logged.
+class CommandLineRecallAlert final : public ProjectRecallAlert {
+  public:
+    CommandLineRecallAlert(ProjectRecallAnswer answer, Console& console)
+        : answer_(answer), console_(console) {}
+    ProjectRecallAnswer ask(const ProjectRecallPrompt& prompt) override {
+        const std::string button = answer_ == ProjectRecallAnswer::saveCurrentAndLoad
+                                       ? prompt.saveAndLoadButton
+                                   : answer_ == ProjectRecallAnswer::load ? prompt.loadButton
+                                                                          : prompt.keepButton;
+        console_.line("[MenuBar] Recall prompt \"" + prompt.title + "\" answered \"" + button +
+                      "\" (--recall-answer " + answerName(answer_) + ")");
+        return answer_;
+    }
+
+  private:
+    ProjectRecallAnswer answer_;
+    Console& console_;
+};
+
+}  // namespace
+
+std::optional<ProjectRecallAnswer> recallAnswerFromName(const std::string& name) {
+    if (name == "save-and-load")
+        return ProjectRecallAnswer::saveCurrentAndLoad;
+    if (name == "load")
+        return ProjectRecallAnswer::load;
+    if (name == "keep")
+        return ProjectRecallAnswer::keepCurrent;
+    return std::nullopt;
+}
+
+Scenario defaultHeadlessScenario() {
+    Scenario scenario;
+    scenario.project = "Song";
+    scenario.tracks = {std::string("Piano"), std::string("Bass"), std::string("Drums"),
+                       Scenario::Stack{"Strings", {"Violins", "Violas", "Cellos"}},
+                       std::string("Choir")};
+    return scenario;
+}
+
+struct HeadlessProgram::Parts {
+    Parts(HeadlessOptions opts, Console& out)
+        : options(std::move(opts)),
+          console(out),
+          notifications(dispatcher.mainQueue()),
+          logic(dispatcher.clock()),
+          udp(makeUdpTransport()),
+          defaults(options.homeFolder / "Preferences.json", out),
+          sound(makeLoggingConnectionSoundPlayer(out)),
+          recallAlert(options.recallAnswer, out) {
+        if (options.midiBackend == "memory") {
+            auto simulated = std::make_unique<SimulatedMIDIService>();
+            recorded = simulated.get();
+            // A network session, as a Mac with the iPad's MIDI network session enabled has.
+            simulated->addDestination("Network Session 1");
+            midi = std::move(simulated);
+        } else {
+            midi = makeSystemMIDIService();
+        }
+        if (options.advertiseBonjour)
+            advertiser = makeServiceAdvertiser();
+    }
+
+    HeadlessOptions options;
+    Console& console;
+    AsioDispatcher dispatcher;
+    NotificationCenter notifications;
+    SimulatedLogic logic;
+    std::unique_ptr<MIDIService> midi;
+    SimulatedMIDIService* recorded = nullptr;
+    std::unique_ptr<UdpTransport> udp;
+    JsonFileUserDefaults defaults;
+    std::unique_ptr<ConnectionSoundPlayer> sound;
+    ActivationEventSource activation;
+    CommandLineRecallAlert recallAlert;
+    std::unique_ptr<ServiceAdvertiser> advertiser;
+    std::unique_ptr<AppDelegate> delegate;
+    std::unique_ptr<ScenarioPlayer> player;
+    RepeatingTimer signalPoll;
+    ObserverToken eventPrinter;
+    std::string lastPrintedEventID;
+    bool quitRequested = false;
+};
+
+HeadlessProgram::HeadlessProgram(HeadlessOptions options, Console& console)
+    : parts_(std::make_unique<Parts>(std::move(options), console)) {}
+
+HeadlessProgram::~HeadlessProgram() {
+    if (!parts_)
+        return;
+    parts_->signalPoll.stop();
+    parts_->player.reset();
+    parts_->eventPrinter.reset();
+    parts_->delegate.reset();
+}
+
+bool HeadlessProgram::start() {
+    Parts& p = *parts_;
+    const Scenario scenario = p.options.scenario.value_or(defaultHeadlessScenario());
+    // Logic starts with the scenario's project already open, as when the user launches us later.
+    p.logic.quit();
+    ScenarioPlayer::buildProject(p.logic, scenario);
+    p.logic.launch();
+
+    CoordinatorOptions coordinator;
+    coordinator.profilesFolder = p.options.homeFolder;
+    coordinator.listenPort = p.options.port;
+    coordinator.bindHost = p.options.bindHost;
+    coordinator.localDeviceName = p.options.localDeviceName;
+    p.delegate = std::make_unique<AppDelegate>(
+        p.dispatcher, p.notifications, p.console,
+        PlatformServices{p.logic, p.logic.input(), *p.midi, *p.udp, p.defaults, *p.sound,
+                         p.activation, p.recallAlert, p.advertiser.get()},
+        coordinator);
+    MenuBarController& controller = p.delegate->menuBarController();
+    controller.onQuitRequested = [this] { requestQuit(); };
+    if (p.options.printEvents) {
+        p.eventPrinter = controller.log().entries().subscribe(
+            [this](const std::vector<DebugLogStore::Entry>& entries) {
+                Parts& parts = *parts_;
+                auto next = entries.begin();
+                for (auto it = entries.begin(); it != entries.end(); ++it) {
+                    if (it->id == parts.lastPrintedEventID)
+                        next = it + 1;
+                }
+                for (; next != entries.end(); ++next) {
+                    parts.console.line("EVENT " + next->title +
+                                       (next->detail ? " — " + *next->detail : std::string()));
+                    parts.lastPrintedEventID = next->id;
+                }
+            });
+    }
+    p.delegate->applicationDidFinishLaunching();
+
+    std::signal(SIGINT, onQuitSignal);
+    std::signal(SIGTERM, onQuitSignal);
+    p.signalPoll.start(p.dispatcher.mainQueue(), kSignalPollInterval, kSignalPollInterval, [this] {
+        if (quitSignalled.exchange(false)) {
+            parts_->console.line("[MenuBar] Quit requested (signal)");
+            requestQuit();
+        }
+    });
+
+    if (p.options.scenario) {
+        p.player = std::make_unique<ScenarioPlayer>(
+            p.dispatcher.mainQueue(), p.logic,
+            [this](const std::string& line) { parts_->console.line("[Scenario] " + line); });
+        std::function<void()> finished;
+        if (p.options.quitWhenScenarioEnds) {
+            finished = [this] {
+                parts_->console.line("[Scenario] finished");
+                requestQuit();
+            };
+        }
+        p.player->play(*p.options.scenario, std::move(finished));
+    }
+    return true;
+}
+
+void HeadlessProgram::requestQuit() {
+    parts_->quitRequested = true;
+    parts_->dispatcher.stopMainLoop();
+}
+
+int HeadlessProgram::run() {
+    Parts& p = *parts_;
+    while (!p.quitRequested)
+        p.dispatcher.runMainLoop();
+    p.signalPoll.stop();
+    p.delegate->applicationWillTerminate();
+    // Let the last sends and the link's own shutdown finish before the queues go.
+    p.dispatcher.runMainLoopFor(0.1);
+    return 0;
+}
+
+void HeadlessProgram::runFor(double seconds) {
+    parts_->dispatcher.runMainLoopFor(seconds);
+}
+
+std::uint16_t HeadlessProgram::listenPort() const {
+    return parts_->delegate->menuBarController().discovery().listenPort();
+}
+
+AppDelegate& HeadlessProgram::appDelegate() {
+    return *parts_->delegate;
+}
+SimulatedLogic& HeadlessProgram::logic() {
+    return parts_->logic;
+}
+SimulatedMIDIService* HeadlessProgram::recordedMIDI() {
+    return parts_->recorded;
+}
+void HeadlessProgram::post(std::function<void()> work) {
+    parts_->dispatcher.mainQueue().post(std::move(work));
+}
+void HeadlessProgram::postAfter(double seconds, std::function<void()> work) {
+    parts_->dispatcher.mainQueue().postAfter(seconds, std::move(work));
+}
+
+}  // namespace tessiva

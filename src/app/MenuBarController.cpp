@@ -1,0 +1,417 @@
+#include "app/MenuBarController.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "app/LearnModeStore.h"
+#include "app/SelectionStageRecorder.h"
+#include "app/StructuralRepairState.h"
+#include "app/TrackSelectionRouter.h"
+#include "logic/LogicObserver.h"
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingProfileLibrary.h"
+#include "mapping/MappingStore.h"
+#include "midi/MIDIRelay.h"
+#include "midi/VirtualMIDIBridge.h"
+#include "osc/BankMappingLookup.h"
+#include "osc/MirroredMIDISink.h"
+#include "osc/OSCDiscoveryManager.h"
+#include "osc/OSCManager.h"
+#include "osc/RemoteWorkspaceStore.h"
+#include "platform/ax/AccessibilityPort.h"
+#include "runtime/Console.h"
+#include "runtime/DebugEvent.h"
+#include "runtime/Queue.h"
+#include "runtime/UserDefaults.h"
+
+namespace tessiva {
+
+namespace {
+
+// How often the Logic status line is brought up to date.
+constexpr double kStatusRefreshInterval = 2.0;
+
+}  // namespace
+
+// Logic's window as project tracking sees it: running by bundle identifier, title through the
+// observer (absent while quarantined or detached).
+class MenuBarController::LogicWindow final : public LogicProjectWindow {
+  public:
+    LogicWindow(AccessibilityPort& accessibility, LogicObserver& observer)
+        : accessibility_(accessibility), observer_(observer) {}
+    bool isLogicRunning() const override {
+        return !accessibility_.runningApplications(kLogicBundleIdentifier).empty();
+    }
+    std::optional<std::string> windowTitle() const override {
+        return observer_.readLogicWindowTitle();
+    }
+
+  private:
+    AccessibilityPort& accessibility_;
+    LogicObserver& observer_;
+};
+
+// Mirrored MIDI from the iPad goes straight out of "Tessiva MIDI", on the mirrored-MIDI queue.
+class MenuBarController::MirroredMIDIForwarder final : public MirroredMIDISink {
+  public:
+    explicit MirroredMIDIForwarder(VirtualMIDIBridge& bridge) : bridge_(bridge) {}
+    void mirroredMIDIEvent(const MirroredMIDIEventArguments& event, std::string_view) override {
+        bridge_.mirror(event.typeName, event.channel, event.data1, event.data2);
+    }
+
+  private:
+    VirtualMIDIBridge& bridge_;
+};
+
+// The iPad's "which track is this bank mapped to?", answered from the mapping store.
+class MenuBarController::MappedTrackLookup final : public BankMappingLookup {
+  public:
+    explicit MappedTrackLookup(MappingStore& store) : store_(store) {}
+    std::optional<MappedTrack> mappedTrack(const std::string& bankUUID) const override {
+        const std::vector<int> rows = store_.rowsMappedTo(bankUUID);
+        if (rows.empty())
+            return std::nullopt;
+        const auto mapping = store_.bankMapping(rows.front());
+        return MappedTrack{rows.front(), mapping ? mapping->trackName : std::string()};
+    }
+
+  private:
+    MappingStore& store_;
+};
+
+MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter& notifications,
+                                     Console& console, PlatformServices services,
+                                     CoordinatorOptions options)
+    : dispatcher_(dispatcher),
+      notifications_(notifications),
+      console_(console),
+      services_(services),
+      options_(std::move(options)) {
+    Queue& main = dispatcher_.mainQueue();
+    log_ = std::make_unique<DebugLogStore>(main, dispatcher_.clock());
+    observerTokens_.push_back(log_->observeDebugEvents(notifications_));
+    mappingStore_ = std::make_unique<MappingStore>(
+        MappingStore::Dependencies{main, dispatcher_.clock(), console_, *log_});
+    profileLibrary_ = std::make_unique<MappingProfileLibrary>(
+        *mappingStore_, services_.defaults, console_, *log_, options_.profilesFolder);
+    learnStore_ = std::make_unique<LearnModeStore>();
+    midiRelay_ = std::make_unique<MIDIRelay>(services_.midi, notifications_, console_);
+    virtualMIDIBridge_ =
+        std::make_unique<VirtualMIDIBridge>(services_.midi, notifications_, console_);
+    oscManager_ =
+        std::make_unique<OSCManager>(dispatcher_, services_.udp, console_, notifications_);
+    workspaceStore_ = std::make_unique<RemoteWorkspaceStore>(main);
+
+    OSCDiscoveryManager::Options linkOptions;
+    linkOptions.bindHost = options_.bindHost;
+    linkOptions.localDeviceName = options_.localDeviceName;
+    discovery_ = std::make_unique<OSCDiscoveryManager>(
+        OSCDiscoveryManager::Services{dispatcher_, notifications_, console_, services_.defaults,
+                                      services_.udp, *oscManager_, *workspaceStore_,
+                                      services_.sound, services_.advertiser, &services_.activation},
+        linkOptions);
+    mirroredMIDIForwarder_ = std::make_unique<MirroredMIDIForwarder>(*virtualMIDIBridge_);
+    mappedTrackLookup_ = std::make_unique<MappedTrackLookup>(*mappingStore_);
+    discovery_->setMirroredMIDISink(mirroredMIDIForwarder_.get());
+    discovery_->setBankMappingLookup(mappedTrackLookup_.get());
+
+    logicObserver_ = std::make_unique<LogicObserver>(LogicObserver::Dependencies{
+        dispatcher_, services_.accessibility, services_.input, notifications_, console_});
+    logicWindow_ = std::make_unique<LogicWindow>(services_.accessibility, *logicObserver_);
+
+    stages_ = std::make_unique<SelectionStageRecorder>(dispatcher_.clock());
+    repairState_ = std::make_unique<NoPendingStructuralRepair>();
+    projectTracker_ = std::make_unique<ProjectTracker>(ProjectTracker::Dependencies{
+        main, dispatcher_.clock(), console_, *log_, *mappingStore_, *logicWindow_,
+        services_.recallAlert, options_.profilesFolder,
+        [this](const std::string& reason) { router_->resetSelectionState(reason); },
+        [this](const std::string& reason) { logicObserver_->requestTrackNamesSnapshot(reason); }});
+    router_ = std::make_unique<TrackSelectionRouter>(TrackSelectionRouter::Dependencies{
+        main, dispatcher_.clock(), console_, notifications_, *log_, *mappingStore_, *learnStore_,
+        *midiRelay_, *oscManager_, *discovery_, *projectTracker_, *repairState_, *stages_});
+
+    logicObserver_->onTrackSelection = [this](const TrackSelection& selection) {
+        router_->routeSelection(selection);
+    };
+    logicObserver_->onAXAccessibilityResumed = [this] {
+        logicObserver_->refreshSelection("AXAccessibilityResumed");
+    };
+    observeNotifications();
+}
+
+MenuBarController::~MenuBarController() {
+    statusTimer_.stop();
+    if (projectTracker_)
+        projectTracker_->stop();
+    if (logicObserver_) {
+        logicObserver_->onTrackSelection = nullptr;
+        logicObserver_->stop();
+    }
+    if (discovery_) {
+        discovery_->setMirroredMIDISink(nullptr);
+        discovery_->setBankMappingLookup(nullptr);
+        discovery_->stop();
+    }
+    observerTokens_.clear();
+}
+
+void MenuBarController::observeNotifications() {
+    observerTokens_.push_back(notifications_.addObserver(
+        kTrackListSnapshotUpdatedNotification, [this](const Notification& notification) {
+            auto names =
+                notification.userInfo.get<std::map<int, std::string>>(kSnapshotNamesByIndexKey);
+            if (!names)
+                return;
+            MappingStore::TrackNameSnapshot snapshot;
+            const RowMap& previous = mappingStore_->liveLogicTrackNames();
+            for (const auto& [row, name] : *names) {
+                auto found = previous.find(row);
+                if (found == previous.end() || found->second != name)
+                    snapshot.changedRows.insert(row);
+            }
+            for (const auto& [row, name] : previous) {
+                if (names->count(row) == 0)
+                    snapshot.removedRows.insert(row);
+            }
+            snapshot.namesByRow = *names;
+            mappingStore_->applyLogicTrackNameSnapshot(snapshot);
+            router_->updateTrackSnapshot(std::move(*names));
+        }));
+    observerTokens_.push_back(notifications_.addObserver(
+        std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
+        [this](const Notification& notification) {
+            isIpadHandshakeConnected_ = notification.userInfo.boolean("connected").value_or(false);
+            connectedIpadDeviceName_ = isIpadHandshakeConnected_
+                                           ? notification.userInfo.string("remoteDeviceName")
+                                           : std::nullopt;
+            refreshMenu();
+        }));
+    observerTokens_.push_back(notifications_.addObserver(
+        std::string(OSCDiscoveryManager::kBankLearnRequested),
+        [this](const Notification& notification) { handleBankLearnRequest(notification); }));
+    observerTokens_.push_back(notifications_.addObserver(
+        std::string(OSCDiscoveryManager::kDirectNavigationRequested),
+        [this](const Notification& notification) { handleDirectNavigationRequest(notification); }));
+    observerTokens_.push_back(learnStore_->observe([this](LearnMode) { refreshMenu(); }));
+    observerTokens_.push_back(
+        mappingStore_->trackIndexToPC().subscribe([this](const auto&) { refreshMenu(); }));
+}
+
+void MenuBarController::start() {
+    if (started_)
+        return;
+    started_ = true;
+    std::error_code ec;
+    std::filesystem::create_directories(options_.profilesFolder, ec);
+    mappingStore_->open(options_.profilesFolder);
+    midiRelay_->start();
+    // Choose the destination now so the first mapped selection goes out at once.
+    midiRelay_->refreshDestinations();
+    virtualMIDIBridge_->start();
+    discovery_->start(options_.listenPort);
+    logicObserver_->start();
+    projectTracker_->start();
+    statusTimer_.start(dispatcher_.mainQueue(), kStatusRefreshInterval, kStatusRefreshInterval,
+                       [this] { refreshMenu(); });
+    refreshMenu();
+}
+
+void MenuBarController::shutDown() {
+    if (!started_)
+        return;
+    started_ = false;
+    statusTimer_.stop();
+    projectTracker_->stop();
+    if (Status saved = mappingStore_->save(); saved) {
+        console_.line("[MenuBar] Saved mappings on quit: " + mappingStore_->fileURL().string());
+    }
+    logicObserver_->stop();
+    discovery_->stop();
+}
+
+MenuState MenuBarController::menuState() const {
+    MenuState state;
+    state.isIpadHandshakeConnected = isIpadHandshakeConnected_;
+    state.connectedIpadDeviceName = connectedIpadDeviceName_;
+    state.isLogicRunning = logicWindow_->isLogicRunning();
+    state.isAccessibilityTrusted = services_.accessibility.isProcessTrusted();
+    state.projectTitle = projectTracker_->lastObservedLogicProjectTitle();
+    if (!mappingStore_->fileURL().empty()) {
+        state.mappingsFileName = mappingStore_->fileURL().filename().string();
+    }
+    state.learnMode = learnStore_->mode();
+    state.recentMappingsProfilePaths = profileLibrary_->recentPaths();
+    state.showLegacyMIDIControls =
+        services_.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey).value_or(false);
+    return state;
+}
+
+std::vector<MenuItem> MenuBarController::menu() const {
+    return MenuModel::build(menuState());
+}
+
+void MenuBarController::refreshMenu() {
+    std::vector<MenuItem> current = menu();
+    if (current == lastMenu_)
+        return;
+    const MenuState state = menuState();
+    const std::string lines = MenuModel::ipadStatusLine(state) + " | " +
+                              MenuModel::logicStatusLine(state) + " | " +
+                              MenuModel::mappingsStatusLine(state);
+    if (lastMenu_.empty() || lastMenu_[1].title != current[1].title ||
+        lastMenu_[6].title != current[6].title || lastMenu_[7].title != current[7].title) {
+        console_.line("[MenuBar] Status: " + lines);
+    }
+    lastMenu_ = std::move(current);
+    if (onMenuChanged)
+        onMenuChanged(lastMenu_);
+}
+
+void MenuBarController::logMenu(const std::string& title, const std::string& detail) {
+    console_.line("[MenuBar] " + title + ": " + detail);
+    log_->log(title, detail);
+}
+
+void MenuBarController::wouldOpen(const std::string& what) {
+    logMenu("Window not available", what + " would open here; this build has no windows yet.");
+}
+
+void MenuBarController::perform(MenuCommand command, const std::string& path) {
+    switch (command) {
+        case MenuCommand::showSetupGuide:
+            wouldOpen("The setup guide");
+            break;
+        case MenuCommand::addAllLogicTracksAndAutoAssign:
+            logMenu("Add all Logic tracks unavailable",
+                    "Adding all Logic tracks with auto assign is not part of this build.");
+            break;
+        case MenuCommand::showEventsDebugLog:
+        case MenuCommand::showEvents:
+            notifications_.post("tessiva.showEventsWindow");
+            wouldOpen("The Events window");
+            break;
+        case MenuCommand::startAXCapture:
+            logicObserver_->beginAXCapture(1.0);
+            logMenu("AX capture started", "Capturing Logic Accessibility traffic for 1 second.");
+            break;
+        case MenuCommand::selectLearnModeOff:
+            learnStore_->setMode(LearnMode::off);
+            router_->setAddTracksModeActive(false);
+            break;
+        case MenuCommand::selectLearnModeOn:
+            learnStore_->setMode(LearnMode::learn);
+            router_->setAddTracksModeActive(true);
+            break;
+        case MenuCommand::showMappings:
+            notifications_.post("tessiva.showMappingsWindow");
+            wouldOpen("The Mappings window");
+            break;
+        case MenuCommand::showAbout:
+            notifications_.post("tessiva.showAboutWindow");
+            wouldOpen("The About window");
+            break;
+        case MenuCommand::checkForUpdates:
+            logMenu("Check for updates unavailable", "This build has no updater.");
+            break;
+        case MenuCommand::refreshMIDIDestinations:
+            midiRelay_->refreshDestinations();
+            break;
+        case MenuCommand::revealMappingsFile:
+            logMenu("Reveal mappings file", mappingStore_->fileURL().string());
+            break;
+        case MenuCommand::clearAllMappings:
+            mappingStore_->clearAllMappings();
+            (void)mappingStore_->save();
+            logMenu("All mappings cleared", "Every MIDI and bank mapping was removed and saved.");
+            break;
+        case MenuCommand::saveMappings: {
+            ProfileActionResult result = profileLibrary_->save();
+            (void)result;
+            break;
+        }
+        case MenuCommand::saveMappingsAs:
+            saveMappingsAs(profileLibrary_->profileFolder() / profileLibrary_->proposedSaveName());
+            break;
+        case MenuCommand::loadRecentMappings:
+            loadMappingsFrom(path);
+            break;
+        case MenuCommand::chooseMappingsFile:
+            wouldOpen("The file chooser for mappings profiles");
+            break;
+        case MenuCommand::toggleLegacyMIDIControls: {
+            const bool shown =
+                services_.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey).value_or(false);
+            services_.defaults.setBool(kShowLegacyMIDIControlsDefaultsKey, !shown);
+            break;
+        }
+        case MenuCommand::quit:
+            if (onQuitRequested)
+                onQuitRequested();
+            break;
+    }
+    refreshMenu();
+}
+
+void MenuBarController::loadMappingsFrom(const std::filesystem::path& file) {
+    ProfileActionResult result = profileLibrary_->load(file);
+    if (result.ok && result.shouldRefreshLiveTrackNames) {
+        logicObserver_->requestTrackNamesSnapshot("mappings-profile-loaded");
+    }
+    refreshMenu();
+}
+
+void MenuBarController::saveMappingsAs(const std::filesystem::path& file) {
+    (void)profileLibrary_->saveAs(file);
+    refreshMenu();
+}
+
+void MenuBarController::handleBankLearnRequest(const Notification& notification) {
+    const auto selection = router_->lastHandledSelection();
+    const std::string bankUUID = notification.userInfo.string("bankUUID").value_or("");
+    if (!selection) {
+        logMenu("OSC bank learn skipped",
+                "No Logic track has been selected yet, so bank " + bankUUID + " was not learned.");
+        return;
+    }
+    OSCBankFocusMapping mapping;
+    mapping.trackIndex = selection->index;
+    mapping.trackName = selection->name.value_or("");
+    mapping.bankUUID = bankUUID;
+    mapping.bankName = notification.userInfo.string("bankName").value_or("");
+    mapping.sectionName = notification.userInfo.string("sectionName");
+    mapping.groupUUID = notification.userInfo.string("groupUUID");
+    mapping.groupName = notification.userInfo.string("groupName");
+    mapping.workspaceUUID = notification.userInfo.string("workspaceUUID");
+    mapping.workspaceName = notification.userInfo.string("workspaceName");
+    if (Status stored = mappingStore_->setBankMapping(selection->index, mapping); !stored)
+        return;
+    (void)mappingStore_->save();
+    logMenu("Bank learned",
+            fmt::format("Track {} \"{}\" now focuses bank {} ({}).", selection->index,
+                        mapping.trackName, mapping.bankName, bankUUID));
+}
+
+void MenuBarController::handleDirectNavigationRequest(const Notification& notification) {
+    DirectNavigationRequest request;
+    request.requestID = notification.userInfo.string("requestID").value_or("");
+    request.bankUUID = notification.userInfo.string("bankUUID").value_or("");
+    request.bankName = notification.userInfo.string("bankName");
+    const std::vector<int> rows = mappingStore_->rowsMappedTo(request.bankUUID);
+    if (rows.empty()) {
+        logMenu("Direct navigation failed",
+                "No Logic track is mapped to bank " + request.bankUUID + ".");
+        return;
+    }
+    const auto mapping = mappingStore_->bankMapping(rows.front());
+    router_->beginDirectNavigation(
+        request, rows.front(),
+        mapping ? std::optional<std::string>(mapping->trackName) : std::nullopt);
+    // Selecting a track in Logic on request needs the Accessibility actions that this build does
+    // not perform yet; the iPad is told at once rather than after the time-out.
+    router_->completeDirectNavigation(false,
+                                      "Selecting a Logic track on request is not available in "
+                                      "this build.");
+}
+
+}  // namespace tessiva

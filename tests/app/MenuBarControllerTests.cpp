@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "RecordingUdpTransport.h"
+#include "app/AppDelegate.h"
+#include "app/LearnModeStore.h"
+#include "app/SelectionStageRecorder.h"
+#include "app/TrackSelectionRouter.h"
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingProfileFile.h"
+#include "mapping/MappingStore.h"
+#include "midi/MIDIDestinationStatusStore.h"
+#include "osc/ActivationEventSource.h"
+#include "osc/ConnectionSoundPlayer.h"
+#include "osc/OSCDiscoveryManager.h"
+#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "runtime/Console.h"
+#include "runtime/UUID.h"
+#include "runtime/UserDefaults.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+namespace fs = std::filesystem;
+
+class AnswerKeep final : public ProjectRecallAlert {
+  public:
+    ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
+        return ProjectRecallAnswer::keepCurrent;
+    }
+};
+
+// The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP.
+class CoordinatorRig {
+  public:
+    explicit CoordinatorRig(const std::string& project = "Song")
+        : folder(fs::temp_directory_path() / ("tessiva-coordinator-" + makeUUID())),
+          notifications(scheduler.mainQueue()),
+          logic(scheduler.clock()),
+          sound(makeLoggingConnectionSoundPlayer(console)) {
+        fs::create_directories(folder);
+        logic.setProjectName(project);
+        for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
+            logic.addTrack(name);
+        midi.addDestination("Network Session 1");
+    }
+    ~CoordinatorRig() {
+        delegate.reset();
+        std::error_code ec;
+        fs::remove_all(folder, ec);
+    }
+
+    void writeProfile(const std::string& name) {
+        MappingProfileSnapshot snapshot;
+        snapshot.version = kMappingProfileVersion;
+        snapshot.trackIndexToPC = {{2, 17}};
+        snapshot.trackIndexToName = {{2, "Bass"}};
+        snapshot.trackIndexToChannel = {{2, 3}};
+        snapshot.trackIndexToEventType = {{2, MappingEventType::programChange}};
+        ASSERT_TRUE(MappingProfileFile::write(folder / name, snapshot).ok());
+    }
+
+    MenuBarController& start() {
+        CoordinatorOptions options;
+        options.profilesFolder = folder;
+        options.listenPort = 0;
+        options.bindHost = "127.0.0.1";
+        options.localDeviceName = "Test Mac";
+        delegate = std::make_unique<AppDelegate>(
+            scheduler, notifications, console,
+            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, alert,
+                             nullptr},
+            options);
+        delegate->applicationDidFinishLaunching();
+        scheduler.advance(1.0);
+        return delegate->menuBarController();
+    }
+
+    std::vector<std::string> stageTitles() {
+        std::vector<std::string> titles;
+        for (const auto& record : delegate->menuBarController().stageRecorder().entries()) {
+            titles.push_back(std::string(selectionStageTitle(record.stage)));
+        }
+        return titles;
+    }
+
+    VirtualScheduler scheduler;
+    fs::path folder;
+    CapturingConsole console;
+    NotificationCenter notifications;
+    SimulatedLogic logic;
+    SimulatedMIDIService midi;
+    RecordingUdpTransport udp;
+    InMemoryUserDefaults defaults;
+    std::unique_ptr<ConnectionSoundPlayer> sound;
+    ActivationEventSource activation;
+    AnswerKeep alert;
+    std::unique_ptr<AppDelegate> delegate;
+};
+
+TEST(MenuBarController, SelectionsFlowFromLogicThroughTheProjectGateToMIDI) {
+    // Without the project's own profile, the default profile belongs to no project: blocked.
+    {
+        CoordinatorRig rig;
+        MenuBarController& controller = rig.start();
+        EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
+        ASSERT_TRUE(controller.mappingStore()
+                        .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
+                                                       std::nullopt, 3, "Bass"})
+                        .ok());
+        rig.logic.clickTrack(2);
+        rig.scheduler.advance(1.0);
+        EXPECT_EQ(rig.stageTitles().back(), "handler/blocked-project-mismatch");
+        EXPECT_TRUE(rig.midi.sentMessages().empty());
+    }
+    // With "Song.json" beside it, the profile is restored at start and the click sends its PC.
+    {
+        CoordinatorRig rig;
+        rig.writeProfile("Song.json");
+        MenuBarController& controller = rig.start();
+        EXPECT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
+        rig.logic.clickTrack(2);
+        rig.scheduler.advance(1.0);
+        ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
+        EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
+        EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
+        // The router and the project tracker saw the same project.
+        EXPECT_EQ(controller.projectTracker().currentProjectKey(), "song");
+        EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped PC=17 ch=3 for track=2"));
+
+        // A project change resets the selection state, so the same row is not deduplicated.
+        rig.logic.setProjectName("Other");
+        rig.scheduler.advance(2.5);
+        EXPECT_FALSE(controller.router().lastHandledSelection().has_value());
+    }
+}
+
+TEST(MenuBarController, MenuCommandsChangeStateAndTheMenuFollows) {
+    CoordinatorRig rig;
+    MenuBarController& controller = rig.start();
+    std::vector<std::vector<MenuItem>> published;
+    controller.onMenuChanged = [&](const std::vector<MenuItem>& menu) {
+        published.push_back(menu);
+    };
+
+    auto menu = controller.menu();
+    EXPECT_EQ(menu[6].title, "Logic: Running • Project: Song");
+    EXPECT_EQ(menu[7].title, "Mappings: Tessiva Focus Mappings.json");
+    EXPECT_EQ(menu[1].title, "Tessiva: iPad disconnected");
+
+    controller.perform(MenuCommand::selectLearnModeOn);
+    EXPECT_EQ(controller.learnStore().mode(), LearnMode::learn);
+    ASSERT_FALSE(published.empty());
+    EXPECT_TRUE(MenuModel::find(published.back(), MenuCommand::selectLearnModeOn)->checked);
+
+    controller.perform(MenuCommand::toggleLegacyMIDIControls);
+    EXPECT_EQ(rig.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey), true);
+    EXPECT_TRUE(MenuModel::find(controller.menu(), MenuCommand::toggleLegacyMIDIControls)->checked);
+
+    controller.saveMappingsAs(rig.folder / "Session A.json");
+    const auto afterSave = controller.menu();
+    const auto& recent = afterSave[20].submenu;
+    ASSERT_GE(recent.size(), 2u);
+    EXPECT_EQ(recent[0].title, "Session A.json");
+    EXPECT_EQ(controller.menu()[7].title, "Mappings: Session A.json");
+
+    // Windows do not exist yet: the command says what it would have opened.
+    controller.perform(MenuCommand::showMappings);
+    EXPECT_TRUE(rig.console.contains("The Mappings window would open here"));
+
+    // The iPad's handshake reaches the status line.
+    rig.notifications.post(std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
+                           {{"connected", true}, {"remoteDeviceName", std::string("Studio iPad")}});
+    EXPECT_EQ(controller.menu()[1].title, "Tessiva: iPad connected (Studio iPad)");
+
+    bool quit = false;
+    controller.onQuitRequested = [&] { quit = true; };
+    controller.perform(MenuCommand::quit);
+    EXPECT_TRUE(quit);
+}
+
+TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
+    CoordinatorRig rig;
+    rig.writeProfile("Song.json");
+    MenuBarController& controller = rig.start();
+    rig.notifications.post(std::string(OSCDiscoveryManager::kBankLearnRequested),
+                           {{"bankUUID", std::string("B-1")}, {"bankName", std::string("Legato")}});
+    EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
+
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    rig.notifications.post(std::string(OSCDiscoveryManager::kBankLearnRequested),
+                           {{"bankUUID", std::string("B-1")},
+                            {"bankName", std::string("Legato")},
+                            {"sectionName", std::string("Strings")}});
+    const auto learned = controller.mappingStore().bankMapping(2);
+    ASSERT_TRUE(learned.has_value());
+    EXPECT_EQ(learned->bankUUID, "B-1");
+    EXPECT_EQ(learned->trackName, "Bass");
+    EXPECT_EQ(learned->sectionName, "Strings");
+    // Saved at once: a fresh read of the file has it.
+    const auto onDisk = MappingProfileFile::read(rig.folder / "Song.json");
+    ASSERT_TRUE(onDisk.snapshot.has_value());
+    EXPECT_EQ(onDisk.snapshot->oscBankFocusMappingsByTrackIndex.count(2), 1u);
+}
+
+}  // namespace
+}  // namespace tessiva

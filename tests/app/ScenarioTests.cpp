@@ -1,0 +1,61 @@
+#include <gtest/gtest.h>
+
+#include "app/Scenario.h"
+
+namespace tessiva {
+namespace {
+
+TEST(Scenario, ParsesProjectStacksAndStepsInTimeOrder) {
+    auto parsed = Scenario::parse(R"({
+        "logic": {"project": "Film Cue", "selectionSettleDelay": 0.05,
+                  "tracks": ["Piano", {"stack": "Strings", "tracks": ["Violins", "Cellos"]}]},
+        "steps": [
+            {"at": 2.0, "do": "delete", "track": 3},
+            {"at": 0.5, "do": "click", "track": 2, "modifier": "command"},
+            {"at": 1.0, "do": "move", "from": 1, "to": 4},
+            {"at": 1.0, "do": "setFrontmost", "value": false},
+            {"at": 3.0, "do": "say", "text": "done"}
+        ],
+        "endAfter": 4.5})");
+    ASSERT_TRUE(std::holds_alternative<Scenario>(parsed)) << std::get<std::string>(parsed);
+    const Scenario& scenario = std::get<Scenario>(parsed);
+    EXPECT_EQ(scenario.project, "Film Cue");
+    EXPECT_DOUBLE_EQ(scenario.selectionSettleDelay, 0.05);
+    ASSERT_EQ(scenario.tracks.size(), 2u);
+    EXPECT_EQ(std::get<Scenario::Stack>(scenario.tracks[1]).members,
+              (std::vector<std::string>{"Violins", "Cellos"}));
+    ASSERT_EQ(scenario.steps.size(), 5u);
+    EXPECT_EQ(scenario.steps[0].action, Scenario::Action::click);
+    EXPECT_EQ(scenario.steps[0].text, "command");
+    // Equal times keep their order in the file.
+    EXPECT_EQ(scenario.steps[1].action, Scenario::Action::move);
+    EXPECT_EQ(scenario.steps[1].other, 4);
+    EXPECT_EQ(scenario.steps[2].action, Scenario::Action::setFrontmost);
+    EXPECT_FALSE(scenario.steps[2].flag);
+    EXPECT_EQ(scenario.steps[3].action, Scenario::Action::remove);
+    EXPECT_EQ(scenario.endAfter, 4.5);
+}
+
+TEST(Scenario, RefusalsNameTheStepAndKey) {
+    auto error = [](const char* json) {
+        auto parsed = Scenario::parse(json);
+        return std::holds_alternative<std::string>(parsed) ? std::get<std::string>(parsed)
+                                                           : std::string("<parsed>");
+    };
+    EXPECT_EQ(error("{"), "scenario is not valid JSON");
+    EXPECT_EQ(error("[]"), "scenario must be a JSON object");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "fly"}]})"), "steps[0]: unknown action \"fly\"");
+    EXPECT_EQ(error(R"({"steps": [{"do": "click", "track": 1}]})"), "steps[0]: missing \"at\"");
+    EXPECT_EQ(
+        error(R"({"steps": [{"at": 0, "do": "quit"}, {"at": 1, "do": "click", "track": "7"}]})"),
+        "steps[1]: \"track\" must be an integer");
+    EXPECT_EQ(error(R"({"steps": [{"at": -1, "do": "quit"}]})"),
+              "steps[0]: \"at\" must not be negative");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "arrow", "direction": "left"}]})"),
+              "steps[0]: \"direction\" must be up or down");
+    EXPECT_EQ(error(R"({"logic": {"tracks": [3]}})"),
+              "logic.tracks[0]: must be a name or a stack object");
+}
+
+}  // namespace
+}  // namespace tessiva
