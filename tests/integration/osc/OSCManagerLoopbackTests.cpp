@@ -12,6 +12,7 @@
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/NotificationCenter.h"
+#include "support/RecordedEvents.h"
 
 namespace tessiva {
 namespace {
@@ -19,28 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 
 // Things that happen on other threads, with a bounded wait for each.
-class Events {
-  public:
-    void add(std::string event) {
-        {
-            std::lock_guard lock(mutex_);
-            events_.push_back(std::move(event));
-        }
-        changed_.notify_all();
-    }
-    bool waitFor(const std::string& event, std::size_t times = 1) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, 10s, [&] {
-            return static_cast<std::size_t>(std::count(events_.begin(), events_.end(), event)) >=
-                   times;
-        });
-    }
-
-  private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<std::string> events_;
-};
+using Events = testing::RecordedEvents;
 
 // The console lines, each also an event.
 class SignallingConsole final : public Console {

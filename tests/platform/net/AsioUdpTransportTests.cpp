@@ -13,6 +13,7 @@
 
 #include "platform/asio/AsioUdpTransport.h"
 #include "runtime/AsioDispatcher.h"
+#include "support/RecordedEvents.h"
 
 namespace tessiva {
 namespace {
@@ -20,33 +21,7 @@ namespace {
 using namespace std::chrono_literals;
 
 // Collects what the transport posts to a real serial queue and lets the test wait for it.
-class Recorder {
-  public:
-    void add(std::string event) {
-        {
-            std::lock_guard lock(mutex_);
-            events_.push_back(std::move(event));
-        }
-        changed_.notify_all();
-    }
-    // Waits until `event` has been recorded `times` times (generously bounded).
-    bool waitFor(const std::string& event, std::size_t times = 1) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, 10s, [&] {
-            return static_cast<std::size_t>(std::count(events_.begin(), events_.end(), event)) >=
-                   times;
-        });
-    }
-    std::vector<std::string> events() const {
-        std::lock_guard lock(mutex_);
-        return events_;
-    }
-
-  private:
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<std::string> events_;
-};
+using Recorder = testing::RecordedEvents;
 
 UdpListenOptions loopback(std::uint16_t port = 0) {
     return {port, "127.0.0.1", true};
