@@ -12,7 +12,7 @@ namespace tessiva::testing {
 // Things that happen on other threads (real sockets, real queues), recorded as text, with a
 // generously bounded wait for each: tests wait on a condition, never on a fixed sleep.
 class RecordedEvents {
-public:
+  public:
     void add(std::string event) {
         {
             std::lock_guard lock(mutex_);
@@ -33,7 +33,7 @@ public:
         return events_;
     }
 
-private:
+  private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::string> events_;

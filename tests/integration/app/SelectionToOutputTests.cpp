@@ -13,12 +13,14 @@
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
 #include "app/TrackSelectionRouter.h"
+#include "logic/LogicObserver.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
 #include "midi/MIDIRelay.h"
 #include "osc/OSCManager.h"
 #include "osc/PeerEndpointProvider.h"
 #include "platform/net/UdpTransport.h"
+#include "platform/simulated/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
@@ -187,6 +189,78 @@ TEST(SelectionToOutput, SelectionReachesTheIPadSocketAndTheMIDIPort) {
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].bytes, (Bytes{0xC0, 9}));
 
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+}
+
+// From a click in Logic to the wire: the simulated Logic Pro, the real observer and routing, a
+// real UDP socket as the iPad and the in-memory MIDI port.
+TEST(SelectionToOutput, ClickingTrackSevenInLogicReachesTheIPadAndTheMIDIPort) {
+    VirtualScheduler scheduler;
+    CapturingConsole console;
+    NotificationCenter center(scheduler.mainQueue());
+    DebugLogStore log(scheduler.mainQueue(), scheduler.clock());
+    const auto folder = std::filesystem::temp_directory_path() / ("tessiva-e2e-" + makeUUID());
+    MappingStore store({scheduler.mainQueue(), scheduler.clock(), console, log});
+    (void)store.open(folder);
+    LearnModeStore learn;
+    SimulatedMIDIService midi;
+    midi.addDestination("Network Session 1");
+    MIDIRelay relay(midi, center, console);
+    ASSERT_TRUE(relay.start());
+    relay.refreshDestinations();
+    auto transport = makeUdpTransport();
+    OSCManager osc(scheduler, *transport, console, center);
+    FakeIPadSocket iPad;
+    FixedPeer peer(iPad.port());
+    LoadedProfileProjectKeyProvider projectKeys([] { return std::optional<std::string>("Song"); });
+    NoPendingStructuralRepair repair;
+    SelectionStageRecorder stages(scheduler.clock());
+    TrackSelectionRouter router({scheduler.mainQueue(), scheduler.clock(), console, center, log,
+                                 store, learn, relay, osc, peer, projectKeys, repair, stages});
+
+    SimulatedLogic logic(scheduler.clock());
+    for (const char* name : {"Piano", "Organ", "Guitar", "Drums", "Perc", "Vox", "Bass", "Pad"}) {
+        logic.addTrack(name);
+    }
+    LogicObserver observer({scheduler, logic, logic.input(), center, console});
+    observer.onTrackSelection = [&](const TrackSelection& selection) {
+        router.routeSelection(selection);
+    };
+    observer.start();
+    scheduler.advance(1.0);
+
+    MIDIMapping bass;
+    bass.programChange = 42;
+    bass.channel = 3;
+    bass.trackName = "Bass";
+    ASSERT_TRUE(store.setMIDIMapping(7, bass).ok());
+    OSCBankFocusMapping lowEnd;
+    lowEnd.trackName = "Bass";
+    lowEnd.bankUUID = "6F1C2A4E-0000-4000-8000-00000000B055";
+    lowEnd.bankName = "Low End";
+    ASSERT_TRUE(store.setBankMapping(7, lowEnd).ok());
+    midi.clearRecords();
+
+    logic.clickTrack(7);
+    scheduler.advance(0.5);
+    const auto datagram = iPad.receive(scheduler);
+    ASSERT_TRUE(datagram.has_value());
+    Bytes expected;
+    appendPadded(expected, "/tessiva/bank/focus");
+    appendPadded(expected, ",ssssis");
+    appendPadded(expected, "bank");
+    appendPadded(expected, "6F1C2A4E-0000-4000-8000-00000000B055");
+    appendPadded(expected, "Bass");
+    appendPadded(expected, "Low End");
+    appendInt32(expected, 7);
+    appendPadded(expected, "<none>");
+    EXPECT_EQ(*datagram, expected);
+    const auto sent = midi.sentMessages();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].bytes, (Bytes{0xC2, 42}));
+
+    observer.stop();
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
 }
