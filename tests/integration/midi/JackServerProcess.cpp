@@ -72,7 +72,7 @@ std::unique_ptr<JackServerProcess> JackServerProcess::start(std::string& error, 
     // Before any client opens: every JACK client of this process goes to this server.
     ::setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
 
-    std::vector<std::string> args{"jackd", "--no-realtime", "-n", name, "-d", "dummy",
+    std::vector<std::string> args{"jackd", "--no-realtime", "-t", "10000", "-n", name, "-d", "dummy",
                                   "-r",    "48000",         "-p", "256"};
     if (mode == JackServerMode::synchronous)
         args.insert(args.begin() + 1, "-S");
