@@ -105,67 +105,90 @@ class FixedPeer final : public PeerEndpointProvider {
     std::uint16_t port_;
 };
 
-TEST(SelectionToOutput, SelectionReachesTheIPadSocketAndTheMIDIPort) {
+// The routing with real parts around it: a UDP socket on 127.0.0.1 as the iPad, the Asio
+// transport, the in-memory MIDI port with a network session among its destinations.
+class SelectionToOutput : public ::testing::Test {
+  protected:
+    SelectionToOutput() {
+        (void)store.open(folder);
+        midi.addDestination("IAC Bus 1");
+        midi.addDestination("Network Session 1");
+        EXPECT_TRUE(relay.start());
+        relay.refreshDestinations();
+    }
+    ~SelectionToOutput() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+    // Row 7 "Bass" sends PC 42 on channel 3 and focuses "Low End"; row 8 "Pad" sends PC 9 and
+    // focuses "Pads".
+    void mapBassAndPad(std::optional<std::string> section) {
+        MIDIMapping bass;
+        bass.programChange = 42;
+        bass.channel = 3;
+        bass.trackName = "Bass";
+        ASSERT_TRUE(store.setMIDIMapping(7, bass).ok());
+        MIDIMapping pad;
+        pad.programChange = 9;
+        pad.trackName = "Pad";
+        ASSERT_TRUE(store.setMIDIMapping(8, pad).ok());
+        OSCBankFocusMapping lowEnd;
+        lowEnd.trackName = "Bass";
+        lowEnd.bankUUID = "6F1C2A4E-0000-4000-8000-00000000B055";
+        lowEnd.bankName = "Low End";
+        lowEnd.sectionName = std::move(section);
+        ASSERT_TRUE(store.setBankMapping(7, lowEnd).ok());
+        OSCBankFocusMapping pads = lowEnd;
+        pads.trackName = "Pad";
+        pads.bankUUID = "6F1C2A4E-0000-4000-8000-0000000000AD";
+        pads.bankName = "Pads";
+        ASSERT_TRUE(store.setBankMapping(8, pads).ok());
+        midi.clearRecords();
+    }
+
+    // Row 7's "/tessiva/bank/focus", written out by hand.
+    static Bytes bassFocus(const std::string& section) {
+        Bytes expected;
+        appendPadded(expected, "/tessiva/bank/focus");
+        appendPadded(expected, ",ssssis");
+        appendPadded(expected, "bank");
+        appendPadded(expected, "6F1C2A4E-0000-4000-8000-00000000B055");
+        appendPadded(expected, "Bass");
+        appendPadded(expected, "Low End");
+        appendInt32(expected, 7);
+        appendPadded(expected, section);
+        return expected;
+    }
+
     VirtualScheduler scheduler;
     CapturingConsole console;
-    NotificationCenter center(scheduler.mainQueue());
-    DebugLogStore log(scheduler.mainQueue(), scheduler.clock());
-    const auto folder = std::filesystem::temp_directory_path() / ("tessiva-e2e-" + makeUUID());
-    MappingStore store({scheduler.mainQueue(), scheduler.clock(), console, log});
-    (void)store.open(folder);
+    NotificationCenter center{scheduler.mainQueue()};
+    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("tessiva-e2e-" + makeUUID());
+    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
     LearnModeStore learn;
     SimulatedMIDIService midi;
-    midi.addDestination("IAC Bus 1");
-    midi.addDestination("Network Session 1");
-    MIDIRelay relay(midi, center, console);
-    ASSERT_TRUE(relay.start());
-    relay.refreshDestinations();
-    auto transport = makeUdpTransport();
-    OSCManager osc(scheduler, *transport, console, center);
+    MIDIRelay relay{midi, center, console};
+    std::unique_ptr<UdpTransport> transport = makeUdpTransport();
+    OSCManager osc{scheduler, *transport, console, center};
     FakeIPadSocket iPad;
-    FixedPeer peer(iPad.port());
-    LoadedProfileProjectKeyProvider projectKeys([] { return std::optional<std::string>("Song"); });
+    FixedPeer peer{iPad.port()};
+    LoadedProfileProjectKeyProvider projectKeys{[] { return std::optional<std::string>("Song"); }};
     NoPendingStructuralRepair repair;
-    SelectionStageRecorder stages(scheduler.clock());
-    TrackSelectionRouter router({scheduler.mainQueue(), scheduler.clock(), console, center, log,
-                                 store, learn, relay, osc, peer, projectKeys, repair, stages});
+    SelectionStageRecorder stages{scheduler.clock()};
+    TrackSelectionRouter router{{scheduler.mainQueue(), scheduler.clock(), console, center, log,
+                                 store, learn, relay, osc, peer, projectKeys, repair, stages}};
+};
 
-    MIDIMapping bass;
-    bass.programChange = 42;
-    bass.channel = 3;
-    bass.trackName = "Bass";
-    ASSERT_TRUE(store.setMIDIMapping(7, bass).ok());
-    MIDIMapping pad;
-    pad.programChange = 9;
-    pad.trackName = "Pad";
-    ASSERT_TRUE(store.setMIDIMapping(8, pad).ok());
-    OSCBankFocusMapping strings;
-    strings.trackName = "Bass";
-    strings.bankUUID = "6F1C2A4E-0000-4000-8000-00000000B055";
-    strings.bankName = "Low End";
-    strings.sectionName = "Rhythm";
-    ASSERT_TRUE(store.setBankMapping(7, strings).ok());
-    OSCBankFocusMapping pads = strings;
-    pads.trackName = "Pad";
-    pads.bankUUID = "6F1C2A4E-0000-4000-8000-0000000000AD";
-    pads.bankName = "Pads";
-    ASSERT_TRUE(store.setBankMapping(8, pads).ok());
-    midi.clearRecords();
+TEST_F(SelectionToOutput, SelectionReachesTheIPadSocketAndTheMIDIPort) {
+    mapBassAndPad("Rhythm");
 
     router.routeSelection(TrackSelection{7, "Bass"});
     const auto datagram = iPad.receive(scheduler);
     ASSERT_TRUE(datagram.has_value());
-    Bytes expected;
-    appendPadded(expected, "/tessiva/bank/focus");
-    appendPadded(expected, ",ssssis");
-    appendPadded(expected, "bank");
-    appendPadded(expected, "6F1C2A4E-0000-4000-8000-00000000B055");
-    appendPadded(expected, "Bass");
-    appendPadded(expected, "Low End");
-    appendInt32(expected, 7);
-    appendPadded(expected, "Rhythm");
-    EXPECT_EQ(*datagram, expected);
-
+    EXPECT_EQ(*datagram, bassFocus("Rhythm"));
     auto sent = midi.sentMessages();
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].destinationName, "Network Session 1");
@@ -188,37 +211,10 @@ TEST(SelectionToOutput, SelectionReachesTheIPadSocketAndTheMIDIPort) {
     sent = midi.sentMessages();
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].bytes, (Bytes{0xC0, 9}));
-
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
 }
 
-// From a click in Logic to the wire: the simulated Logic Pro, the real observer and routing, a
-// real UDP socket as the iPad and the in-memory MIDI port.
-TEST(SelectionToOutput, ClickingTrackSevenInLogicReachesTheIPadAndTheMIDIPort) {
-    VirtualScheduler scheduler;
-    CapturingConsole console;
-    NotificationCenter center(scheduler.mainQueue());
-    DebugLogStore log(scheduler.mainQueue(), scheduler.clock());
-    const auto folder = std::filesystem::temp_directory_path() / ("tessiva-e2e-" + makeUUID());
-    MappingStore store({scheduler.mainQueue(), scheduler.clock(), console, log});
-    (void)store.open(folder);
-    LearnModeStore learn;
-    SimulatedMIDIService midi;
-    midi.addDestination("Network Session 1");
-    MIDIRelay relay(midi, center, console);
-    ASSERT_TRUE(relay.start());
-    relay.refreshDestinations();
-    auto transport = makeUdpTransport();
-    OSCManager osc(scheduler, *transport, console, center);
-    FakeIPadSocket iPad;
-    FixedPeer peer(iPad.port());
-    LoadedProfileProjectKeyProvider projectKeys([] { return std::optional<std::string>("Song"); });
-    NoPendingStructuralRepair repair;
-    SelectionStageRecorder stages(scheduler.clock());
-    TrackSelectionRouter router({scheduler.mainQueue(), scheduler.clock(), console, center, log,
-                                 store, learn, relay, osc, peer, projectKeys, repair, stages});
-
+// From a click in Logic to the wire: the simulated Logic Pro and the real observer in front.
+TEST_F(SelectionToOutput, ClickingTrackSevenInLogicReachesTheIPadAndTheMIDIPort) {
     SimulatedLogic logic(scheduler.clock());
     for (const char* name : {"Piano", "Organ", "Guitar", "Drums", "Perc", "Vox", "Bass", "Pad"}) {
         logic.addTrack(name);
@@ -229,40 +225,17 @@ TEST(SelectionToOutput, ClickingTrackSevenInLogicReachesTheIPadAndTheMIDIPort) {
     };
     observer.start();
     scheduler.advance(1.0);
-
-    MIDIMapping bass;
-    bass.programChange = 42;
-    bass.channel = 3;
-    bass.trackName = "Bass";
-    ASSERT_TRUE(store.setMIDIMapping(7, bass).ok());
-    OSCBankFocusMapping lowEnd;
-    lowEnd.trackName = "Bass";
-    lowEnd.bankUUID = "6F1C2A4E-0000-4000-8000-00000000B055";
-    lowEnd.bankName = "Low End";
-    ASSERT_TRUE(store.setBankMapping(7, lowEnd).ok());
-    midi.clearRecords();
+    mapBassAndPad(std::nullopt);
 
     logic.clickTrack(7);
     scheduler.advance(0.5);
     const auto datagram = iPad.receive(scheduler);
     ASSERT_TRUE(datagram.has_value());
-    Bytes expected;
-    appendPadded(expected, "/tessiva/bank/focus");
-    appendPadded(expected, ",ssssis");
-    appendPadded(expected, "bank");
-    appendPadded(expected, "6F1C2A4E-0000-4000-8000-00000000B055");
-    appendPadded(expected, "Bass");
-    appendPadded(expected, "Low End");
-    appendInt32(expected, 7);
-    appendPadded(expected, "<none>");
-    EXPECT_EQ(*datagram, expected);
+    EXPECT_EQ(*datagram, bassFocus("<none>"));
     const auto sent = midi.sentMessages();
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].bytes, (Bytes{0xC2, 42}));
-
     observer.stop();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
 }
 
 }  // namespace
