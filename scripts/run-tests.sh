@@ -8,7 +8,7 @@ status=${PIPESTATUS[0]}
 # CTest's per-test result lines: "12/188 Test  #12: Name ....   Passed" or "...***Failed".
 results=$(grep -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: ' "$build_dir/ctest.log")
 passed=$(grep -c -E ' Passed +[0-9.]+ sec' <<<"$results" || true)
-skipped=$(grep -c -E 'Skipped|Not Run.*Disabled' <<<"$results" || true)
-failed=$(grep -c -v -E ' Passed +[0-9.]+ sec|Skipped|Not Run.*Disabled' <<<"$results" || true)
+skipped=$(grep -c -E '\*\*\*Skipped|\*\*\*Not Run \(Disabled\)' <<<"$results" || true)
+failed=$(grep -c -v -E ' Passed +[0-9.]+ sec|\*\*\*Skipped|\*\*\*Not Run \(Disabled\)' <<<"$results" || true)
 echo "tests: ${passed} passed, ${failed} failed, ${skipped} skipped"
 exit "$status"
