@@ -56,6 +56,8 @@ class AsioUdpTransport::NetworkThread {
 
 namespace {
 
+constexpr int kListenerReceiveBufferBytes = 4 * 1024 * 1024;
+
 constexpr std::size_t kMaxDatagram = 65536;
 
 std::string hostText(const asio::ip::address& address) {
@@ -332,6 +334,11 @@ class AsioUdpListener final : public UdpListener,
             const int on = 1;
             ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_REUSEPORT, &on, sizeof(on));
         }
+        // A burst from one iPad (or a ping flood from another) must not push mirrored MIDI out
+        // of the kernel's queue while the handlers catch up. The system may cap the size.
+        std::error_code ignored;
+        socket_.set_option(asio::socket_base::receive_buffer_size(kListenerReceiveBufferBytes),
+                           ignored);
         socket_.bind(endpoint, error);
         if (error)
             return error.message();
