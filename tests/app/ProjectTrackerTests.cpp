@@ -239,5 +239,27 @@ TEST_F(ProjectTrackerTest, RecallPromptSkippedWhenTheProjectMovedOnBeforeItCameD
               "Elsewhere.logicx - Tracks. reason=project-moved-on");
 }
 
+TEST_F(ProjectTrackerTest, SavingForAProjectReportsEachFailure) {
+    // No file name can come from an empty title.
+    EXPECT_FALSE(tracker_->saveCurrentMappingsForProject("", "test").ok());
+    ASSERT_NE(lastLog("Project recall save skipped"), nullptr);
+    EXPECT_EQ(*lastLog("Project recall save skipped")->detail,
+              "Could not derive a project mapping filename from title ");
+
+    // A folder where the profile should be: the write fails and says where and why.
+    fs::create_directories(folder_ / "Blocked.json" / "inside");
+    EXPECT_FALSE(tracker_->saveCurrentMappingsForProject("Blocked.logicx - Tracks", "test").ok());
+    ASSERT_NE(lastLog("Mappings profile save failed"), nullptr);
+    EXPECT_EQ(lastLog("Mappings profile save failed")
+                  ->detail->rfind("Could not save current mappings to " +
+                                      (folder_ / "Blocked.json").string() + ".\nError:",
+                                  0),
+              0u);
+
+    EXPECT_TRUE(tracker_->saveCurrentMappingsForProject("Fine.logicx - Tracks", "why").ok());
+    EXPECT_EQ(*lastLog("Mappings profile saved")->detail,
+              "Saved current mappings to " + (folder_ / "Fine.json").string() + ". reasonwhy");
+}
+
 }  // namespace
 }  // namespace tessiva
