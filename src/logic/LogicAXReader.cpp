@@ -128,33 +128,45 @@ int LogicAXReader::scoreCandidate(const AXElement& candidate) const {
     return score;
 }
 
-LogicAXReader::AnchorSearch LogicAXReader::findTrackList(const AXElement& window,
-                                                         AXSearchLimits limits) const {
-    AnchorSearch best;
+template <typename Visit>
+std::size_t LogicAXReader::walkBreadthFirst(const AXElement& window, AXSearchLimits limits,
+                                            Visit&& visit) const {
+    std::size_t visited = 0;
     if (!window)
-        return best;
+        return visited;
     std::deque<std::pair<AXElement, int>> queue{{window, 0}};
-    while (!queue.empty() && best.visited < limits.maxElements) {
+    while (!queue.empty() && visited < limits.maxElements) {
         auto [current, depth] = std::move(queue.front());
         queue.pop_front();
-        ++best.visited;
-        if (isListRole(current)) {
-            const int score = scoreCandidate(current);
-            if (!best.element || score > best.score) {
-                best.element = current;
-                best.score = score;
-            }
-            if (TrackListAnchorScore::takesAtOnce(score)) {
-                best.stoppedEarly = true;
-                break;
-            }
-        }
+        ++visited;
+        if (!visit(current))
+            break;
         if (depth <= limits.maxExpandDepth) {
             for (auto& child : elements(current, ax::kChildren)) {
                 queue.emplace_back(std::move(child), depth + 1);
             }
         }
     }
+    return visited;
+}
+
+LogicAXReader::AnchorSearch LogicAXReader::findTrackList(const AXElement& window,
+                                                         AXSearchLimits limits) const {
+    AnchorSearch best;
+    best.visited = walkBreadthFirst(window, limits, [&](const AXElement& current) {
+        if (!isListRole(current))
+            return true;
+        const int score = scoreCandidate(current);
+        if (!best.element || score > best.score) {
+            best.element = current;
+            best.score = score;
+        }
+        if (TrackListAnchorScore::takesAtOnce(score)) {
+            best.stoppedEarly = true;
+            return false;
+        }
+        return true;
+    });
     return best;
 }
 
@@ -162,32 +174,21 @@ std::vector<AXElement> LogicAXReader::findListsNamed(const AXElement& window,
                                                      const std::vector<std::string>& names,
                                                      AXSearchLimits limits) const {
     std::vector<AXElement> found;
-    if (!window)
-        return found;
-    std::deque<std::pair<AXElement, int>> queue{{window, 0}};
-    std::size_t visited = 0;
-    while (!queue.empty() && visited < limits.maxElements) {
-        auto [current, depth] = std::move(queue.front());
-        queue.pop_front();
-        ++visited;
-        if (isListRole(current)) {
-            for (const char* attribute : {ax::kTitle, ax::kDescription}) {
-                const auto text = string(current, attribute);
-                if (!text)
-                    continue;
-                const auto lower = text::lowercased(*text);
-                if (std::find(names.begin(), names.end(), lower) != names.end()) {
-                    found.push_back(current);
-                    break;
-                }
+    walkBreadthFirst(window, limits, [&](const AXElement& current) {
+        if (!isListRole(current))
+            return true;
+        for (const char* attribute : {ax::kTitle, ax::kDescription}) {
+            const auto text = string(current, attribute);
+            if (!text)
+                continue;
+            const auto lower = text::lowercased(*text);
+            if (std::find(names.begin(), names.end(), lower) != names.end()) {
+                found.push_back(current);
+                break;
             }
         }
-        if (depth <= limits.maxExpandDepth) {
-            for (auto& child : elements(current, ax::kChildren)) {
-                queue.emplace_back(std::move(child), depth + 1);
-            }
-        }
-    }
+        return true;
+    });
     return found;
 }
 
@@ -256,22 +257,11 @@ LogicAXReader::Rows LogicAXReader::readRows(const AXElement& container) const {
 
 TrackListSnapshot LogicAXReader::walkWindow(const AXElement& window, AXSearchLimits limits) const {
     TrackListSnapshot snapshot;
-    if (!window)
-        return snapshot;
-    std::deque<std::pair<AXElement, int>> queue{{window, 0}};
-    std::size_t visited = 0;
-    while (!queue.empty() && visited < limits.maxElements) {
-        auto [current, depth] = std::move(queue.front());
-        queue.pop_front();
-        ++visited;
+    walkBreadthFirst(window, limits, [&](const AXElement& current) {
         if (auto parsed = header(current))
             snapshot.add(*parsed);
-        if (depth <= limits.maxExpandDepth) {
-            for (auto& child : elements(current, ax::kChildren)) {
-                queue.emplace_back(std::move(child), depth + 1);
-            }
-        }
-    }
+        return true;
+    });
     return snapshot;
 }
 

@@ -73,6 +73,12 @@ class LogicAXReader {
                                  AXSearchLimits limits = kSnapshotWalkLimits) const;
 
   private:
+    // Visits `window` and its descendants breadth first, at most limits.maxElements of them and
+    // expanding down to limits.maxExpandDepth; `visit` returns false to stop. Returns how many
+    // elements were visited.
+    template <typename Visit>
+    std::size_t walkBreadthFirst(const AXElement& window, AXSearchLimits limits,
+                                 Visit&& visit) const;
     bool isListRole(const AXElement& element) const;
     std::optional<TrackSelection> firstParsed(const std::vector<AXElement>& elements) const;
 
