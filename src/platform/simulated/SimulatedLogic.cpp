@@ -283,6 +283,13 @@ std::vector<std::uint64_t> SimulatedLogic::settledSelection() const {
     return settled ? selection_ : previousSelection_;
 }
 
+void SimulatedLogic::finishTrackListEdit(std::vector<std::uint64_t> selection) {
+    selectOnly(std::move(selection));
+    rebuildRows();
+    structuralChangeNotifications(true);
+    deliverPending();
+}
+
 void SimulatedLogic::selectOnly(std::vector<std::uint64_t> keys) {
     previousSelection_ = settledSelection();
     selection_ = std::move(keys);
@@ -654,10 +661,7 @@ void SimulatedLogic::insertTrack(int afterNumber, std::string name) {
     }
     makeTrackNodes(track);
     tracks_.insert(tracks_.begin() + afterNumber, track);
-    selectOnly({track.key});
-    rebuildRows();
-    structuralChangeNotifications(true);
-    deliverPending();
+    finishTrackListEdit({track.key});
 }
 
 void SimulatedLogic::deleteTrack(int number) {
@@ -687,10 +691,7 @@ void SimulatedLogic::deleteTrack(int number) {
             std::min<std::size_t>(static_cast<std::size_t>(number - 1), tracks_.size() - 1);
         next.push_back(tracks_[index].key);
     }
-    selectOnly(std::move(next));
-    rebuildRows();
-    structuralChangeNotifications(true);
-    deliverPending();
+    finishTrackListEdit(std::move(next));
 }
 
 void SimulatedLogic::duplicateTrack(int number) {
@@ -704,10 +705,7 @@ void SimulatedLogic::duplicateTrack(int number) {
     copy.stackKey = source->stackKey;
     makeTrackNodes(copy);
     tracks_.insert(tracks_.begin() + number, copy);
-    selectOnly({copy.key});
-    rebuildRows();
-    structuralChangeNotifications(true);
-    deliverPending();
+    finishTrackListEdit({copy.key});
 }
 
 void SimulatedLogic::moveTrack(int fromNumber, int toNumber) {

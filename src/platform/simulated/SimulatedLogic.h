@@ -219,6 +219,8 @@ class SimulatedLogic final : public AccessibilityPort {
     std::vector<std::uint64_t> visibleTrackKeys() const;
     std::vector<std::uint64_t> settledSelection() const;
     void selectOnly(std::vector<std::uint64_t> keys);
+    // After rows were inserted or removed: select, renumber, and post what Logic posts.
+    void finishTrackListEdit(std::vector<std::uint64_t> selection);
     void queueNotification(std::uint64_t node, std::string name);
     void deliverPending();
     void pointerEvent(InputEventType type, AXPoint at, std::uint32_t modifiers = 0,
