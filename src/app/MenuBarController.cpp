@@ -252,16 +252,16 @@ std::vector<MenuItem> MenuBarController::menu() const {
 }
 
 void MenuBarController::refreshMenu() {
-    std::vector<MenuItem> current = menu();
+    const MenuState state = menuState();
+    std::vector<MenuItem> current = MenuModel::build(state);
     if (current == lastMenu_)
         return;
-    const MenuState state = menuState();
     const std::string lines = MenuModel::ipadStatusLine(state) + " | " +
                               MenuModel::logicStatusLine(state) + " | " +
                               MenuModel::mappingsStatusLine(state);
-    if (lastMenu_.empty() || lastMenu_[1].title != current[1].title ||
-        lastMenu_[6].title != current[6].title || lastMenu_[7].title != current[7].title) {
+    if (lines != lastStatusLines_) {
         console_.line("[MenuBar] Status: " + lines);
+        lastStatusLines_ = lines;
     }
     lastMenu_ = std::move(current);
     if (onMenuChanged)

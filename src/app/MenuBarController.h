@@ -162,6 +162,7 @@ class MenuBarController {
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;
     std::vector<MenuItem> lastMenu_;
+    std::string lastStatusLines_;
     RepeatingTimer statusTimer_;
     std::vector<ObserverToken> observerTokens_;
     bool started_ = false;
