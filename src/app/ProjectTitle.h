@@ -12,8 +12,20 @@ namespace tessiva {
 // dialogs carry neither and must never be taken for a project.
 struct ProjectTitle {
     // The window kinds of Logic's main window, matched case-insensitively at the end of a title.
-    static constexpr std::array<std::string_view, 4> kWindowKindSuffixes = {
-        " - Tracks", " - Mixer", " - Score", " - Piano Roll"};
+    // Logic 12 titles the Arrange window "<project> - Tracks" without the ".logicx" and
+    // localises the kind ("Spuren", "トラック", "트랙", "Pistas", "Pistes", "Tracce").
+    static constexpr std::array<std::string_view, 11> kWindowKindSuffixes = {
+        " - Mixer: Tracks",
+        " - Tracks",
+        " - Mixer",
+        " - Score",
+        " - Piano Roll",
+        " - Spuren",
+        " - \u30C8\u30E9\u30C3\u30AF",
+        " - \uD2B8\uB799",
+        " - Pistas",
+        " - Pistes",
+        " - Tracce"};
 
     static bool isProjectTitle(std::string_view title);
     // "Song.logicx - Tracks" -> "Song"; "" -> "Untitled".

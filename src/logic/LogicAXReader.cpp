@@ -1,5 +1,7 @@
 #include "logic/LogicAXReader.h"
 
+#include <algorithm>
+#include <array>
 #include <deque>
 #include <utility>
 
@@ -7,6 +9,16 @@
 #include "runtime/Text.h"
 
 namespace tessiva {
+
+namespace {
+
+constexpr std::array<const char*, 3> kHeaderAttributes = {ax::kTitle, ax::kDescription, ax::kValue};
+
+bool isTrackContentsName(const std::string& lower) {
+    return lower == "tracks contents";
+}
+
+}  // namespace
 
 std::optional<std::string> LogicAXReader::string(const AXElement& element,
                                                  const char* attribute) const {
@@ -58,8 +70,22 @@ std::optional<AXFrame> LogicAXReader::frame(const AXElement& element) const {
     return AXFrame{*origin, *extent};
 }
 
-std::optional<std::string> LogicAXReader::headerText(const AXElement& element) const {
-    for (const char* attribute : {ax::kTitle, ax::kDescription, ax::kValue}) {
+bool LogicAXReader::exists(const AXElement& element) const {
+    if (!element)
+        return false;
+    return port_.copyAttributeValue(element, ax::kRole).error != AXError::invalidUIElement;
+}
+
+std::optional<std::string> LogicAXReader::headerText(const AXElement& element,
+                                                     HeaderSource source) const {
+    if (source.attribute) {
+        auto text = string(element, source.attribute);
+        if (text && isTrackHeaderText(*text))
+            return text;
+    }
+    for (const char* attribute : kHeaderAttributes) {
+        if (attribute == source.attribute)
+            continue;
         auto text = string(element, attribute);
         if (text && isTrackHeaderText(*text))
             return text;
@@ -67,18 +93,33 @@ std::optional<std::string> LogicAXReader::headerText(const AXElement& element) c
     return std::nullopt;
 }
 
-std::optional<ParsedTrackHeader> LogicAXReader::header(const AXElement& element) const {
-    auto text = headerText(element);
+std::optional<ParsedTrackHeader> LogicAXReader::header(const AXElement& element,
+                                                       HeaderSource source) const {
+    auto text = headerText(element, source);
     if (!text)
         return std::nullopt;
     return parseTrackHeader(*text);
 }
 
-std::optional<TrackSelection> LogicAXReader::selectionFromHeader(const AXElement& element) const {
-    auto parsed = header(element);
+std::optional<TrackSelection> LogicAXReader::selectionFromHeader(const AXElement& element,
+                                                                 HeaderSource source) const {
+    auto parsed = rowHeader(element, source);
     if (!parsed)
         return std::nullopt;
     return TrackSelection{parsed->index, parsed->name};
+}
+
+std::optional<ParsedTrackHeader> LogicAXReader::rowHeader(const AXElement& row,
+                                                          HeaderSource source) const {
+    if (auto parsed = header(row, source))
+        return parsed;
+    const auto children = elements(row, ax::kChildren);
+    const auto examined = std::min(children.size(), kRowChildrenExamined);
+    for (std::size_t i = 0; i < examined; ++i) {
+        if (auto parsed = header(children[i], source))
+            return parsed;
+    }
+    return std::nullopt;
 }
 
 AXElement LogicAXReader::mainOrFocusedWindow(const AXElement& application) const {
@@ -93,39 +134,81 @@ AXElement LogicAXReader::focusedOrMainWindow(const AXElement& application) const
     return element(application, ax::kMainWindow);
 }
 
-std::optional<std::string> LogicAXReader::windowTitle(const AXElement& application) const {
-    if (auto window = element(application, ax::kMainWindow)) {
-        if (auto title = string(window, ax::kTitle))
-            return title;
-    }
-    if (auto window = element(application, ax::kFocusedWindow))
-        return string(window, ax::kTitle);
-    return std::nullopt;
-}
-
-bool LogicAXReader::isListRole(const AXElement& element) const {
-    const auto role = string(element, ax::kRole);
-    return role && (*role == ax::kRoleTable || *role == ax::kRoleOutline);
-}
-
-int LogicAXReader::scoreCandidate(const AXElement& candidate) const {
-    int score = TrackListAnchorScore::forTexts(string(candidate, ax::kTitle),
-                                               string(candidate, ax::kDescription));
-    const auto children = elements(candidate, ax::kChildren);
-    const auto examined = std::min(children.size(), TrackListAnchorScore::kChildrenExamined);
-    for (std::size_t i = 0; i < examined; ++i) {
-        if (headerText(children[i]))
-            return score + TrackListAnchorScore::kHeaderChildBonus;
-        const auto grandchildren = elements(children[i], ax::kChildren);
-        const auto inner =
-            std::min(grandchildren.size(), TrackListAnchorScore::kGrandchildrenExamined);
-        for (std::size_t j = 0; j < inner; ++j) {
-            auto title = string(grandchildren[j], ax::kTitle);
-            if (title && isTrackHeaderText(*title))
-                return score + TrackListAnchorScore::kHeaderChildBonus;
+AXElement LogicAXReader::arrangeWindow(const AXElement& application) const {
+    const AXElement main = mainOrFocusedWindow(application);
+    const auto subrole = string(main, ax::kSubrole);
+    // Older Logic reports no subrole: its main window is the one to use.
+    if (main && (!subrole || *subrole == ax::kSubroleStandardWindow))
+        return main;
+    auto windows = port_.copyAttributeValue(application, ax::kWindows);
+    // A fresh attachment's first window-list read fails with cannot-complete and succeeds at once
+    // when asked again.
+    if (windows.error == AXError::cannotComplete)
+        windows = port_.copyAttributeValue(application, ax::kWindows);
+    if (windows.ok()) {
+        for (const auto& window : axElements(windows.value)) {
+            if (string(window, ax::kSubrole) != ax::kSubroleStandardWindow)
+                continue;
+            const auto title = string(window, ax::kTitle);
+            if (title && !text::trimmed(*title).empty())
+                return window;
         }
     }
-    return score;
+    return {};
+}
+
+std::optional<std::string> LogicAXReader::windowTitle(const AXElement& application) const {
+    return string(arrangeWindow(application), ax::kTitle);
+}
+
+bool LogicAXReader::isListCandidate(const AXElement& element, std::optional<std::string>* title,
+                                    std::optional<std::string>* description) const {
+    const auto role = string(element, ax::kRole);
+    if (!role)
+        return false;
+    const bool list = *role == ax::kRoleTable || *role == ax::kRoleOutline;
+    if (!list && *role != ax::kRoleGroup)
+        return false;
+    *title = string(element, ax::kTitle);
+    *description = string(element, ax::kDescription);
+    if (list)
+        return true;
+    return TrackListAnchorScore::namesTrackHeaders(title->value_or("") + " " +
+                                                   description->value_or(""));
+}
+
+LogicAXReader::CandidateScore LogicAXReader::scoreCandidate(
+    const AXElement& candidate, const std::optional<std::string>& title,
+    const std::optional<std::string>& description) const {
+    CandidateScore result;
+    result.score = TrackListAnchorScore::forTexts(title, description);
+    const auto children = elements(candidate, ax::kChildren);
+    const auto examined = std::min(children.size(), TrackListAnchorScore::kChildrenExamined);
+    auto found = [&](const AXElement& element) -> const char* {
+        for (const char* attribute : kHeaderAttributes) {
+            auto text = string(element, attribute);
+            if (text && isTrackHeaderText(*text))
+                return attribute;
+        }
+        return nullptr;
+    };
+    for (std::size_t i = 0; i < examined; ++i) {
+        const char* attribute = found(children[i]);
+        if (!attribute) {
+            const auto grandchildren = elements(children[i], ax::kChildren);
+            const auto inner =
+                std::min(grandchildren.size(), TrackListAnchorScore::kGrandchildrenExamined);
+            for (std::size_t j = 0; j < inner && !attribute; ++j)
+                attribute = found(grandchildren[j]);
+        }
+        if (attribute) {
+            result.score += TrackListAnchorScore::kHeaderChildBonus;
+            result.hasHeaderChildren = true;
+            result.headers.attribute = attribute;
+            return result;
+        }
+    }
+    return result;
 }
 
 template <typename Visit>
@@ -154,14 +237,20 @@ LogicAXReader::AnchorSearch LogicAXReader::findTrackList(const AXElement& window
                                                          AXSearchLimits limits) const {
     AnchorSearch best;
     best.visited = walkBreadthFirst(window, limits, [&](const AXElement& current) {
-        if (!isListRole(current))
+        std::optional<std::string> title;
+        std::optional<std::string> description;
+        if (!isListCandidate(current, &title, &description))
             return true;
-        const int score = scoreCandidate(current);
-        if (!best.element || score > best.score) {
+        const auto scored = scoreCandidate(current, title, description);
+        // Texts alone are no evidence: the Inspector and empty decoys carry them too.
+        if (!scored.hasHeaderChildren)
+            return true;
+        if (!best.element || scored.score > best.score) {
             best.element = current;
-            best.score = score;
+            best.score = scored.score;
+            best.headers = scored.headers;
         }
-        if (TrackListAnchorScore::takesAtOnce(score)) {
+        if (TrackListAnchorScore::takesAtOnce(scored.score)) {
             best.stoppedEarly = true;
             return false;
         }
@@ -170,19 +259,19 @@ LogicAXReader::AnchorSearch LogicAXReader::findTrackList(const AXElement& window
     return best;
 }
 
-std::vector<AXElement> LogicAXReader::findListsNamed(const AXElement& window,
-                                                     const std::vector<std::string>& names,
-                                                     AXSearchLimits limits) const {
+std::vector<AXElement> LogicAXReader::findArrangeLists(const AXElement& window,
+                                                       AXSearchLimits limits) const {
     std::vector<AXElement> found;
     walkBreadthFirst(window, limits, [&](const AXElement& current) {
-        if (!isListRole(current))
+        std::optional<std::string> title;
+        std::optional<std::string> description;
+        if (!isListCandidate(current, &title, &description))
             return true;
-        for (const char* attribute : {ax::kTitle, ax::kDescription}) {
-            const auto text = string(current, attribute);
+        for (const auto& text : {title, description}) {
             if (!text)
                 continue;
             const auto lower = text::lowercased(*text);
-            if (std::find(names.begin(), names.end(), lower) != names.end()) {
+            if (TrackListAnchorScore::namesTrackHeaders(lower) || isTrackContentsName(lower)) {
                 found.push_back(current);
                 break;
             }
@@ -192,27 +281,52 @@ std::vector<AXElement> LogicAXReader::findListsNamed(const AXElement& window,
     return found;
 }
 
-std::optional<TrackSelection> LogicAXReader::firstParsed(
-    const std::vector<AXElement>& elements) const {
+std::optional<TrackSelection> LogicAXReader::firstParsed(const std::vector<AXElement>& elements,
+                                                         HeaderSource source) const {
     if (elements.empty())
         return std::nullopt;
-    return selectionFromHeader(elements.front());
+    return selectionFromHeader(elements.front(), source);
 }
 
-std::optional<TrackSelection> LogicAXReader::readSelection(const AXElement& container) const {
-    if (!container)
-        return std::nullopt;
-    if (auto selected = firstParsed(elements(container, ax::kSelectedChildren)))
-        return selected;
-    if (auto selected = firstParsed(elements(container, ax::kSelectedRows)))
-        return selected;
-    for (const auto& row : elements(container, ax::kChildren)) {
+LogicAXReader::SelectionRead LogicAXReader::readSelectionDetailed(
+    const TrackListAnchor& list, const AXElement& unchangedIf) const {
+    SelectionRead read;
+    if (!list.element)
+        return read;
+    auto selected = port_.copyAttributeValue(list.element, ax::kSelectedChildren);
+    if (selected.error == AXError::invalidUIElement) {
+        read.listGone = true;
+        return read;
+    }
+    const auto children = axElements(selected.value);
+    if (!children.empty()) {
+        read.firstSelected = children.front();
+        if (unchangedIf && read.firstSelected == unchangedIf) {
+            read.unchanged = true;
+            return read;
+        }
+        read.selection = selectionFromHeader(children.front(), list.headers);
+        if (read.selection)
+            return read;
+    }
+    if (auto rows = firstParsed(elements(list.element, ax::kSelectedRows), list.headers)) {
+        read.selection = rows;
+        return read;
+    }
+    for (const auto& row : elements(list.element, ax::kChildren)) {
         if (boolean(row, ax::kSelected) == true) {
-            if (auto selected = selectionFromHeader(row))
-                return selected;
+            if (auto parsed = selectionFromHeader(row, list.headers)) {
+                read.firstSelected = row;
+                read.selection = parsed;
+                return read;
+            }
         }
     }
-    return std::nullopt;
+    return read;
+}
+
+std::optional<TrackSelection> LogicAXReader::readSelection(const TrackListAnchor& list) const {
+    return readSelectionDetailed(list).selection;
 }
 
 std::optional<TrackSelection> LogicAXReader::resolveToTrack(const AXElement& start,
@@ -220,10 +334,10 @@ std::optional<TrackSelection> LogicAXReader::resolveToTrack(const AXElement& sta
                                                             AXElement* row) const {
     AXElement current = start;
     for (int level = 0; current && level <= maxAncestors; ++level) {
-        if (auto selection = selectionFromHeader(current)) {
+        if (auto parsed = header(current)) {
             if (row)
                 *row = current;
-            return selection;
+            return TrackSelection{parsed->index, parsed->name};
         }
         if (level < maxAncestors)
             current = element(current, ax::kParent);
@@ -236,20 +350,22 @@ std::optional<TrackSelection> LogicAXReader::readSelectionWithoutList(
     if (auto focused = element(application, ax::kFocusedUIElement)) {
         if (auto selection = resolveToTrack(focused, 3))
             return selection;
-        if (isListRole(focused)) {
-            if (auto selection = readSelection(focused))
+        std::optional<std::string> title;
+        std::optional<std::string> description;
+        if (isListCandidate(focused, &title, &description)) {
+            if (auto selection = readSelection(TrackListAnchor{focused, {}}))
                 return selection;
         }
     }
-    const auto search = findTrackList(mainOrFocusedWindow(application));
-    return readSelection(search.element);
+    const auto search = findTrackList(arrangeWindow(application));
+    return readSelection(search.anchor());
 }
 
-LogicAXReader::Rows LogicAXReader::readRows(const AXElement& container) const {
+LogicAXReader::Rows LogicAXReader::readRows(const TrackListAnchor& list) const {
     Rows rows;
-    for (const auto& row : elements(container, ax::kChildren)) {
+    for (const auto& row : elements(list.element, ax::kChildren)) {
         ++rows.rowCount;
-        if (auto parsed = header(row))
+        if (auto parsed = rowHeader(row, list.headers))
             rows.snapshot.add(*parsed);
     }
     return rows;

@@ -14,12 +14,15 @@ struct ParsedTrackHeader {
     bool operator==(const ParsedTrackHeader&) const = default;
 };
 
-// True when `text` has the shape of a header: it begins with "Track ".
+// True when `text` has the shape of a header in one of the languages Logic is localised into:
+// `Track 7 “Bass”`, `Spur 7 „Bass“`, `トラック7の“Bass”`, `7개의 ‘Bass’ 트랙`, `Piste 7 « Bass »`.
+// The space after the word may be a no-break space, as some localised labels have it.
 bool isTrackHeaderText(std::string_view text);
 
-// The digits after "Track " are the number; the name is the text between the typographic
-// quotes U+201C and U+201D, else between two ASCII double quotes. A header without digits, or
-// with a number too large for a track, yields nothing; an empty name counts as no name.
+// The number is the digits of the header; the name is the text between the first pair of
+// quotes after them (“…”, „…“, ‘…’, «…» or two ASCII double quotes), so live state Logic appends
+// after the closing quote is ignored. A header without digits, or with a number too large for a
+// track, yields nothing; an empty name counts as no name.
 std::optional<ParsedTrackHeader> parseTrackHeader(std::string_view text);
 
 }  // namespace tessiva

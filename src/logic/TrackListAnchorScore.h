@@ -15,8 +15,14 @@ struct AXSearchLimits {
     std::size_t maxElements = 0;
 };
 
-// How likely a table or outline is Logic's Arrange track list. Pure scoring of texts the reader
-// has already fetched.
+// How likely an element is Logic's Arrange track list: a table or outline of header rows
+// (older Logic), or the "Tracks header" group of header layout items (Logic 12). Pure scoring of
+// texts the reader has already fetched.
+//
+// Logic 12's window holds other lists too: the Inspector's outline ("Icon:", "Channel:" rows)
+// and, under "Tracks contents", an area per track that repeats the header text. So a candidate is
+// adopted only with evidence of track headers among its children, never for its texts alone,
+// and a group only when its own texts name the track headers.
 struct TrackListAnchorScore {
     static constexpr int kTracksHeaderBonus = 50;
     static constexpr int kTitledTracksBonus = 40;
@@ -32,6 +38,10 @@ struct TrackListAnchorScore {
     static int forTexts(const std::optional<std::string>& title,
                         const std::optional<std::string>& description);
     static bool takesAtOnce(int score) { return score > kTakeAtOnceAbove; }
+
+    // True when the text names the track-header area in one of Logic's languages: "Tracks
+    // header", "Track Headers", "트랙 헤더", "トラックヘッダ", ...
+    static bool namesTrackHeaders(std::string_view text);
 };
 
 }  // namespace tessiva

@@ -18,6 +18,8 @@ inline constexpr const char* kFocusedWindow = "AXFocusedWindow";
 inline constexpr const char* kFocusedUIElement = "AXFocusedUIElement";
 inline constexpr const char* kPosition = "AXPosition";
 inline constexpr const char* kSize = "AXSize";
+inline constexpr const char* kSubrole = "AXSubrole";
+inline constexpr const char* kWindows = "AXWindows";
 
 inline constexpr const char* kRoleApplication = "AXApplication";
 inline constexpr const char* kRoleWindow = "AXWindow";
@@ -30,6 +32,7 @@ inline constexpr const char* kRoleTextField = "AXTextField";
 inline constexpr const char* kRoleButton = "AXButton";
 inline constexpr const char* kRoleSlider = "AXSlider";
 inline constexpr const char* kRoleStaticText = "AXStaticText";
+inline constexpr const char* kSubroleStandardWindow = "AXStandardWindow";
 
 inline constexpr const char* kActionPress = "AXPress";
 
