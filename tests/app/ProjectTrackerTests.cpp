@@ -38,6 +38,18 @@ TEST(ProjectTitle, ProjectTitleTestAndBaseName) {
     EXPECT_EQ(ProjectTitle::projectKey("Flöte Solo.logicx - Tracks"), "flöte solo");
     EXPECT_EQ(ProjectTitle::profileFileName("Song.logicx - Tracks"), "Song.json");
     EXPECT_EQ(ProjectTitle::profileFileName("a/b.logicx"), "");
+
+    // Logic 12 localises the window kind and leaves the extension out.
+    for (const char* title :
+         {"Lied - Spuren", "\u66F2 - \u30C8\u30E9\u30C3\u30AF", "\uACE1 - \uD2B8\uB799",
+          "Cancion - Pistas", "Song - Mixer: Tracks"}) {
+        SCOPED_TRACE(title);
+        EXPECT_TRUE(ProjectTitle::isProjectTitle(title));
+    }
+    EXPECT_EQ(ProjectTitle::baseName("Lied - Spuren"), "Lied");
+    EXPECT_EQ(ProjectTitle::baseName("Song - Mixer: Tracks"), "Song");
+    EXPECT_EQ(ProjectTitle::projectKey("\u66F2 - \u30C8\u30E9\u30C3\u30AF"), "\u66F2");
+    EXPECT_FALSE(ProjectTitle::isProjectTitle("Song - Marker List"));
 }
 
 class FakeLogic final : public LogicProjectWindow {

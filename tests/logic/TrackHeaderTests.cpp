@@ -31,6 +31,29 @@ TEST(TrackHeader, ParsesNumberAndQuotedName) {
     }
 }
 
+TEST(TrackHeader, ReadsEveryLocalisedForm) {
+    struct Case {
+        const char* text;
+        ParsedTrackHeader expected;
+    };
+    const Case cases[] = {
+        {"Spur 3 \u201EBass\u201C", {3, "Bass"}},
+        {"\u30C8\u30E9\u30C3\u30AF3\u306E\u201CBass\u201D", {3, "Bass"}},
+        {"3\uAC1C\uC758 \u2018Bass\u2019 \uD2B8\uB799", {3, "Bass"}},
+        {"Piste 3 \u00AB\u00A0Bass\u00A0\u00BB", {3, "Bass"}},
+        {"Track\u00A012 \u201CAbsolute Zero\u201D", {12, "Absolute Zero"}},
+        // Contents rows append live state after the closing quote.
+        {"Track 4 \u201CPads\u201D, muted", {4, "Pads"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_TRUE(isTrackHeaderText(c.text));
+        EXPECT_EQ(parseTrackHeader(c.text), c.expected);
+    }
+    EXPECT_FALSE(parseTrackHeader("\uAC1C\uC758 \u2018Bass\u2019").has_value());
+    EXPECT_FALSE(parseTrackHeader("Spuren").has_value());
+}
+
 TEST(TrackHeader, RejectsTextsThatAreNotHeaders) {
     for (const char* text : {"Tracks", "Tracks header", "Track", "Track ", "Track \u201CBass\u201D",
                              "track 7 \u201CBass\u201D", " Track 7", "Audio 1", "",
