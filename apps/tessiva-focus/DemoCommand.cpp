@@ -15,7 +15,7 @@
 #include "app/SelectionStageRecorder.h"
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/Console.h"

@@ -13,7 +13,7 @@
 #include "platform/dnssd/ServiceAdvertiser.h"
 #include "platform/midi/MIDIService.h"
 #include "platform/net/UdpTransport.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"

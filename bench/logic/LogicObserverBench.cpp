@@ -8,7 +8,7 @@
 
 #include "logic/LogicAXReader.h"
 #include "logic/LogicObserver.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/VirtualScheduler.h"

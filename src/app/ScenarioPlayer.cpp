@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 
 namespace tessiva {
 

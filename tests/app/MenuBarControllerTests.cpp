@@ -14,7 +14,7 @@
 #include "osc/ActivationEventSource.h"
 #include "osc/ConnectionSoundPlayer.h"
 #include "osc/OSCDiscoveryManager.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/UUID.h"

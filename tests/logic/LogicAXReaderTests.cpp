@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "logic/LogicAXReader.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/Clock.h"
 
 namespace tessiva {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "logic/LogicObserver.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/NotificationCenter.h"

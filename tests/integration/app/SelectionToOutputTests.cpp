@@ -20,7 +20,7 @@
 #include "osc/OSCManager.h"
 #include "osc/PeerEndpointProvider.h"
 #include "platform/net/UdpTransport.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "logic/LogicObserver.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"

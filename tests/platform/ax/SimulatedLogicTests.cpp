@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/ax/AXNames.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/VirtualScheduler.h"
 
 namespace tessiva {

@@ -15,36 +15,13 @@
 
 #include "platform/ax/AccessibilityPort.h"
 #include "platform/simulated/SimulatedInputEvents.h"
+#include "platform/simulated/logic/SimulatedAXNotifications.h"
+#include "platform/simulated/logic/SimulatedAXTree.h"
+#include "platform/simulated/logic/SimulatedLogicOptions.h"
 
 namespace tessiva {
 
 class Clock;
-
-// How the user clicks a track header.
-enum class SimulatedClick { plain, command, right, count };
-inline constexpr std::array<std::string_view, static_cast<std::size_t>(SimulatedClick::count)>
-    kSimulatedClickNames = {"plain", "command", "right"};
-static_assert(kSimulatedClickNames.size() == static_cast<std::size_t>(SimulatedClick::count));
-
-struct SimulatedLogicOptions {
-    std::string projectName = "Song";
-    // The selected rows read back as the previous selection until this long after a change,
-    // as Logic's tree lags its screen.
-    double selectionSettleDelay = 0.0;
-    // Extra elements in the main window (inspector, library) before the Arrange area.
-    int fillerElementCount = 0;
-    // Groups between the window and the track list; the list sits at depth nesting + 1.
-    int arrangeNestingDepth = 4;
-    // A table described "Tracks header" without track rows, shallower than the real list.
-    bool decoyTracksHeaderTable = false;
-    // Logic posts nothing for arrow keys unless this is set.
-    bool postSelectionNotificationsOnArrowKeys = false;
-    // A click also moves the keyboard focus to the clicked row.
-    bool postFocusedElementOnClick = false;
-    bool rowSelectedSettable = true;
-    bool containerSelectedChildrenSettable = true;
-    bool rowPressable = true;
-};
 
 // An in-memory Logic Pro behind the Accessibility port: application element, a main window
 // titled like a project ("Song.logicx - Tracks"), an Arrange track list (outline described
@@ -134,8 +111,8 @@ class SimulatedLogic final : public AccessibilityPort {
     // Counters.
     std::uint64_t attributeReadCount() const { return attributeReads_.load(); }
     void resetAttributeReadCount() { attributeReads_.store(0); }
-    std::uint64_t deliveredNotificationCount() const { return delivered_->load(); }
-    std::uint64_t droppedNotificationCount() const { return dropped_->load(); }
+    std::uint64_t deliveredNotificationCount() const { return notifications_.deliveredCount(); }
+    std::uint64_t droppedNotificationCount() const { return notifications_.droppedCount(); }
 
     // AccessibilityPort.
     bool isProcessTrusted() const override;
@@ -154,36 +131,8 @@ class SimulatedLogic final : public AccessibilityPort {
                                                          AXNotificationHandler handler) override;
 
   private:
-    enum class NodeKind {
-        application,
-        window,
-        sheet,
-        group,
-        outline,
-        row,
-        nameField,
-        button,
-        slider,
-        text,
-        mixerTracks,
-        mixerStrip
-    };
-    struct NodeRef {
-        std::uint64_t id;
-    };
-    struct Node {
-        std::uint64_t id = 0;
-        NodeKind kind = NodeKind::group;
-        std::string role;
-        std::optional<std::string> title;
-        std::optional<std::string> description;
-        AXValue value;
-        std::uint64_t parent = 0;
-        std::vector<std::uint64_t> children;
-        AXFrame frame;
-        std::uint64_t trackKey = 0;
-        std::shared_ptr<const NodeRef> ref;
-    };
+    using Node = SimulatedAXTree::Node;
+    using NodeKind = SimulatedNodeKind;
     struct Track {
         std::uint64_t key = 0;
         std::string name;
@@ -194,18 +143,8 @@ class SimulatedLogic final : public AccessibilityPort {
         std::uint64_t nameNode = 0;
         std::uint64_t stripNode = 0;
     };
-    struct ObserverState;
-    class Observer;
-    struct PendingNotification {
-        std::uint64_t node;
-        std::string name;
-    };
 
     // All private helpers expect mutex_ held.
-    std::uint64_t makeNode(NodeKind kind, std::string role, std::uint64_t parent,
-                           std::optional<std::string> title = std::nullopt,
-                           std::optional<std::string> description = std::nullopt);
-    void removeSubtree(std::uint64_t id);
     void buildTree();
     void makeTrackNodes(Track& track);
     void rebuildRows();
@@ -242,7 +181,8 @@ class SimulatedLogic final : public AccessibilityPort {
     int failObserverCreations_ = 0;
     int observerCreationsBeforeFailure_ = 0;
     std::function<void(std::string_view)> readHook_;
-    std::unordered_map<std::uint64_t, Node> nodes_;
+    SimulatedAXTree tree_;
+    SimulatedAXNotifications notifications_;
     std::vector<Track> tracks_;
     std::uint64_t nextTrackKey_ = 1;
     std::vector<std::uint64_t> selection_;
@@ -255,17 +195,11 @@ class SimulatedLogic final : public AccessibilityPort {
     double tempo_ = 120.0;
     std::uint64_t app_ = 0, mainWindow_ = 0, outline_ = 0, decoy_ = 0, contents_ = 0, slider_ = 0,
                   sheet_ = 0, mixerWindow_ = 0, mixerTracks_ = 0;
-    std::vector<PendingNotification> pending_;
     std::vector<InputEvent> pendingEvents_;
     int dragFrom_ = 0;
     AXPoint dragPoint_;
-    std::vector<std::weak_ptr<ObserverState>> observers_;
 
     std::atomic<std::uint64_t> attributeReads_{0};
-    std::shared_ptr<std::atomic<std::uint64_t>> delivered_ =
-        std::make_shared<std::atomic<std::uint64_t>>(0);
-    std::shared_ptr<std::atomic<std::uint64_t>> dropped_ =
-        std::make_shared<std::atomic<std::uint64_t>>(0);
 };
 
 }  // namespace tessiva
