@@ -116,6 +116,10 @@ std::string workspaceJSON() {
 Scenario demoScenario() {
     Scenario scenario;
     scenario.project = "Orchestral Template";
+    // The table/outline Logic until the observer reads the Logic 12 rail.
+    scenario.version = SimulatedLogicVersion::logic10;
+    scenario.notifications = SimulatedLogicNotifications::table;
+    scenario.selectionSettleDelay = 0.0;
     for (const auto& [stack, members] : kOrchestra)
         scenario.tracks.emplace_back(Scenario::Stack{stack, members});
     using A = Scenario::Action;

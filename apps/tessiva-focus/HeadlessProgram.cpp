@@ -80,6 +80,10 @@ std::optional<ProjectRecallAnswer> recallAnswerFromName(const std::string& name)
 Scenario defaultHeadlessScenario() {
     Scenario scenario;
     scenario.project = "Song";
+    // The table/outline Logic until the observer reads the Logic 12 rail.
+    scenario.version = SimulatedLogicVersion::logic10;
+    scenario.notifications = SimulatedLogicNotifications::table;
+    scenario.selectionSettleDelay = 0.0;
     scenario.tracks = {std::string("Piano"), std::string("Bass"), std::string("Drums"),
                        Scenario::Stack{"Strings", {"Violins", "Violas", "Cellos"}},
                        std::string("Choir")};

@@ -14,8 +14,13 @@ ScenarioPlayer::~ScenarioPlayer() {
 }
 
 void ScenarioPlayer::buildProject(SimulatedLogic& logic, const Scenario& scenario) {
-    logic.setProjectName(scenario.project);
-    logic.setSelectionSettleDelay(scenario.selectionSettleDelay);
+    SimulatedLogicOptions options = logic.options();
+    options.version = scenario.version;
+    options.locale = scenario.locale;
+    options.notifications = scenario.notifications;
+    options.selectionSettleDelay = scenario.selectionSettleDelay;
+    options.projectName = scenario.project;
+    logic.setOptions(std::move(options));
     for (const auto& entry : scenario.tracks) {
         if (const auto* name = std::get_if<std::string>(&entry)) {
             logic.addTrack(*name);
@@ -92,8 +97,10 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             logic_.setStackCollapsed(step.track, step.action == A::collapse);
             break;
         case A::openModal:
-            tell("open dialog \"" + step.text + "\"");
-            logic_.openModal(step.text);
+            tell(std::string(step.modalKind == SimulatedModalKind::dialog ? "open dialog"
+                                                                          : "open sheet") +
+                 " \"" + step.text + "\"");
+            logic_.openModal(step.text, step.modalKind);
             break;
         case A::dismissModal:
             tell("dismiss dialog");
@@ -121,6 +128,14 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             break;
         case A::say:
             tell(step.text);
+            break;
+        case A::undo:
+            tell("undo (Cmd-Z)");
+            logic_.pressUndo();
+            break;
+        case A::redo:
+            tell("redo (Shift-Cmd-Z)");
+            logic_.pressRedo();
             break;
     }
 }

@@ -19,7 +19,7 @@ TEST(LogicClickToSelection, ClickingTrackSevenReachesOnTrackSelectionOnTheMainQu
     AsioDispatcher dispatcher;
     NotificationCenter center(dispatcher.mainQueue());
     CapturingConsole console;
-    SimulatedLogic logic(dispatcher.clock());
+    SimulatedLogic logic(dispatcher.clock(), SimulatedLogicOptions::tableOutlineProfile());
     for (const char* name :
          {"Piano", "Strings", "Horn", "Flute", "Oboe", "Harp", "Bass", "Choir"}) {
         logic.addTrack(name);

@@ -5,6 +5,7 @@
 
 #include "platform/ax/AXNames.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogicTexts.h"
 #include "runtime/Clock.h"
 
 namespace tessiva {
@@ -15,20 +16,16 @@ constexpr double kRowHeight = 40.0;
 constexpr double kListTop = 200.0;
 constexpr double kListWidth = 300.0;
 
-std::string headerText(int number, const std::string& name) {
-    return "Track " + std::to_string(number) + " \u201C" + name + "\u201D";
-}
-
 }  // namespace
 
-void SimulatedLogic::buildTree() {
-    app_ = tree_.make(NodeKind::application, ax::kRoleApplication, 0, "Logic Pro");
+void SimulatedLogic::buildLogic10Window() {
     mainWindow_ = tree_.make(NodeKind::window, ax::kRoleWindow, app_, titleText());
     tree_.at(mainWindow_).frame = {{0, 0}, {1600, 1000}};
 
     const auto controlBar =
         tree_.make(NodeKind::group, ax::kRoleGroup, mainWindow_, std::nullopt, "Control Bar");
-    slider_ = tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt, "Tempo");
+    slider_ = tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt,
+                         simulated_logic_texts::tempo(options_.locale));
     tree_.at(slider_).value = tempo_;
     tree_.make(NodeKind::button, ax::kRoleButton, controlBar, std::nullopt, "Play");
     tree_.make(NodeKind::button, ax::kRoleButton, controlBar, std::nullopt, "Record");
@@ -57,16 +54,15 @@ void SimulatedLogic::buildTree() {
         parent = tree_.make(NodeKind::group, ax::kRoleGroup, parent, std::nullopt,
                             level == 0 ? "Arrange" : "Arrange area");
     }
-    outline_ =
-        tree_.make(NodeKind::trackList, ax::kRoleOutline, parent, std::nullopt, "Tracks header");
+    outline_ = tree_.make(NodeKind::trackList, ax::kRoleOutline, parent, std::nullopt,
+                          simulated_logic_texts::railDescription(options_.locale));
     contents_ =
         tree_.make(NodeKind::group, ax::kRoleGroup, parent, std::nullopt, "Tracks contents");
     for (auto& track : tracks_)
-        makeTrackNodes(track);
-    rebuildRows();
+        makeLogic10TrackNodes(track);
 }
 
-void SimulatedLogic::makeTrackNodes(Track& track) {
+void SimulatedLogic::makeLogic10TrackNodes(Track& track) {
     track.rowNode = tree_.make(NodeKind::header, ax::kRoleRow, 0);
     tree_.at(track.rowNode).trackKey = track.key;
     track.nameNode = tree_.make(NodeKind::nameField, ax::kRoleTextField, track.rowNode,
@@ -77,9 +73,12 @@ void SimulatedLogic::makeTrackNodes(Track& track) {
     tree_.at(track.rowNode).parent = outline_;
 }
 
-void SimulatedLogic::rebuildRows() {
-    if (!running_)
-        return;
+void SimulatedLogic::publishLogic10Rows() {
+    // Tracks back from an undo get their elements again.
+    for (auto& track : tracks_) {
+        if (!tree_.contains(track.rowNode))
+            makeLogic10TrackNodes(track);
+    }
     auto& outline = tree_.at(outline_);
     outline.children.clear();
     int visible = 0;
@@ -87,7 +86,7 @@ void SimulatedLogic::rebuildRows() {
         const auto& track = tracks_[i];
         const int number = static_cast<int>(i) + 1;
         auto& row = tree_.at(track.rowNode);
-        row.description = headerText(number, track.name);
+        row.description = localizedHeader(number, track.name);
         tree_.at(track.nameNode).value = track.name;
         if (isHidden(track))
             continue;
@@ -97,31 +96,7 @@ void SimulatedLogic::rebuildRows() {
     }
     outline.frame = {{0, kListTop}, {kListWidth, kRowHeight * visible}};
     tree_.at(contents_).frame = {{kListWidth, kListTop}, {1300, kRowHeight * visible}};
-    if (mixerTracks_ != 0) {
-        auto& strips = tree_.at(mixerTracks_);
-        const auto old = strips.children;
-        for (auto child : old)
-            tree_.removeSubtree(child);
-        for (auto& track : tracks_) {
-            if (isHidden(track)) {
-                track.stripNode = 0;
-                continue;
-            }
-            track.stripNode = tree_.make(NodeKind::mixerStrip, ax::kRoleGroup, mixerTracks_,
-                                         std::nullopt, headerText(numberOf(track.key), track.name));
-            tree_.at(track.stripNode).trackKey = track.key;
-        }
-    }
-}
-
-void SimulatedLogic::tearDownTree() {
-    tree_.clear();
-    app_ = mainWindow_ = outline_ = decoy_ = contents_ = slider_ = sheet_ = mixerWindow_ =
-        mixerTracks_ = 0;
-    focusedNode_ = 0;
-    modalOpen_ = false;
-    for (auto& track : tracks_)
-        track.rowNode = track.nameNode = track.stripNode = 0;
+    publishMixerStrips();
 }
 
 }  // namespace tessiva

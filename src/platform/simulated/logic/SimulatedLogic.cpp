@@ -1,14 +1,49 @@
+// The simulated Logic's process, project and publication: launching and quitting, options,
+// tracks and stacks, the selection Logic publishes after its lag, undo history, and how the tree
+// and notifications follow a change. The tree shapes live in Logic10Tree.cpp and
+// Logic12Tree.cpp, actions in SimulatedLogicActions.cpp, reads in SimulatedLogicReads.cpp.
 #include "platform/simulated/logic/SimulatedLogic.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "platform/ax/AXNames.h"
+#include "platform/simulated/logic/SimulatedLogicTexts.h"
 #include "runtime/Clock.h"
 
 namespace tessiva {
 
+namespace {
+
+constexpr std::size_t kUndoDepth = 50;
+
+// Percent-encodes a path for a file URL.
+std::string fileURL(const std::string& path) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string url = "file://";
+    for (unsigned char c : path) {
+        if (std::isalnum(c) || c == '/' || c == '-' || c == '_' || c == '.' || c == '~') {
+            url += static_cast<char>(c);
+        } else {
+            url += '%';
+            url += kHex[c >> 4];
+            url += kHex[c & 15];
+        }
+    }
+    return url;
+}
+
+}  // namespace
+
 SimulatedLogic::SimulatedLogic(const Clock& clock, SimulatedLogicOptions options)
-    : clock_(clock), options_(std::move(options)), notifications_([this](const AXElement& element) {
+    : clock_(clock),
+      options_(std::move(options)),
+      sleep_([](double seconds) {
+          std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+      }),
+      random_(options_.randomSeed),
+      notifications_([this](const AXElement& element) {
           std::lock_guard lock(mutex_);
           return nodeFor(element) != nullptr;
       }) {
@@ -20,6 +55,44 @@ SimulatedLogic::SimulatedLogic(const Clock& clock, SimulatedLogicOptions options
 
 SimulatedLogic::~SimulatedLogic() = default;
 
+// ---- tree -------------------------------------------------------------------------------------
+
+void SimulatedLogic::buildTree() {
+    app_ = tree_.make(NodeKind::application, ax::kRoleApplication, 0, "Logic Pro");
+    if (isLogic12()) {
+        // Logic's window list can start with an untitled utility window.
+        utilityWindow_ = tree_.make(NodeKind::window, ax::kRoleWindow, app_, std::string());
+        tree_.at(utilityWindow_).subrole = ax::kSubroleFloatingWindow;
+        buildLogic12Window();
+    } else {
+        buildLogic10Window();
+    }
+    failNextWindowsRead_ = options_.failFirstWindowsRead;
+    publishRows();
+}
+
+void SimulatedLogic::publishRows() {
+    if (!running_)
+        return;
+    if (isLogic12()) {
+        publishLogic12Rows();
+    } else {
+        publishLogic10Rows();
+    }
+}
+
+void SimulatedLogic::tearDownTree() {
+    tree_.clear();
+    app_ = mainWindow_ = utilityWindow_ = outline_ = decoy_ = inspectorOutline_ = contents_ =
+        slider_ = sheet_ = mixerWindow_ = mixerPane_ = mixerTracks_ = 0;
+    slots_.clear();
+    pluginWindows_.clear();
+    focusedNode_ = 0;
+    modalOpen_ = false;
+    for (auto& track : tracks_)
+        track.rowNode = track.nameNode = track.stripNode = 0;
+}
+
 AXElement SimulatedLogic::elementFor(std::uint64_t id) const {
     return tree_.element(id, clock_.now());
 }
@@ -28,9 +101,21 @@ const SimulatedLogic::Node* SimulatedLogic::nodeFor(const AXElement& element) co
     return tree_.node(element);
 }
 
-std::string SimulatedLogic::titleText() const {
-    return options_.projectName + ".logicx - Tracks";
+std::string SimulatedLogic::localizedHeader(int number, const std::string& name) const {
+    return simulated_logic_texts::header(options_.locale, number, name);
 }
+
+std::string SimulatedLogic::titleText() const {
+    const bool extension = !isLogic12() || options_.titleWithExtension;
+    return options_.projectName + (extension ? ".logicx" : "") + " - " +
+           simulated_logic_texts::windowSuffix(options_.locale);
+}
+
+std::string SimulatedLogic::documentURL() const {
+    return fileURL(options_.projectFolder + "/" + options_.projectName + ".logicx");
+}
+
+// ---- project ----------------------------------------------------------------------------------
 
 bool SimulatedLogic::isHidden(const Track& track) const {
     if (track.stackKey == 0)
@@ -65,32 +150,91 @@ std::vector<std::uint64_t> SimulatedLogic::visibleTrackKeys() const {
     return keys;
 }
 
-std::vector<std::uint64_t> SimulatedLogic::settledSelection() const {
-    const bool settled = clock_.now() >= selectionReadableAt_;
-    return settled ? selection_ : previousSelection_;
+double SimulatedLogic::heldElementStaleness() const {
+    return options_.heldElementStaleness.value_or(isLogic12() ? 1.1 : 0.0);
+}
+
+std::vector<std::uint64_t> SimulatedLogic::publishedSelectionAt(double time) const {
+    const std::vector<std::uint64_t>* value = nullptr;
+    for (const auto& entry : published_) {
+        if (entry.at > time)
+            break;
+        value = &entry.keys;
+    }
+    return value ? *value : std::vector<std::uint64_t>{};
+}
+
+std::vector<std::uint64_t> SimulatedLogic::readableSelection(double fetchedAt) const {
+    const double now = clock_.now();
+    const double staleness = heldElementStaleness();
+    // A held element answers from when it was fetched, at most `staleness` behind.
+    const double time = staleness > 0 ? std::max(fetchedAt, now - staleness) : now;
+    return publishedSelectionAt(std::min(time, now));
+}
+
+void SimulatedLogic::selectOnly(std::vector<std::uint64_t> keys) {
+    selection_ = std::move(keys);
+    const double now = clock_.now();
+    double lag = options_.selectionSettleDelay;
+    if (options_.selectionSettleJitter > 0) {
+        std::uniform_real_distribution<double> jitter(-options_.selectionSettleJitter,
+                                                      options_.selectionSettleJitter);
+        lag += jitter(random_);
+    }
+    // Logic publishes changes in the order they were made.
+    double at = now + std::max(0.0, lag);
+    if (!published_.empty())
+        at = std::max(at, published_.back().at);
+    published_.push_back({at, selection_});
+    // Reads never look further back than the staleness allows.
+    const double horizon = now - heldElementStaleness();
+    while (published_.size() > 1 && published_[1].at <= horizon)
+        published_.erase(published_.begin());
+}
+
+void SimulatedLogic::rememberEdit() {
+    undo_.push_back({tracks_, selection_});
+    if (undo_.size() > kUndoDepth)
+        undo_.erase(undo_.begin());
+    redo_.clear();
+}
+
+void SimulatedLogic::restoreEdit(Edit edit) {
+    for (auto& restored : edit.tracks) {
+        restored.rowNode = restored.nameNode = restored.stripNode = 0;
+        for (const auto& current : tracks_) {
+            if (current.key == restored.key) {
+                restored.rowNode = current.rowNode;
+                restored.nameNode = current.nameNode;
+                restored.stripNode = current.stripNode;
+            }
+        }
+    }
+    for (const auto& current : tracks_) {
+        const bool kept = std::any_of(edit.tracks.begin(), edit.tracks.end(),
+                                      [&](const Track& t) { return t.key == current.key; });
+        if (!kept) {
+            tree_.removeSubtree(current.rowNode);
+            tree_.removeSubtree(current.stripNode);
+        }
+    }
+    tracks_ = std::move(edit.tracks);
+    finishTrackListEdit(std::move(edit.selection));
 }
 
 void SimulatedLogic::finishTrackListEdit(std::vector<std::uint64_t> selection) {
     selectOnly(std::move(selection));
-    rebuildRows();
+    publishRows();
     structuralChangeNotifications(true);
     deliverPending();
 }
 
-void SimulatedLogic::selectOnly(std::vector<std::uint64_t> keys) {
-    previousSelection_ = settledSelection();
-    selection_ = std::move(keys);
-    selectionReadableAt_ = clock_.now() + options_.selectionSettleDelay;
-}
-
 AXPoint SimulatedLogic::rowCenter(std::uint64_t key) const {
-    for (const auto& track : tracks_) {
-        if (track.key != key)
-            continue;
-        const auto& frame = tree_.at(track.rowNode).frame;
-        return {frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height / 2};
-    }
-    return {};
+    const auto header = headerNodeOf(key);
+    if (!tree_.contains(header))
+        return {};
+    const auto& frame = tree_.at(header).frame;
+    return {frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height / 2};
 }
 
 // ---- notifications ----------------------------------------------------------------------------
@@ -119,11 +263,15 @@ void SimulatedLogic::deliverPending() {
 }
 
 void SimulatedLogic::selectionNotifications() {
+    if (!postsTableNotifications())
+        return;
     queueNotification(outline_, ax::kSelectedRowsChanged);
     queueNotification(outline_, ax::kSelectedChildrenChanged);
 }
 
 void SimulatedLogic::structuralChangeNotifications(bool selectionChanged) {
+    if (!postsTableNotifications())
+        return;
     queueNotification(outline_, ax::kRowCountChanged);
     if (selectionChanged)
         selectionNotifications();
@@ -143,7 +291,23 @@ void SimulatedLogic::pointerEvent(InputEventType type, AXPoint at, std::uint32_t
     pendingEvents_.push_back(event);
 }
 
-// ---- process ----------------------------------------------------------------------------------
+// ---- process and options ----------------------------------------------------------------------
+
+SimulatedLogicOptions SimulatedLogic::options() const {
+    std::lock_guard lock(mutex_);
+    return options_;
+}
+
+void SimulatedLogic::setOptions(SimulatedLogicOptions options) {
+    std::lock_guard lock(mutex_);
+    options_ = std::move(options);
+    random_.seed(options_.randomSeed);
+    if (!running_)
+        return;
+    tearDownTree();
+    mixerOpen_ = mixerFocused_ = false;
+    buildTree();
+}
 
 void SimulatedLogic::launch() {
     std::lock_guard lock(mutex_);
@@ -199,8 +363,25 @@ void SimulatedLogic::setProjectName(std::string name) {
     options_.projectName = std::move(name);
     if (!running_)
         return;
-    tree_.at(mainWindow_).title = titleText();
-    queueNotification(mainWindow_, ax::kTitleChanged);
+    if (!isLogic12()) {
+        tree_.at(mainWindow_).title = titleText();
+        queueNotification(mainWindow_, ax::kTitleChanged);
+        deliverPending();
+        return;
+    }
+    // Logic 12 opens the other project in a window of its own.
+    for (auto window : pluginWindows_)
+        tree_.removeSubtree(window);
+    pluginWindows_.clear();
+    if (modalOpen_)
+        closeModal();
+    tree_.removeSubtree(mainWindow_);
+    mixerPane_ = mixerTracks_ = 0;
+    focusedNode_ = 0;
+    buildLogic12Window();
+    publishRows();
+    queueNotification(app_, ax::kMainWindowChanged);
+    queueNotification(app_, ax::kFocusedWindowChanged);
     deliverPending();
 }
 
@@ -220,6 +401,21 @@ void SimulatedLogic::failNextObserverCreations(int count, int afterSuccesses) {
     observerCreationsBeforeFailure_ = afterSuccesses;
 }
 
+void SimulatedLogic::failNextWindowsRead() {
+    std::lock_guard lock(mutex_);
+    failNextWindowsRead_ = true;
+}
+
+void SimulatedLogic::setBusy(SimulatedLogicBusy busy) {
+    std::lock_guard lock(mutex_);
+    busy_ = busy;
+}
+
+void SimulatedLogic::setSleepFunction(std::function<void(double)> sleep) {
+    std::lock_guard lock(mutex_);
+    sleep_ = std::move(sleep);
+}
+
 void SimulatedLogic::setAttributeReadHook(std::function<void(std::string_view)> hook) {
     std::lock_guard lock(mutex_);
     readHook_ = std::move(hook);
@@ -231,32 +427,29 @@ void SimulatedLogic::addTrack(std::string name) {
     std::lock_guard lock(mutex_);
     Track track;
     track.key = nextTrackKey_++;
+    track.channelName = name;
     track.name = std::move(name);
-    if (running_)
-        makeTrackNodes(track);
     tracks_.push_back(track);
-    rebuildRows();
+    publishRows();
 }
 
 void SimulatedLogic::addStack(std::string name, std::vector<std::string> members) {
     std::lock_guard lock(mutex_);
     Track header;
     header.key = nextTrackKey_++;
+    header.channelName = name;
     header.name = std::move(name);
     header.isStackHeader = true;
-    if (running_)
-        makeTrackNodes(header);
     tracks_.push_back(header);
     for (auto& memberName : members) {
         Track member;
         member.key = nextTrackKey_++;
+        member.channelName = memberName;
         member.name = std::move(memberName);
         member.stackKey = header.key;
-        if (running_)
-            makeTrackNodes(member);
         tracks_.push_back(member);
     }
-    rebuildRows();
+    publishRows();
 }
 
 int SimulatedLogic::trackCount() const {
@@ -284,44 +477,9 @@ std::vector<int> SimulatedLogic::selectedTrackNumbers() const {
     return numbers;
 }
 
-// ---- elements for tests -----------------------------------------------------------------------
-
-AXElement SimulatedLogic::applicationElementNow() const {
+std::string SimulatedLogic::headerText(int number, const std::string& name) const {
     std::lock_guard lock(mutex_);
-    return elementFor(app_);
-}
-AXElement SimulatedLogic::mainWindowElement() const {
-    std::lock_guard lock(mutex_);
-    return elementFor(mainWindow_);
-}
-AXElement SimulatedLogic::trackListElement() const {
-    std::lock_guard lock(mutex_);
-    return elementFor(outline_);
-}
-AXElement SimulatedLogic::decoyTableElement() const {
-    std::lock_guard lock(mutex_);
-    return elementFor(decoy_);
-}
-AXElement SimulatedLogic::rowElement(int number) const {
-    std::lock_guard lock(mutex_);
-    if (number < 1 || number > static_cast<int>(tracks_.size()))
-        return {};
-    return elementFor(tracks_[static_cast<std::size_t>(number - 1)].rowNode);
-}
-AXElement SimulatedLogic::nameFieldElement(int number) const {
-    std::lock_guard lock(mutex_);
-    if (number < 1 || number > static_cast<int>(tracks_.size()))
-        return {};
-    return elementFor(tracks_[static_cast<std::size_t>(number - 1)].nameNode);
-}
-AXElement SimulatedLogic::tempoSliderElement() const {
-    std::lock_guard lock(mutex_);
-    return elementFor(slider_);
-}
-
-std::size_t SimulatedLogic::mainWindowElementCount() const {
-    std::lock_guard lock(mutex_);
-    return tree_.subtreeSize(mainWindow_);
+    return localizedHeader(number, name);
 }
 
 }  // namespace tessiva

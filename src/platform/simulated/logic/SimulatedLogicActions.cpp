@@ -1,10 +1,11 @@
-// The user's actions in the simulated Logic: clicks, keys, drags, structural edits, dialogs, the
-// Mixer and the tempo. Each changes the project, then the tree, then posts what Logic posts.
-// Part of SimulatedLogic; called from the test or demo thread.
+// The user's pointer and key gestures in the simulated Logic: clicks on headers and the regions
+// area, arrow and other keys, header drags. Each sends its input events, changes the selection
+// and posts what the notification profile posts. Part of SimulatedLogic; test or demo thread.
 #include <algorithm>
 
 #include "platform/ax/AXNames.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogicTexts.h"
 #include "runtime/Clock.h"
 
 namespace tessiva {
@@ -37,7 +38,7 @@ void SimulatedLogic::clickTrack(int number, SimulatedClick kind) {
         }
         selectionNotifications();
         if (options_.postFocusedElementOnClick) {
-            focusedNode_ = track->rowNode;
+            focusedNode_ = headerNodeOf(key);
             queueNotification(focusedNode_, ax::kFocusedUIElementChanged);
         }
     }
@@ -95,7 +96,7 @@ void SimulatedLogic::focusTrack(int number) {
     Track* track = trackAt(number);
     if (!running_ || !track || isHidden(*track))
         return;
-    focusedNode_ = track->rowNode;
+    focusedNode_ = headerNodeOf(track->key);
     queueNotification(focusedNode_, ax::kFocusedUIElementChanged);
     deliverPending();
 }
@@ -114,91 +115,8 @@ void SimulatedLogic::pressKey(int keyCode) {
     if (modalOpen_ && confirms) {
         // The monitor hears the key before the sheet's window change arrives.
         deliverPending();
-        tree_.removeSubtree(sheet_);
-        sheet_ = 0;
-        modalOpen_ = false;
-        queueNotification(app_, ax::kFocusedWindowChanged);
+        closeModal();
     }
-    deliverPending();
-}
-
-void SimulatedLogic::insertTrack(int afterNumber, std::string name) {
-    std::lock_guard lock(mutex_);
-    if (!running_ || afterNumber < 0 || afterNumber > static_cast<int>(tracks_.size()))
-        return;
-    Track track;
-    track.key = nextTrackKey_++;
-    track.name = std::move(name);
-    if (afterNumber > 0 && afterNumber < static_cast<int>(tracks_.size())) {
-        const auto& next = tracks_[static_cast<std::size_t>(afterNumber)];
-        if (next.stackKey != 0)
-            track.stackKey = next.stackKey;
-    }
-    makeTrackNodes(track);
-    tracks_.insert(tracks_.begin() + afterNumber, track);
-    finishTrackListEdit({track.key});
-}
-
-void SimulatedLogic::deleteTrack(int number) {
-    std::lock_guard lock(mutex_);
-    Track* track = trackAt(number);
-    if (!running_ || !track)
-        return;
-    const auto key = track->key;
-    std::vector<std::uint64_t> removed;
-    for (const auto& other : tracks_) {
-        if (other.key == key || other.stackKey == key)
-            removed.push_back(other.key);
-    }
-    for (auto removedKey : removed) {
-        auto found = std::find_if(tracks_.begin(), tracks_.end(),
-                                  [&](const Track& t) { return t.key == removedKey; });
-        tree_.removeSubtree(found->rowNode);
-        if (found->stripNode)
-            tree_.removeSubtree(found->stripNode);
-        tracks_.erase(found);
-        std::erase(selection_, removedKey);
-    }
-    // Logic selects the track that took the deleted one's place.
-    std::vector<std::uint64_t> next;
-    if (!tracks_.empty()) {
-        const auto index =
-            std::min<std::size_t>(static_cast<std::size_t>(number - 1), tracks_.size() - 1);
-        next.push_back(tracks_[index].key);
-    }
-    finishTrackListEdit(std::move(next));
-}
-
-void SimulatedLogic::duplicateTrack(int number) {
-    std::lock_guard lock(mutex_);
-    Track* source = trackAt(number);
-    if (!running_ || !source)
-        return;
-    Track copy;
-    copy.key = nextTrackKey_++;
-    copy.name = source->name;
-    copy.stackKey = source->stackKey;
-    makeTrackNodes(copy);
-    tracks_.insert(tracks_.begin() + number, copy);
-    finishTrackListEdit({copy.key});
-}
-
-void SimulatedLogic::moveTrack(int fromNumber, int toNumber) {
-    std::lock_guard lock(mutex_);
-    const int count = static_cast<int>(tracks_.size());
-    if (!running_ || fromNumber < 1 || fromNumber > count || toNumber < 1 || toNumber > count ||
-        fromNumber == toNumber)
-        return;
-    Track moved = tracks_[static_cast<std::size_t>(fromNumber - 1)];
-    if (moved.isStackHeader)
-        return;
-    moved.stackKey = 0;
-    tracks_.erase(tracks_.begin() + (fromNumber - 1));
-    tracks_.insert(tracks_.begin() + (toNumber - 1), moved);
-    selectOnly({moved.key});
-    rebuildRows();
-    queueNotification(outline_, ax::kLayoutChanged);
-    selectionNotifications();
     deliverPending();
 }
 
@@ -262,127 +180,6 @@ void SimulatedLogic::endTrackDrag(int toNumber) {
     moveTrack(from, toNumber);
     std::lock_guard lock(mutex_);
     pointerEvent(InputEventType::leftMouseUp, dragPoint_, 0, false);
-    deliverPending();
-}
-
-void SimulatedLogic::renameTrack(int number, std::string name) {
-    std::lock_guard lock(mutex_);
-    Track* track = trackAt(number);
-    if (!running_ || !track)
-        return;
-    track->name = std::move(name);
-    rebuildRows();
-    queueNotification(track->nameNode, ax::kValueChanged);
-    deliverPending();
-}
-
-void SimulatedLogic::setStackCollapsed(int stackNumber, bool collapsed) {
-    std::lock_guard lock(mutex_);
-    Track* header = trackAt(stackNumber);
-    if (!running_ || !header || !header->isStackHeader || header->collapsed == collapsed)
-        return;
-    header->collapsed = collapsed;
-    rebuildRows();
-    queueNotification(outline_, ax::kRowCountChanged);
-    queueNotification(outline_, ax::kLayoutChanged);
-    deliverPending();
-}
-
-void SimulatedLogic::openModal(std::string title) {
-    std::lock_guard lock(mutex_);
-    if (!running_ || modalOpen_)
-        return;
-    sheet_ = tree_.make(NodeKind::sheet, ax::kRoleSheet, mainWindow_, std::move(title));
-    tree_.at(sheet_).frame = {{600, 300}, {400, 200}};
-    tree_.make(NodeKind::button, ax::kRoleButton, sheet_, "OK");
-    tree_.make(NodeKind::button, ax::kRoleButton, sheet_, "Cancel");
-    modalOpen_ = true;
-    queueNotification(app_, ax::kFocusedWindowChanged);
-    deliverPending();
-}
-
-void SimulatedLogic::clickModalButton() {
-    std::lock_guard lock(mutex_);
-    if (!running_ || !modalOpen_)
-        return;
-    pointerEvent(InputEventType::leftMouseDown, {800, 450});
-    pointerEvent(InputEventType::leftMouseUp, {800, 450}, 0, false);
-    // The tap and the monitor hear the click before the sheet goes away.
-    deliverPending();
-    tree_.removeSubtree(sheet_);
-    sheet_ = 0;
-    modalOpen_ = false;
-    queueNotification(app_, ax::kFocusedWindowChanged);
-    deliverPending();
-}
-
-void SimulatedLogic::dismissModal() {
-    std::lock_guard lock(mutex_);
-    if (!running_ || !modalOpen_)
-        return;
-    tree_.removeSubtree(sheet_);
-    sheet_ = 0;
-    modalOpen_ = false;
-    queueNotification(app_, ax::kFocusedWindowChanged);
-    deliverPending();
-}
-
-bool SimulatedLogic::isModalOpen() const {
-    std::lock_guard lock(mutex_);
-    return modalOpen_;
-}
-
-void SimulatedLogic::openMixer() {
-    std::lock_guard lock(mutex_);
-    if (!running_ || mixerWindow_ != 0)
-        return;
-    mixerOpen_ = true;
-    mixerFocused_ = true;
-    mixerWindow_ =
-        tree_.make(NodeKind::window, ax::kRoleWindow, app_, options_.projectName + " - Mixer");
-    mixerTracks_ =
-        tree_.make(NodeKind::mixerTracks, ax::kRoleGroup, mixerWindow_, std::nullopt, "Tracks");
-    rebuildRows();
-    queueNotification(app_, ax::kFocusedWindowChanged);
-    deliverPending();
-}
-
-void SimulatedLogic::closeMixer() {
-    std::lock_guard lock(mutex_);
-    if (!running_ || mixerWindow_ == 0)
-        return;
-    tree_.removeSubtree(mixerWindow_);
-    mixerWindow_ = mixerTracks_ = 0;
-    for (auto& track : tracks_)
-        track.stripNode = 0;
-    mixerOpen_ = mixerFocused_ = false;
-    if (focusedNode_ != 0 && !tree_.contains(focusedNode_))
-        focusedNode_ = 0;
-    queueNotification(app_, ax::kFocusedWindowChanged);
-    deliverPending();
-}
-
-void SimulatedLogic::clickMixerStrip(int number) {
-    std::lock_guard lock(mutex_);
-    Track* track = trackAt(number);
-    if (!running_ || mixerTracks_ == 0 || !track || track->stripNode == 0)
-        return;
-    pointerEvent(InputEventType::leftMouseDown, {900, 500});
-    selectOnly({track->key});
-    focusedNode_ = mixerTracks_;
-    queueNotification(mixerTracks_, ax::kFocusedUIElementChanged);
-    queueNotification(mixerTracks_, ax::kSelectedChildrenChanged);
-    pointerEvent(InputEventType::leftMouseUp, {900, 500}, 0, false);
-    deliverPending();
-}
-
-void SimulatedLogic::setTempo(double bpm) {
-    std::lock_guard lock(mutex_);
-    if (!running_)
-        return;
-    tempo_ = bpm;
-    tree_.at(slider_).value = bpm;
-    queueNotification(slider_, ax::kValueChanged);
     deliverPending();
 }
 

@@ -1,5 +1,7 @@
 // The simulated Logic as the Accessibility port sees it: workspace queries, attribute reads and
-// sets, actions and observer creation. Part of SimulatedLogic; thread-safe.
+// sets, actions and observer creation, with Logic's errors (the first window-list read of a
+// launch, busy Logic, failing child reads) and the lag and staleness of published selections.
+// Part of SimulatedLogic; thread-safe.
 #include <algorithm>
 
 #include "platform/ax/AXNames.h"
@@ -35,93 +37,171 @@ AXElement SimulatedLogic::applicationElement(ProcessId pid) {
     return elementFor(app_);
 }
 
+std::uint64_t SimulatedLogic::mainWindowForReads() const {
+    if (isLogic12()) {
+        // Logic 12 answers AXMainWindow with an open modal dialog, and (see the option) with
+        // the front plug-in window.
+        if (modalOpen_ && modalKind_ == SimulatedModalKind::dialog)
+            return sheet_;
+        if (options_.pluginWindowIsMain && !pluginWindows_.empty())
+            return pluginWindows_.back();
+    }
+    return mainWindow_;
+}
+
+std::uint64_t SimulatedLogic::focusedWindow() const {
+    if (modalOpen_)
+        return sheet_;
+    if (!pluginWindows_.empty())
+        return pluginWindows_.back();
+    return mixerFocused_ ? mixerWindow_ : mainWindow_;
+}
+
 AXResult<AXValue> SimulatedLogic::copyAttributeValue(const AXElement& element,
                                                      std::string_view attribute) {
     ++attributeReads_;
     std::function<void(std::string_view)> hook;
-    AXResult<AXValue> result;
+    std::function<void(double)> sleep;
+    double delay = 0;
     {
         std::lock_guard lock(mutex_);
         hook = readHook_;
-        result = [&]() -> AXResult<AXValue> {
-            if (!trusted_)
-                return {AXError::apiDisabled, {}};
-            const Node* node = nodeFor(element);
-            if (!node)
-                return {AXError::invalidUIElement, {}};
-            auto optionalText = [](const std::optional<std::string>& text) -> AXResult<AXValue> {
-                if (!text)
-                    return {AXError::noValue, {}};
-                return {AXError::success, *text};
-            };
-            auto elements = [this](const std::vector<std::uint64_t>& ids) {
-                std::vector<AXElement> list;
-                list.reserve(ids.size());
-                for (auto id : ids)
-                    list.push_back(elementFor(id));
-                return list;
-            };
-            const std::string_view name = attribute;
-            if (name == ax::kRole)
-                return {AXError::success, node->role};
-            if (name == ax::kTitle)
-                return optionalText(node->title);
-            if (name == ax::kDescription)
-                return optionalText(node->description);
-            if (name == ax::kValue) {
-                if (axIsAbsent(node->value))
-                    return {AXError::noValue, {}};
-                return {AXError::success, node->value};
-            }
-            if (name == ax::kChildren)
-                return {AXError::success, elements(node->children)};
-            if (name == ax::kParent) {
-                if (node->parent == 0)
-                    return {AXError::noValue, {}};
-                return {AXError::success, elementFor(node->parent)};
-            }
-            if (name == ax::kPosition)
-                return {AXError::success, node->frame.origin};
-            if (name == ax::kSize)
-                return {AXError::success, node->frame.size};
-            const auto settled = settledSelection();
-            auto isSelected = [&](std::uint64_t key) {
-                return std::find(settled.begin(), settled.end(), key) != settled.end();
-            };
-            if (node->kind == NodeKind::header && name == ax::kSelected) {
-                return {AXError::success, isSelected(node->trackKey)};
-            }
-            if ((node->kind == NodeKind::trackList || node->kind == NodeKind::mixerTracks) &&
-                (name == ax::kSelectedChildren || name == ax::kSelectedRows)) {
-                std::vector<std::uint64_t> rows;
-                for (const auto& track : tracks_) {
-                    if (isHidden(track) || !isSelected(track.key))
-                        continue;
-                    rows.push_back(node->kind == NodeKind::trackList ? track.rowNode
-                                                                     : track.stripNode);
-                }
-                return {AXError::success, elements(rows)};
-            }
-            if (node->kind == NodeKind::application) {
-                if (name == ax::kMainWindow)
-                    return {AXError::success, elementFor(mainWindow_)};
-                if (name == ax::kFocusedWindow) {
-                    const auto focused =
-                        modalOpen_ ? sheet_ : (mixerFocused_ ? mixerWindow_ : mainWindow_);
-                    return {AXError::success, elementFor(focused)};
-                }
-                if (name == ax::kFocusedUIElement) {
-                    if (focusedNode_ == 0 || !tree_.contains(focusedNode_))
-                        return {AXError::noValue, {}};
-                    return {AXError::success, elementFor(focusedNode_)};
-                }
-            }
-            return {AXError::attributeUnsupported, {}};
-        }();
+        if (busy_ == SimulatedLogicBusy::slow) {
+            sleep = sleep_;
+            delay = options_.busyReadDelay;
+        }
+    }
+    // A busy Logic answers late; the wait holds no lock, so the user can act meanwhile.
+    if (sleep)
+        sleep(delay);
+    AXResult<AXValue> result;
+    {
+        std::lock_guard lock(mutex_);
+        result = read(element, attribute);
     }
     if (hook)
         hook(attribute);
     return result;
+}
+
+AXResult<AXValue> SimulatedLogic::read(const AXElement& element, std::string_view name) {
+    if (!trusted_)
+        return {AXError::apiDisabled, {}};
+    const SimulatedAXTree::Handle* handle = tree_.handle(element);
+    if (!handle)
+        return {AXError::invalidUIElement, {}};
+    if (busy_ == SimulatedLogicBusy::failing)
+        return {AXError::cannotComplete, {}};
+    const Node& node = tree_.at(handle->node);
+    auto optionalText = [](const std::optional<std::string>& text) -> AXResult<AXValue> {
+        if (!text)
+            return {AXError::noValue, {}};
+        return {AXError::success, *text};
+    };
+    auto elements = [this](const std::vector<std::uint64_t>& ids) -> AXResult<AXValue> {
+        return {AXError::success, tree_.elements(ids, clock_.now())};
+    };
+    auto one = [this](std::uint64_t id) -> AXResult<AXValue> {
+        if (!tree_.contains(id))
+            return {AXError::noValue, {}};
+        return {AXError::success, elementFor(id)};
+    };
+    if (name == ax::kRole)
+        return {AXError::success, node.role};
+    if (name == ax::kSubrole)
+        return optionalText(node.subrole);
+    if (name == ax::kRoleDescription)
+        return {AXError::success, node.role.substr(2)};
+    if (name == ax::kTitle)
+        return optionalText(node.title);
+    if (name == ax::kDescription)
+        return optionalText(node.description);
+    if (name == ax::kValueDescription)
+        return optionalText(node.valueDescription);
+    if (name == ax::kDocument)
+        return optionalText(node.document);
+    if (name == ax::kValue) {
+        if (axIsAbsent(node.value))
+            return {AXError::noValue, {}};
+        return {AXError::success, node.value};
+    }
+    if (name == ax::kChildren) {
+        if (options_.childrenReadFailureShare > 0) {
+            std::uniform_real_distribution<double> draw(0.0, 1.0);
+            if (draw(random_) < options_.childrenReadFailureShare)
+                return {AXError::failure, {}};
+        }
+        return elements(node.children);
+    }
+    if (name == ax::kParent)
+        return one(node.parent);
+    if (name == ax::kPosition)
+        return {AXError::success, node.frame.origin};
+    if (name == ax::kSize)
+        return {AXError::success, node.frame.size};
+    if (name == ax::kFrame)
+        return {AXError::success, node.frame};
+    if (name == ax::kFocused)
+        return {AXError::success, node.id == focusedNode_};
+    if (name == ax::kWindow || name == ax::kTopLevelUIElement) {
+        auto up = node.id;
+        while (tree_.contains(up) && tree_.at(up).kind != NodeKind::window)
+            up = tree_.at(up).parent;
+        return one(up);
+    }
+    if (node.kind == NodeKind::window && name == ax::kModal)
+        return {AXError::success, modalOpen_ && node.id == sheet_};
+
+    // Selection: what Logic has published, as seen through this handle.
+    const auto selected = readableSelection(handle->fetchedAt);
+    auto isSelected = [&](std::uint64_t key) {
+        return std::find(selected.begin(), selected.end(), key) != selected.end();
+    };
+    if (node.kind == NodeKind::header && name == ax::kSelected)
+        return {AXError::success, isSelected(node.trackKey)};
+    const bool rows = name == ax::kSelectedRows && !isLogic12();
+    if ((node.kind == NodeKind::trackList || node.kind == NodeKind::mixerTracks) &&
+        (name == ax::kSelectedChildren || rows)) {
+        std::vector<std::uint64_t> ids;
+        for (const auto& track : tracks_) {
+            if (isHidden(track) || !isSelected(track.key))
+                continue;
+            ids.push_back(node.kind == NodeKind::trackList ? headerNodeOf(track.key)
+                                                           : track.stripNode);
+        }
+        return elements(ids);
+    }
+    if (node.kind == NodeKind::itemContainer && name == ax::kSelectedChildren) {
+        // The Library keeps its first patch selected.
+        std::vector<std::uint64_t> first(node.children.begin(),
+                                         node.children.begin() + (node.children.empty() ? 0 : 1));
+        return elements(first);
+    }
+    if (node.kind == NodeKind::application) {
+        if (name == ax::kMainWindow)
+            return one(mainWindowForReads());
+        if (name == ax::kFocusedWindow)
+            return one(focusedWindow());
+        if (name == ax::kFocusedUIElement)
+            return one(focusedNode_);
+        if (name == ax::kWindows) {
+            if (failNextWindowsRead_) {
+                failNextWindowsRead_ = false;
+                return {AXError::cannotComplete, {}};
+            }
+            std::vector<std::uint64_t> windows;
+            if (modalOpen_ && modalKind_ == SimulatedModalKind::dialog)
+                windows.push_back(sheet_);
+            windows.insert(windows.end(), pluginWindows_.rbegin(), pluginWindows_.rend());
+            if (utilityWindow_ != 0)
+                windows.insert(windows.begin(), utilityWindow_);
+            windows.push_back(mainWindow_);
+            if (mixerWindow_ != 0)
+                windows.push_back(mixerWindow_);
+            return elements(windows);
+        }
+    }
+    return {AXError::attributeUnsupported, {}};
 }
 
 AXResult<bool> SimulatedLogic::isAttributeSettable(const AXElement& element,
@@ -176,8 +256,10 @@ AXResult<std::vector<std::string>> SimulatedLogic::copyActionNames(const AXEleme
     const Node* node = nodeFor(element);
     if (!node)
         return {AXError::invalidUIElement, {}};
+    if (node->kind == NodeKind::header && isLogic12())
+        return {AXError::success, {ax::kActionShowMenu}};
     if (node->kind == NodeKind::header && options_.rowPressable)
-        return {AXError::success, {ax::kActionPress, "AXShowMenu"}};
+        return {AXError::success, {ax::kActionPress, ax::kActionShowMenu}};
     if (node->kind == NodeKind::button)
         return {AXError::success, {ax::kActionPress}};
     return {AXError::success, {}};
@@ -188,6 +270,9 @@ AXError SimulatedLogic::performAction(const AXElement& element, std::string_view
     const Node* node = nodeFor(element);
     if (!node)
         return AXError::invalidUIElement;
+    // A Logic 12 header "succeeds" at AXPress and selects nothing.
+    if (node->kind == NodeKind::header && isLogic12() && action == ax::kActionPress)
+        return AXError::success;
     if (node->kind == NodeKind::header && options_.rowPressable && action == ax::kActionPress) {
         selectOnly({node->trackKey});
         selectionNotifications();
