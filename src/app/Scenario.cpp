@@ -10,11 +10,12 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::array<std::string_view, 19> kActionNames = {
-    "click",    "arrow",  "insert",    "delete",       "duplicate",  "move",         "rename",
-    "collapse", "expand", "openModal", "dismissModal", "setProject", "setFrontmost", "quit",
-    "relaunch", "tempo",  "say",       "undo",         "redo"};
-static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::redo) + 1,
+constexpr std::array<std::string_view, 24> kActionNames = {
+    "click",        "arrow",     "insert",     "delete",     "duplicate",    "move",
+    "rename",       "collapse",  "expand",     "openModal",  "dismissModal", "setProject",
+    "setFrontmost", "quit",      "relaunch",   "tempo",      "say",          "undo",
+    "redo",         "openMixer", "closeMixer", "mixerClick", "openPlugin",   "closePlugin"};
+static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::closePlugin) + 1,
               "one name per scenario action");
 
 struct Failure {
@@ -99,6 +100,8 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
             break;
         case A::remove:
         case A::duplicate:
+        case A::mixerClick:
+        case A::openPlugin:
             step.track = requireInt(json, "track", where);
             break;
         case A::move:
@@ -143,6 +146,9 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
         case A::relaunch:
         case A::undo:
         case A::redo:
+        case A::openMixer:
+        case A::closeMixer:
+        case A::closePlugin:
             break;
     }
     return step;
@@ -186,6 +192,12 @@ std::variant<Scenario, std::string> Scenario::parse(std::string_view text) {
                     requireNumber(logic, "selectionSettleDelay", "logic");
                 if (scenario.selectionSettleDelay < 0)
                     throw Failure{"logic: \"selectionSettleDelay\" must not be negative"};
+            }
+            if (logic.contains("selectionSettleJitter")) {
+                scenario.selectionSettleJitter =
+                    requireNumber(logic, "selectionSettleJitter", "logic");
+                if (scenario.selectionSettleJitter < 0)
+                    throw Failure{"logic: \"selectionSettleJitter\" must not be negative"};
             }
             if (logic.contains("tracks")) {
                 const Json& tracks = logic.at("tracks");

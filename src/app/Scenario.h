@@ -47,6 +47,11 @@ struct Scenario {
         say,    // text: a line for the transcript
         undo,
         redo,
+        openMixer,
+        closeMixer,
+        mixerClick,   // track: a click on its Mixer strip
+        openPlugin,   // track: its plug-in window
+        closePlugin,  // the front plug-in window
     };
 
     struct Step {
@@ -66,6 +71,8 @@ struct Scenario {
     SimulatedLogicLocale locale = SimulatedLogicLocale::en;
     SimulatedLogicNotifications notifications = SimulatedLogicNotifications::none;
     double selectionSettleDelay = 0.35;
+    // Each selection's lag varies within ± this (seeded, so runs repeat).
+    double selectionSettleJitter = 0.0;
     std::vector<TrackEntry> tracks;
     std::vector<Step> steps;  // in time order
     std::optional<double> endAfter;

@@ -19,6 +19,7 @@ void ScenarioPlayer::buildProject(SimulatedLogic& logic, const Scenario& scenari
     options.locale = scenario.locale;
     options.notifications = scenario.notifications;
     options.selectionSettleDelay = scenario.selectionSettleDelay;
+    options.selectionSettleJitter = scenario.selectionSettleJitter;
     options.projectName = scenario.project;
     logic.setOptions(std::move(options));
     for (const auto& entry : scenario.tracks) {
@@ -136,6 +137,26 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
         case A::redo:
             tell("redo (Shift-Cmd-Z)");
             logic_.pressRedo();
+            break;
+        case A::openMixer:
+            tell("open the Mixer");
+            logic_.openMixer();
+            break;
+        case A::closeMixer:
+            tell("close the Mixer");
+            logic_.closeMixer();
+            break;
+        case A::mixerClick:
+            tell(fmt::format("click the Mixer strip of track {}", step.track));
+            logic_.clickMixerStrip(step.track);
+            break;
+        case A::openPlugin:
+            tell(fmt::format("open the plug-in window of track {}", step.track));
+            logic_.openPluginWindow(step.track);
+            break;
+        case A::closePlugin:
+            tell("close the plug-in window");
+            logic_.closePluginWindow();
             break;
     }
 }

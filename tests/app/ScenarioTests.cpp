@@ -44,18 +44,22 @@ TEST(Scenario, ChoosesTheLogicProfile) {
     EXPECT_DOUBLE_EQ(defaults.selectionSettleDelay, 0.35);
     auto parsed = Scenario::parse(R"({
         "logic": {"version": 10, "locale": "ko", "notifications": "table",
-                  "selectionSettleDelay": 0},
+                  "selectionSettleDelay": 0, "selectionSettleJitter": 0.1},
         "steps": [{"at": 1, "do": "undo"}, {"at": 2, "do": "redo"},
-                  {"at": 3, "do": "openModal", "title": "Save?", "kind": "dialog"}]})");
+                  {"at": 3, "do": "openModal", "title": "Save?", "kind": "dialog"},
+                  {"at": 4, "do": "mixerClick", "track": 2}]})");
     ASSERT_TRUE(std::holds_alternative<Scenario>(parsed)) << std::get<std::string>(parsed);
     const Scenario& scenario = std::get<Scenario>(parsed);
     EXPECT_EQ(scenario.version, SimulatedLogicVersion::logic10);
     EXPECT_EQ(scenario.locale, SimulatedLogicLocale::ko);
     EXPECT_EQ(scenario.notifications, SimulatedLogicNotifications::table);
     EXPECT_DOUBLE_EQ(scenario.selectionSettleDelay, 0.0);
+    EXPECT_DOUBLE_EQ(scenario.selectionSettleJitter, 0.1);
     EXPECT_EQ(scenario.steps[0].action, Scenario::Action::undo);
     EXPECT_EQ(scenario.steps[1].action, Scenario::Action::redo);
     EXPECT_EQ(scenario.steps[2].modalKind, SimulatedModalKind::dialog);
+    EXPECT_EQ(scenario.steps[3].action, Scenario::Action::mixerClick);
+    EXPECT_EQ(scenario.steps[3].track, 2);
 }
 
 TEST(Scenario, RefusalsNameTheStepAndKey) {
