@@ -79,6 +79,10 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
                                         "AXCheckBox", "AXCheckBox", "AXSlider", "AXSlider",
                                         "AXTextField"}));
     EXPECT_EQ(f.childTexts(header, ax::kDescription).front(), "Has Focus");
+    f.logic.focusTrack(2);
+    EXPECT_EQ(f.get(f.list(header, ax::kChildren).front(), ax::kValue).value,
+              AXValue{std::int64_t{1}});
+    EXPECT_EQ(f.get(header, ax::kSelected).value, AXValue{false});  // focus is not selection
     EXPECT_EQ(f.text(f.logic.nameFieldElement(2), ax::kDescription), "Bass");
 
     {

@@ -112,10 +112,13 @@ void SimulatedLogic::publishLogic12Rows() {
         slot.contentsRow = tree_.make(NodeKind::contentsRow, ax::kRoleLayoutArea, contents_);
         slots_.push_back(slot);
     }
-    for (std::size_t position = 0; position < visible.size(); ++position) {
-        const auto key = visible[position];
-        const int number = numberOf(key);
-        const Track& track = tracks_[static_cast<std::size_t>(number - 1)];
+    std::size_t position = 0;
+    for (std::size_t index = 0; index < tracks_.size(); ++index) {
+        const Track& track = tracks_[index];
+        if (isHidden(track))
+            continue;
+        const auto key = track.key;
+        const int number = static_cast<int>(index) + 1;
         auto& slot = slots_[position];
         const auto text = localizedHeader(number, track.name);
         const AXFrame frame{{0, kListTop + kRowHeight * static_cast<double>(position)},
@@ -145,6 +148,7 @@ void SimulatedLogic::publishLogic12Rows() {
             tree_.at(slot.triangle).value = std::int64_t{track.collapsed ? 0 : 1};
             tree_.at(slot.triangle).trackKey = key;
         }
+        ++position;
     }
     const double height = kRowHeight * static_cast<double>(visible.size());
     tree_.at(outline_).frame = {{0, kListTop}, {kListWidth, height}};

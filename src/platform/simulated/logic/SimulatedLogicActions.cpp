@@ -97,6 +97,7 @@ void SimulatedLogic::focusTrack(int number) {
     if (!running_ || !track || isHidden(*track))
         return;
     focusedNode_ = headerNodeOf(track->key);
+    publishRows();  // the "Has Focus" radios follow
     queueNotification(focusedNode_, ax::kFocusedUIElementChanged);
     deliverPending();
 }
