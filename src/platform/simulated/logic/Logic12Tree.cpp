@@ -43,6 +43,12 @@ void SimulatedLogic::buildLogic12Window() {
                          tempo(options_.locale));
     tree_.at(slider_).value = tempo_;
     tree_.at(slider_).valueDescription = tempoDescription(tempo_);
+    playhead_ = tree_.make(NodeKind::text, ax::kRoleStaticText, controlBar, std::nullopt,
+                           "Playhead position");
+    tree_.at(playhead_).value = std::string("1 1 1 1");
+    meter_ =
+        tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt, "Output level");
+    tree_.at(meter_).value = 0.0;
 
     const auto inspector =
         tree_.make(NodeKind::group, ax::kRoleGroup, mainWindow_, std::nullopt, "Inspector");

@@ -84,7 +84,7 @@ void SimulatedLogic::publishRows() {
 void SimulatedLogic::tearDownTree() {
     tree_.clear();
     app_ = mainWindow_ = utilityWindow_ = outline_ = decoy_ = inspectorOutline_ = contents_ =
-        slider_ = sheet_ = mixerWindow_ = mixerPane_ = mixerTracks_ = 0;
+        slider_ = sheet_ = mixerWindow_ = mixerPane_ = mixerTracks_ = playhead_ = meter_ = 0;
     slots_.clear();
     pluginWindows_.clear();
     focusedNode_ = 0;

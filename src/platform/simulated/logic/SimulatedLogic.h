@@ -133,6 +133,10 @@ class SimulatedLogic final : public AccessibilityPort {
     void openPluginWindow(int number);
     void closePluginWindow();
     void setTempo(double bpm);
+    // One moment of playback in Logic 12: the playhead and a meter change and each posts
+    // AXValueChanged, which observers on the application element hear (whatever the
+    // notification profile). The table/outline Logic has no playhead.
+    void advancePlayback();
 
     // Elements for tests.
     AXElement applicationElementNow() const;
@@ -298,7 +302,8 @@ class SimulatedLogic final : public AccessibilityPort {
     double tempo_ = 120.0;
     std::uint64_t app_ = 0, mainWindow_ = 0, utilityWindow_ = 0, outline_ = 0, decoy_ = 0,
                   inspectorOutline_ = 0, contents_ = 0, slider_ = 0, sheet_ = 0, mixerWindow_ = 0,
-                  mixerPane_ = 0, mixerTracks_ = 0;
+                  mixerPane_ = 0, mixerTracks_ = 0, playhead_ = 0, meter_ = 0;
+    std::int64_t playbackTicks_ = 0;
     std::vector<HeaderSlot> slots_;
     std::vector<std::uint64_t> pluginWindows_;
     std::vector<InputEvent> pendingEvents_;

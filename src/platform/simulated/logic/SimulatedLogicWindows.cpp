@@ -161,4 +161,18 @@ void SimulatedLogic::closePluginWindow() {
     deliverPending();
 }
 
+void SimulatedLogic::advancePlayback() {
+    std::lock_guard lock(mutex_);
+    if (!running_ || playhead_ == 0)
+        return;
+    ++playbackTicks_;
+    // Bars and beats of a 4/4 bar at one beat per tick.
+    tree_.at(playhead_).value = std::to_string(1 + playbackTicks_ / 4) + " " +
+                                std::to_string(1 + playbackTicks_ % 4) + " 1 1";
+    tree_.at(meter_).value = static_cast<double>(playbackTicks_ % 7) / 7.0;
+    queueNotification(playhead_, ax::kValueChanged);
+    queueNotification(meter_, ax::kValueChanged);
+    deliverPending();
+}
+
 }  // namespace tessiva
