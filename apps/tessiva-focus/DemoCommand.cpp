@@ -15,7 +15,7 @@
 #include "app/SelectionStageRecorder.h"
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/Console.h"
@@ -116,6 +116,10 @@ std::string workspaceJSON() {
 Scenario demoScenario() {
     Scenario scenario;
     scenario.project = "Orchestral Template";
+    // The table/outline Logic until the observer reads the Logic 12 rail.
+    scenario.version = SimulatedLogicVersion::logic10;
+    scenario.notifications = SimulatedLogicNotifications::table;
+    scenario.selectionSettleDelay = 0.0;
     for (const auto& [stack, members] : kOrchestra)
         scenario.tracks.emplace_back(Scenario::Stack{stack, members});
     using A = Scenario::Action;

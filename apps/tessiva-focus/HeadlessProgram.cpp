@@ -13,7 +13,7 @@
 #include "platform/dnssd/ServiceAdvertiser.h"
 #include "platform/midi/MIDIService.h"
 #include "platform/net/UdpTransport.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
@@ -80,6 +80,10 @@ std::optional<ProjectRecallAnswer> recallAnswerFromName(const std::string& name)
 Scenario defaultHeadlessScenario() {
     Scenario scenario;
     scenario.project = "Song";
+    // The table/outline Logic until the observer reads the Logic 12 rail.
+    scenario.version = SimulatedLogicVersion::logic10;
+    scenario.notifications = SimulatedLogicNotifications::table;
+    scenario.selectionSettleDelay = 0.0;
     scenario.tracks = {std::string("Piano"), std::string("Bass"), std::string("Drums"),
                        Scenario::Stack{"Strings", {"Violins", "Violas", "Cellos"}},
                        std::string("Choir")};

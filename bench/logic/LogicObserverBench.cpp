@@ -8,7 +8,7 @@
 
 #include "logic/LogicAXReader.h"
 #include "logic/LogicObserver.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/VirtualScheduler.h"
@@ -17,7 +17,8 @@ namespace tessiva {
 namespace {
 
 struct Project {
-    explicit Project(int tracks, SimulatedLogicOptions options = {})
+    explicit Project(int tracks,
+                     SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile())
         : center(scheduler.mainQueue()), logic(scheduler.clock(), std::move(options)) {
         for (int i = 1; i <= tracks; ++i)
             logic.addTrack("Track name " + std::to_string(i));
@@ -75,7 +76,7 @@ BENCHMARK(BM_ClickToSelection)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
 void BM_AnchoringSearch(benchmark::State& state) {
     VirtualScheduler scheduler;
-    SimulatedLogicOptions options;
+    SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
     options.fillerElementCount = static_cast<int>(state.range(0));
     SimulatedLogic logic(scheduler.clock(), options);
     for (int i = 1; i <= 60; ++i)

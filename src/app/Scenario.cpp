@@ -10,11 +10,12 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::array<std::string_view, 17> kActionNames = {
-    "click",        "arrow",    "insert",   "delete",    "duplicate",    "move",
-    "rename",       "collapse", "expand",   "openModal", "dismissModal", "setProject",
-    "setFrontmost", "quit",     "relaunch", "tempo",     "say"};
-static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::say) + 1,
+constexpr std::array<std::string_view, 24> kActionNames = {
+    "click",        "arrow",     "insert",     "delete",     "duplicate",    "move",
+    "rename",       "collapse",  "expand",     "openModal",  "dismissModal", "setProject",
+    "setFrontmost", "quit",      "relaunch",   "tempo",      "say",          "undo",
+    "redo",         "openMixer", "closeMixer", "mixerClick", "openPlugin",   "closePlugin"};
+static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::closePlugin) + 1,
               "one name per scenario action");
 
 struct Failure {
@@ -46,6 +47,23 @@ double requireNumber(const Json& object, const char* key, const std::string& whe
     if (!value.is_number())
         throw Failure{where + ": \"" + key + "\" must be a number"};
     return value.get<double>();
+}
+
+// One of the names in `names`, given as a string (or, with `numbers`, as the number it spells).
+template <typename Enum, std::size_t N>
+Enum requireChoice(const Json& object, const char* key,
+                   const std::array<std::string_view, N>& names, bool numbers,
+                   const std::string& allowed) {
+    const Json& value = object.at(key);
+    std::string text;
+    if (value.is_string()) {
+        text = value.get<std::string>();
+    } else if (numbers && value.is_number_integer()) {
+        text = std::to_string(value.get<int>());
+    }
+    if (auto found = simulatedEnumFromName<Enum>(names, text))
+        return *found;
+    throw Failure{std::string("logic: \"") + key + "\" must be " + allowed};
 }
 
 Scenario::Step parseStep(const Json& json, std::size_t index) {
@@ -82,6 +100,8 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
             break;
         case A::remove:
         case A::duplicate:
+        case A::mixerClick:
+        case A::openPlugin:
             step.track = requireInt(json, "track", where);
             break;
         case A::move:
@@ -96,9 +116,15 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
         case A::expand:
             step.track = requireInt(json, "stack", where);
             break;
-        case A::openModal:
+        case A::openModal: {
             step.text = requireString(json, "title", where);
+            const auto kind = simulatedEnumFromName<SimulatedModalKind>(
+                kSimulatedModalKindNames, json.value("kind", "sheet"));
+            if (!kind)
+                throw Failure{where + ": \"kind\" must be sheet or dialog"};
+            step.modalKind = *kind;
             break;
+        }
         case A::setProject:
             step.text = requireString(json, "name", where);
             break;
@@ -118,6 +144,11 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
         case A::dismissModal:
         case A::quit:
         case A::relaunch:
+        case A::undo:
+        case A::redo:
+        case A::openMixer:
+        case A::closeMixer:
+        case A::closePlugin:
             break;
     }
     return step;
@@ -143,9 +174,30 @@ std::variant<Scenario, std::string> Scenario::parse(std::string_view text) {
                 throw Failure{"\"logic\" must be an object"};
             if (logic.contains("project"))
                 scenario.project = requireString(logic, "project", "logic");
+            if (logic.contains("version")) {
+                scenario.version = requireChoice<SimulatedLogicVersion>(
+                    logic, "version", kSimulatedLogicVersionNames, true, "12 or 10");
+            }
+            if (logic.contains("locale")) {
+                scenario.locale = requireChoice<SimulatedLogicLocale>(
+                    logic, "locale", kSimulatedLogicLocaleNames, false, "en, de, ja or ko");
+            }
+            if (logic.contains("notifications")) {
+                scenario.notifications = requireChoice<SimulatedLogicNotifications>(
+                    logic, "notifications", kSimulatedLogicNotificationsNames, false,
+                    "none or table");
+            }
             if (logic.contains("selectionSettleDelay")) {
                 scenario.selectionSettleDelay =
                     requireNumber(logic, "selectionSettleDelay", "logic");
+                if (scenario.selectionSettleDelay < 0)
+                    throw Failure{"logic: \"selectionSettleDelay\" must not be negative"};
+            }
+            if (logic.contains("selectionSettleJitter")) {
+                scenario.selectionSettleJitter =
+                    requireNumber(logic, "selectionSettleJitter", "logic");
+                if (scenario.selectionSettleJitter < 0)
+                    throw Failure{"logic: \"selectionSettleJitter\" must not be negative"};
             }
             if (logic.contains("tracks")) {
                 const Json& tracks = logic.at("tracks");

@@ -6,12 +6,15 @@
 #include <variant>
 #include <vector>
 
+#include "platform/simulated/logic/SimulatedLogicOptions.h"
+
 namespace tessiva {
 
 // A timeline of user actions in the simulated Logic Pro, read from JSON, for
 // `tessiva-focus run --scenario FILE` and the demo. The format is documented in the README:
 //
-//   {"logic": {"project": "Song", "selectionSettleDelay": 0.05,
+//   {"logic": {"project": "Song", "version": 12, "locale": "en", "notifications": "none",
+//              "selectionSettleDelay": 0.35,
 //              "tracks": ["Piano", {"stack": "Strings", "tracks": ["Violins I", "Cellos"]}]},
 //    "steps": [{"at": 1.0, "do": "click", "track": 2}, ...],
 //    "endAfter": 12.0}
@@ -34,7 +37,7 @@ struct Scenario {
         rename,     // track, name
         collapse,   // stack (its header's track number)
         expand,     // stack
-        openModal,  // title
+        openModal,  // title, kind: "sheet" | "dialog"
         dismissModal,
         setProject,    // name
         setFrontmost,  // value (bool)
@@ -42,20 +45,34 @@ struct Scenario {
         relaunch,
         tempo,  // bpm
         say,    // text: a line for the transcript
+        undo,
+        redo,
+        openMixer,
+        closeMixer,
+        mixerClick,   // track: a click on its Mixer strip
+        openPlugin,   // track: its plug-in window
+        closePlugin,  // the front plug-in window
     };
 
     struct Step {
         double at = 0;
         Action action = Action::say;
         int track = 0;
-        int other = 0;      // insert: after; move: to
-        std::string text;   // name, title, modifier, direction or narration
+        int other = 0;     // insert: after; move: to
+        std::string text;  // name, title, modifier, direction or narration
+        SimulatedModalKind modalKind = SimulatedModalKind::sheet;
         double number = 0;  // bpm
         bool flag = false;  // setFrontmost
     };
 
     std::string project = "Song";
-    double selectionSettleDelay = 0.0;
+    // Which Logic plays the scenario (see SimulatedLogicOptions).
+    SimulatedLogicVersion version = SimulatedLogicVersion::logic12;
+    SimulatedLogicLocale locale = SimulatedLogicLocale::en;
+    SimulatedLogicNotifications notifications = SimulatedLogicNotifications::none;
+    double selectionSettleDelay = 0.35;
+    // Each selection's lag varies within ± this (seeded, so runs repeat).
+    double selectionSettleJitter = 0.0;
     std::vector<TrackEntry> tracks;
     std::vector<Step> steps;  // in time order
     std::optional<double> endAfter;

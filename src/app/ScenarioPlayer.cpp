@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 
 namespace tessiva {
 
@@ -14,8 +14,14 @@ ScenarioPlayer::~ScenarioPlayer() {
 }
 
 void ScenarioPlayer::buildProject(SimulatedLogic& logic, const Scenario& scenario) {
-    logic.setProjectName(scenario.project);
-    logic.setSelectionSettleDelay(scenario.selectionSettleDelay);
+    SimulatedLogicOptions options = logic.options();
+    options.version = scenario.version;
+    options.locale = scenario.locale;
+    options.notifications = scenario.notifications;
+    options.selectionSettleDelay = scenario.selectionSettleDelay;
+    options.selectionSettleJitter = scenario.selectionSettleJitter;
+    options.projectName = scenario.project;
+    logic.setOptions(std::move(options));
     for (const auto& entry : scenario.tracks) {
         if (const auto* name = std::get_if<std::string>(&entry)) {
             logic.addTrack(*name);
@@ -92,8 +98,10 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             logic_.setStackCollapsed(step.track, step.action == A::collapse);
             break;
         case A::openModal:
-            tell("open dialog \"" + step.text + "\"");
-            logic_.openModal(step.text);
+            tell(std::string(step.modalKind == SimulatedModalKind::dialog ? "open dialog"
+                                                                          : "open sheet") +
+                 " \"" + step.text + "\"");
+            logic_.openModal(step.text, step.modalKind);
             break;
         case A::dismissModal:
             tell("dismiss dialog");
@@ -121,6 +129,34 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             break;
         case A::say:
             tell(step.text);
+            break;
+        case A::undo:
+            tell("undo (Cmd-Z)");
+            logic_.pressUndo();
+            break;
+        case A::redo:
+            tell("redo (Shift-Cmd-Z)");
+            logic_.pressRedo();
+            break;
+        case A::openMixer:
+            tell("open the Mixer");
+            logic_.openMixer();
+            break;
+        case A::closeMixer:
+            tell("close the Mixer");
+            logic_.closeMixer();
+            break;
+        case A::mixerClick:
+            tell(fmt::format("click the Mixer strip of track {}", step.track));
+            logic_.clickMixerStrip(step.track);
+            break;
+        case A::openPlugin:
+            tell(fmt::format("open the plug-in window of track {}", step.track));
+            logic_.openPluginWindow(step.track);
+            break;
+        case A::closePlugin:
+            tell("close the plug-in window");
+            logic_.closePluginWindow();
             break;
     }
 }

@@ -14,7 +14,7 @@
 #include "osc/ActivationEventSource.h"
 #include "osc/ConnectionSoundPlayer.h"
 #include "osc/OSCDiscoveryManager.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/UUID.h"
@@ -39,7 +39,7 @@ class CoordinatorRig {
     explicit CoordinatorRig(const std::string& project = "Song")
         : folder(fs::temp_directory_path() / ("tessiva-coordinator-" + makeUUID())),
           notifications(scheduler.mainQueue()),
-          logic(scheduler.clock()),
+          logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
           sound(makeLoggingConnectionSoundPlayer(console)) {
         fs::create_directories(folder);
         logic.setProjectName(project);

@@ -36,6 +36,32 @@ TEST(Scenario, ParsesProjectStacksAndStepsInTimeOrder) {
     EXPECT_EQ(scenario.endAfter, 4.5);
 }
 
+TEST(Scenario, ChoosesTheLogicProfile) {
+    auto defaults = std::get<Scenario>(Scenario::parse("{}"));
+    EXPECT_EQ(defaults.version, SimulatedLogicVersion::logic12);
+    EXPECT_EQ(defaults.locale, SimulatedLogicLocale::en);
+    EXPECT_EQ(defaults.notifications, SimulatedLogicNotifications::none);
+    EXPECT_DOUBLE_EQ(defaults.selectionSettleDelay, 0.35);
+    auto parsed = Scenario::parse(R"({
+        "logic": {"version": 10, "locale": "ko", "notifications": "table",
+                  "selectionSettleDelay": 0, "selectionSettleJitter": 0.1},
+        "steps": [{"at": 1, "do": "undo"}, {"at": 2, "do": "redo"},
+                  {"at": 3, "do": "openModal", "title": "Save?", "kind": "dialog"},
+                  {"at": 4, "do": "mixerClick", "track": 2}]})");
+    ASSERT_TRUE(std::holds_alternative<Scenario>(parsed)) << std::get<std::string>(parsed);
+    const Scenario& scenario = std::get<Scenario>(parsed);
+    EXPECT_EQ(scenario.version, SimulatedLogicVersion::logic10);
+    EXPECT_EQ(scenario.locale, SimulatedLogicLocale::ko);
+    EXPECT_EQ(scenario.notifications, SimulatedLogicNotifications::table);
+    EXPECT_DOUBLE_EQ(scenario.selectionSettleDelay, 0.0);
+    EXPECT_DOUBLE_EQ(scenario.selectionSettleJitter, 0.1);
+    EXPECT_EQ(scenario.steps[0].action, Scenario::Action::undo);
+    EXPECT_EQ(scenario.steps[1].action, Scenario::Action::redo);
+    EXPECT_EQ(scenario.steps[2].modalKind, SimulatedModalKind::dialog);
+    EXPECT_EQ(scenario.steps[3].action, Scenario::Action::mixerClick);
+    EXPECT_EQ(scenario.steps[3].track, 2);
+}
+
 TEST(Scenario, RefusalsNameTheStepAndKey) {
     auto error = [](const char* json) {
         auto parsed = Scenario::parse(json);
@@ -55,6 +81,16 @@ TEST(Scenario, RefusalsNameTheStepAndKey) {
               "steps[0]: \"direction\" must be up or down");
     EXPECT_EQ(error(R"({"logic": {"tracks": [3]}})"),
               "logic.tracks[0]: must be a name or a stack object");
+    EXPECT_EQ(error(R"({"logic": {"version": 11}})"), "logic: \"version\" must be 12 or 10");
+    EXPECT_EQ(error(R"({"logic": {"version": "12"}})"), "<parsed>");
+    EXPECT_EQ(error(R"({"logic": {"locale": "fr"}})"),
+              "logic: \"locale\" must be en, de, ja or ko");
+    EXPECT_EQ(error(R"({"logic": {"notifications": "all"}})"),
+              "logic: \"notifications\" must be none or table");
+    EXPECT_EQ(error(R"({"logic": {"selectionSettleDelay": -0.1}})"),
+              "logic: \"selectionSettleDelay\" must not be negative");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "openModal", "title": "X", "kind": "alert"}]})"),
+              "steps[0]: \"kind\" must be sheet or dialog");
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
 #include <gtest/gtest.h>
 
 #include "logic/LogicAXReader.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/Clock.h"
 
 namespace tessiva {
 namespace {
 
 struct Fixture {
-    explicit Fixture(SimulatedLogicOptions options = {}, int tracks = 12)
+    explicit Fixture(SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile(),
+                     int tracks = 12)
         : logic(clock, std::move(options)), reader(logic) {
         for (int i = 1; i <= tracks; ++i)
             logic.addTrack("T" + std::to_string(i));
@@ -29,7 +30,7 @@ TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
     }
     {
         SCOPED_TRACE("a shallower list named like the headers but without header rows is passed");
-        SimulatedLogicOptions options;
+        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
         options.decoyTracksHeaderTable = true;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
@@ -41,7 +42,7 @@ TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
 TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
     for (const int nesting : {8, 9}) {
         SCOPED_TRACE("list at depth " + std::to_string(nesting + 1));
-        SimulatedLogicOptions options;
+        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
         options.arrangeNestingDepth = nesting;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
@@ -53,7 +54,7 @@ TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
     }
     for (const int filler : {2000, 2600}) {
         SCOPED_TRACE("filler " + std::to_string(filler));
-        SimulatedLogicOptions options;
+        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
         options.fillerElementCount = filler;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
@@ -104,7 +105,7 @@ TEST(LogicAXReader, SelectionReads) {
 
 TEST(LogicAXReader, RowsAndWindowWalk) {
     ManualClock clock;
-    SimulatedLogic logic(clock);
+    SimulatedLogic logic(clock, SimulatedLogicOptions::tableOutlineProfile());
     logic.addTrack("Piano");
     logic.addStack("Strings", {"Violins", "Violas", "Celli"});
     logic.addTrack("Piano");
@@ -118,7 +119,7 @@ TEST(LogicAXReader, RowsAndWindowWalk) {
     EXPECT_EQ(reader.windowTitle(logic.applicationElementNow()), "Song.logicx - Tracks");
     {
         SCOPED_TRACE("the walk stops at its depth limit");
-        SimulatedLogicOptions deep;
+        SimulatedLogicOptions deep = SimulatedLogicOptions::tableOutlineProfile();
         deep.arrangeNestingDepth = 11;  // rows at depth 13
         SimulatedLogic deepLogic(clock, deep);
         deepLogic.addTrack("Piano");

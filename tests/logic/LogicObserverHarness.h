@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "logic/LogicObserver.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/NotificationCenter.h"
@@ -34,7 +34,9 @@ struct EmittedSelection {
 // named tracks, recording what it emits, publishes and logs.
 class LogicObserverHarness {
   public:
-    explicit LogicObserverHarness(SimulatedLogicOptions options = {}, int tracks = 10)
+    explicit LogicObserverHarness(
+        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile(),
+        int tracks = 10)
         : center(scheduler.mainQueue()), logic(scheduler.clock(), std::move(options)) {
         for (int i = 1; i <= tracks; ++i)
             logic.addTrack(defaultName(i));

@@ -185,7 +185,7 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
 }
 
 TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
-    SimulatedLogicOptions options;
+    SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
     LogicObserverHarness h(options);
     h.logic.input().setTapAvailable(false);
     auto& observer = h.start();

@@ -394,7 +394,7 @@ namespace {
 TEST(LogicObserverSelection, ListsBeyondTheAnchoringDepth) {
     {
         SCOPED_TRACE("the deeper list verification adopts a list anchoring could not reach");
-        SimulatedLogicOptions options;
+        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
         options.arrangeNestingDepth = 9;  // the list at depth 10
         LogicObserverHarness h(options);
         auto& observer = h.start();
@@ -409,7 +409,7 @@ TEST(LogicObserverSelection, ListsBeyondTheAnchoringDepth) {
     }
     {
         SCOPED_TRACE("out of every search's reach the focused element is used");
-        SimulatedLogicOptions options;
+        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
         options.arrangeNestingDepth = 12;
         options.postFocusedElementOnClick = true;
         LogicObserverHarness h(options);

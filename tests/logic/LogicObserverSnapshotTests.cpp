@@ -24,7 +24,7 @@ TEST(LogicObserverSnapshots, AttachmentPublishesTheStartupSnapshot) {
 }
 
 TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsAndAdoptASparseList) {
-    LogicObserverHarness h({}, 0);
+    LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
     h.logic.addTrack("Piano");
     h.logic.addStack("Strings", {"Violins", "Violas", "Celli"});
     h.logic.addTrack("Horn");
@@ -69,7 +69,7 @@ TEST(LogicObserverSnapshots, DuplicateNamesMapToEveryNumber) {
 }
 
 TEST(LogicObserverSnapshots, SelectionsPostponeTheDebouncedCapture) {
-    LogicObserverHarness h({}, 0);
+    LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
     h.logic.addStack("Brass", {"Horn", "Trumpet"});
     h.logic.addTrack("Timpani");
     h.start();
@@ -131,7 +131,7 @@ TEST(LogicObserverSnapshots, StructurePollRecordsFirstAndPublishesChanges) {
 }
 
 TEST(LogicObserverSnapshots, UnchangedDebouncedCapturesAreSkipped) {
-    LogicObserverHarness h({}, 0);
+    LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
     h.logic.addStack("Choir", {"Soprano", "Alto"});
     auto& observer = h.start();
     h.logic.setStackCollapsed(1, true);

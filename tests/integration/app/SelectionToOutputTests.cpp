@@ -20,7 +20,7 @@
 #include "osc/OSCManager.h"
 #include "osc/PeerEndpointProvider.h"
 #include "platform/net/UdpTransport.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
@@ -215,7 +215,7 @@ TEST_F(SelectionToOutput, SelectionReachesTheIPadSocketAndTheMIDIPort) {
 
 // From a click in Logic to the wire: the simulated Logic Pro and the real observer in front.
 TEST_F(SelectionToOutput, ClickingTrackSevenInLogicReachesTheIPadAndTheMIDIPort) {
-    SimulatedLogic logic(scheduler.clock());
+    SimulatedLogic logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile());
     for (const char* name : {"Piano", "Organ", "Guitar", "Drums", "Perc", "Vox", "Bass", "Pad"}) {
         logic.addTrack(name);
     }

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "logic/LogicObserver.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
@@ -19,7 +19,7 @@ TEST(LogicClickToSelection, ClickingTrackSevenReachesOnTrackSelectionOnTheMainQu
     AsioDispatcher dispatcher;
     NotificationCenter center(dispatcher.mainQueue());
     CapturingConsole console;
-    SimulatedLogic logic(dispatcher.clock());
+    SimulatedLogic logic(dispatcher.clock(), SimulatedLogicOptions::tableOutlineProfile());
     for (const char* name :
          {"Piano", "Strings", "Horn", "Flute", "Oboe", "Harp", "Bass", "Choir"}) {
         logic.addTrack(name);

@@ -72,8 +72,8 @@ std::unique_ptr<JackServerProcess> JackServerProcess::start(std::string& error, 
     // Before any client opens: every JACK client of this process goes to this server.
     ::setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
 
-    std::vector<std::string> args{"jackd", "--no-realtime", "-t", "10000", "-n", name, "-d", "dummy",
-                                  "-r",    "48000",         "-p", "256"};
+    std::vector<std::string> args{"jackd", "--no-realtime", "-t", "10000", "-n", name,
+                                  "-d",    "dummy",         "-r", "48000", "-p", "256"};
     if (mode == JackServerMode::synchronous)
         args.insert(args.begin() + 1, "-S");
     std::vector<char*> argv;

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
 #include "platform/ax/AXNames.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/VirtualScheduler.h"
 
 namespace tessiva {
 namespace {
 
 struct Fixture {
-    Fixture() : logic(scheduler.clock()) {
+    Fixture() : logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()) {
         for (const char* name : {"Piano", "Bass", "Drums", "Guitar", "Vocals"})
             logic.addTrack(name);
     }
@@ -89,7 +89,7 @@ TEST(SimulatedLogic, StructuralActionsRenumberRows) {
 
 TEST(SimulatedLogic, TrackStacksHideTheirMembers) {
     VirtualScheduler scheduler;
-    SimulatedLogic logic(scheduler.clock());
+    SimulatedLogic logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile());
     logic.addTrack("Piano");
     logic.addStack("Strings", {"Violins", "Celli"});
     logic.addTrack("Horn");

@@ -1,0 +1,367 @@
+#include <gtest/gtest.h>
+
+#include "platform/ax/AXNames.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+namespace {
+
+// The Logic 12 profile with the defaults a user of the simulation gets.
+struct Logic12 {
+    explicit Logic12(SimulatedLogicOptions options = {}) : logic(scheduler.clock(), options) {
+        for (const char* name : {"Piano", "Bass", "Drums"})
+            logic.addTrack(name);
+        logic.addStack("Strings", {"Violins", "Cellos"});
+        logic.addTrack("Choir");
+    }
+    AXResult<AXValue> get(const AXElement& element, const char* attribute) {
+        return logic.copyAttributeValue(element, attribute);
+    }
+    std::string text(const AXElement& element, const char* attribute) {
+        return axString(get(element, attribute).value).value_or("<none>");
+    }
+    std::vector<AXElement> list(const AXElement& element, const char* attribute) {
+        return axElements(get(element, attribute).value);
+    }
+    std::vector<std::string> childTexts(const AXElement& element, const char* attribute) {
+        std::vector<std::string> out;
+        for (const auto& child : list(element, ax::kChildren))
+            out.push_back(text(child, attribute));
+        return out;
+    }
+    // The selected headers of the rail, read through `rail`.
+    std::vector<std::string> selectedThrough(const AXElement& rail) {
+        std::vector<std::string> out;
+        for (const auto& header : list(rail, ax::kSelectedChildren))
+            out.push_back(text(header, ax::kDescription));
+        return out;
+    }
+    // Every element under the window whose description is `description`.
+    int countDescribed(const AXElement& root, const std::string& description) {
+        int count = text(root, ax::kDescription) == description ? 1 : 0;
+        for (const auto& child : list(root, ax::kChildren))
+            count += countDescribed(child, description);
+        return count;
+    }
+
+    VirtualScheduler scheduler;
+    SimulatedLogic logic;
+};
+
+TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
+    Logic12 f;
+    const auto window = f.logic.mainWindowElement();
+    EXPECT_EQ(f.text(window, ax::kTitle), "Song - Tracks");
+    EXPECT_EQ(f.text(window, ax::kSubrole), "AXStandardWindow");
+    EXPECT_EQ(f.text(window, ax::kDocument), "file:///Users/musician/Music/Logic/Song.logicx");
+
+    const auto rail = f.logic.trackListElement();
+    EXPECT_EQ(f.text(rail, ax::kRole), "AXGroup");
+    EXPECT_EQ(f.text(rail, ax::kDescription), "Tracks header");
+    std::vector<std::string> ancestors;
+    for (auto up = f.get(rail, ax::kParent); up.ok() && axElement(up.value) != window;
+         up = f.get(axElement(up.value), ax::kParent)) {
+        ancestors.push_back(f.text(axElement(up.value), ax::kRole) + " " +
+                            f.text(axElement(up.value), ax::kDescription));
+    }
+    EXPECT_EQ(ancestors, (std::vector<std::string>{"AXScrollArea <none>", "AXSplitGroup <none>",
+                                                   "AXGroup Tracks"}));
+    EXPECT_EQ(f.childTexts(rail, ax::kRole), std::vector<std::string>(7, "AXLayoutItem"));
+    EXPECT_EQ(f.childTexts(rail, ax::kDescription)[3], "Track 4 \u201CStrings\u201D");
+
+    const auto header = f.logic.rowElement(2);
+    EXPECT_EQ(f.text(header, ax::kTitle), "");
+    EXPECT_EQ(f.get(header, ax::kValue).error, AXError::noValue);
+    EXPECT_EQ(f.get(header, ax::kSelected).value, AXValue{false});
+    EXPECT_EQ(f.childTexts(header, ax::kRole),
+              (std::vector<std::string>{"AXRadioButton", "AXSplitter", "AXCheckBox", "AXCheckBox",
+                                        "AXCheckBox", "AXCheckBox", "AXSlider", "AXSlider",
+                                        "AXTextField"}));
+    EXPECT_EQ(f.childTexts(header, ax::kDescription).front(), "Has Focus");
+    f.logic.focusTrack(2);
+    EXPECT_EQ(f.get(f.list(header, ax::kChildren).front(), ax::kValue).value,
+              AXValue{std::int64_t{1}});
+    EXPECT_EQ(f.get(header, ax::kSelected).value, AXValue{false});  // focus is not selection
+    EXPECT_EQ(f.text(f.logic.nameFieldElement(2), ax::kDescription), "Bass");
+
+    {
+        SCOPED_TRACE("a stack's main track has the triangle; collapsing hides and skips members");
+        const auto triangle = f.logic.disclosureTriangleElement(4);
+        EXPECT_EQ(f.list(f.logic.rowElement(4), ax::kChildren)[2], triangle);
+        EXPECT_EQ(f.text(triangle, ax::kRole), "AXDisclosureTriangle");
+        EXPECT_EQ(f.get(triangle, ax::kValue).value, AXValue{std::int64_t{1}});
+        f.logic.setStackCollapsed(4, true);
+        EXPECT_EQ(f.get(triangle, ax::kValue).value, AXValue{std::int64_t{0}});
+        EXPECT_EQ(
+            f.childTexts(rail, ax::kDescription),
+            (std::vector<std::string>{"Track 1 \u201CPiano\u201D", "Track 2 \u201CBass\u201D",
+                                      "Track 3 \u201CDrums\u201D", "Track 4 \u201CStrings\u201D",
+                                      "Track 7 \u201CChoir\u201D"}));
+        EXPECT_FALSE(f.logic.rowElement(5));
+        f.logic.setStackCollapsed(4, false);
+    }
+    {
+        SCOPED_TRACE("decoys: the Inspector's outline, contents rows, the Library, the Mixer");
+        const auto inspector = f.logic.inspectorOutlineElement();
+        EXPECT_EQ(f.text(inspector, ax::kRole), "AXOutline");
+        std::vector<std::string> labels;
+        for (const auto& row : f.list(inspector, ax::kChildren))
+            labels.push_back(f.text(f.list(row, ax::kChildren).front(), ax::kValue));
+        EXPECT_EQ(std::vector<std::string>(labels.begin(), labels.begin() + 3),
+                  (std::vector<std::string>{"Icon:", "Channel:", "MIDI Input:"}));
+        EXPECT_EQ(f.text(f.logic.contentsRowElement(6), ax::kRole), "AXLayoutArea");
+        EXPECT_EQ(f.countDescribed(window, "Track 6 \u201CCellos\u201D"), 2);
+        f.logic.openMixer();
+        f.logic.renameTrack(2, "Synth Bass");
+        const auto strips = f.logic.mixerStripsElement();
+        EXPECT_EQ(f.text(strips, ax::kDescription), "Mixer");
+        EXPECT_EQ(f.text(axElement(f.get(strips, ax::kParent).value), ax::kDescription), "Mixer");
+        EXPECT_EQ(f.text(f.logic.mixerStripElement(2), ax::kDescription), "Bass");
+        EXPECT_EQ(f.text(f.logic.mixerStripElement(2), ax::kRole), "AXLayoutItem");
+        EXPECT_EQ(f.logic.mainWindowElement(), window);
+        f.logic.clickMixerStrip(3);
+        EXPECT_EQ(axElement(f.get(f.logic.applicationElementNow(), ax::kFocusedUIElement).value),
+                  f.logic.mixerStripElement(3));
+        // Other containers of layout items answer AXSelectedChildren too.
+        EXPECT_TRUE(f.get(strips, ax::kSelectedChildren).ok());
+    }
+    {
+        SCOPED_TRACE("the Tempo slider sits in a Control Bar inside a Control Bar");
+        const auto slider = f.logic.tempoSliderElement();
+        const auto bar = axElement(f.get(slider, ax::kParent).value);
+        EXPECT_EQ(f.text(bar, ax::kDescription), "Control Bar");
+        EXPECT_EQ(f.text(axElement(f.get(bar, ax::kParent).value), ax::kDescription),
+                  "Control Bar");
+        EXPECT_EQ(f.get(slider, ax::kValue).value, AXValue{120.0});
+        EXPECT_EQ(f.text(slider, ax::kValueDescription), "120");
+        f.logic.setTempo(96.5);
+        EXPECT_EQ(f.text(slider, ax::kValueDescription), "96.5");
+    }
+}
+
+TEST(SimulatedLogic12, TheRailSelectsThroughSelectedChildrenNotThroughPress) {
+    SimulatedLogicOptions options;
+    options.selectionSettleDelay = 0;
+    Logic12 f(options);
+    const auto rail = f.logic.trackListElement();
+    const auto header = f.logic.rowElement(3);
+    EXPECT_EQ(f.logic.copyActionNames(header).value, (std::vector<std::string>{"AXShowMenu"}));
+    EXPECT_EQ(f.logic.performAction(header, ax::kActionPress), AXError::success);
+    EXPECT_TRUE(f.logic.selectedTrackNumbers().empty());
+    EXPECT_TRUE(f.logic.isAttributeSettable(rail, ax::kSelectedChildren).value);
+    EXPECT_EQ(
+        f.logic.setAttributeValue(rail, ax::kSelectedChildren, std::vector<AXElement>{header}),
+        AXError::success);
+    EXPECT_EQ(f.logic.selectedTrackNumbers(), (std::vector<int>{3}));
+    EXPECT_EQ(f.get(f.logic.rowElement(3), ax::kSelected).value, AXValue{true});
+    EXPECT_EQ(f.get(rail, ax::kSelectedRows).error, AXError::attributeUnsupported);
+}
+
+TEST(SimulatedLogic12, NotificationProfiles) {
+    for (auto profile : {SimulatedLogicNotifications::none, SimulatedLogicNotifications::table}) {
+        SCOPED_TRACE(kSimulatedLogicNotificationsNames[static_cast<std::size_t>(profile)]);
+        SimulatedLogicOptions options;
+        options.notifications = profile;
+        Logic12 f(options);
+        std::vector<std::string> heard;
+        auto observer = f.logic
+                            .createObserver(f.logic.pid(), f.scheduler.mainQueue(),
+                                            [&](const AXElement&, const std::string& name) {
+                                                heard.push_back(name);
+                                            })
+                            .value;
+        const auto app = f.logic.applicationElementNow();
+        for (const char* name : {ax::kSelectedRowsChanged, ax::kSelectedChildrenChanged,
+                                 ax::kRowCountChanged, ax::kLayoutChanged, ax::kValueChanged})
+            observer->addNotification(app, name);
+        f.logic.clickTrack(2);
+        f.logic.pressArrowKey(true);
+        f.logic.insertTrack(1, "New");
+        f.scheduler.runUntilIdle();
+        if (profile == SimulatedLogicNotifications::none) {
+            EXPECT_TRUE(heard.empty());
+            f.logic.advancePlayback();  // playback is heard in every profile
+            f.scheduler.runUntilIdle();
+            EXPECT_EQ(heard, (std::vector<std::string>{ax::kValueChanged, ax::kValueChanged}));
+        } else {
+            EXPECT_EQ(heard.front(), ax::kSelectedRowsChanged);
+            EXPECT_NE(std::find(heard.begin(), heard.end(), ax::kRowCountChanged), heard.end());
+        }
+    }
+}
+
+TEST(SimulatedLogic12, SelectionsPublishLateAndHeldElementsReadStale) {
+    Logic12 f;
+    const auto heldRail = f.logic.trackListElement();
+    f.logic.clickTrack(3);
+    f.scheduler.advance(0.349);
+    EXPECT_TRUE(f.selectedThrough(f.logic.trackListElement()).empty());
+    EXPECT_EQ(f.get(f.logic.rowElement(3), ax::kSelected).value, AXValue{false});
+    f.scheduler.advance(0.001);
+    EXPECT_EQ(f.selectedThrough(f.logic.trackListElement()),
+              (std::vector<std::string>{"Track 3 \u201CDrums\u201D"}));
+    // The rail fetched before the click still answers from before it.
+    f.scheduler.advance(1.099);
+    EXPECT_TRUE(f.selectedThrough(heldRail).empty());
+    f.scheduler.advance(0.001);
+    EXPECT_EQ(f.selectedThrough(heldRail), (std::vector<std::string>{"Track 3 \u201CDrums\u201D"}));
+
+    // Jitter draws each lag within its bounds, the same way for the same seed.
+    SimulatedLogicOptions jittery;
+    jittery.selectionSettleJitter = 0.1;
+    auto publishTime = [&](SimulatedLogicOptions options) {
+        Logic12 g(options);
+        g.logic.clickTrack(2);
+        double waited = 0;
+        while (g.selectedThrough(g.logic.trackListElement()).empty() && waited < 1.0) {
+            g.scheduler.advance(0.001);
+            waited += 0.001;
+        }
+        return waited;
+    };
+    const double first = publishTime(jittery);
+    EXPECT_GE(first, 0.25 - 1e-6);
+    EXPECT_LE(first, 0.45 + 1e-6);
+    EXPECT_DOUBLE_EQ(publishTime(jittery), first);
+}
+
+TEST(SimulatedLogic12, ReadErrors) {
+    Logic12 f;
+    const auto app = f.logic.applicationElementNow();
+    {
+        SCOPED_TRACE("the first window-list read of a launch cannot complete");
+        EXPECT_EQ(f.get(app, ax::kWindows).error, AXError::cannotComplete);
+        const auto windows = f.list(app, ax::kWindows);
+        ASSERT_EQ(windows.size(), 2u);
+        EXPECT_EQ(f.text(windows[0], ax::kTitle), "");  // a utility window comes first
+        EXPECT_EQ(windows[1], f.logic.mainWindowElement());
+        f.logic.relaunch();
+        EXPECT_EQ(f.get(f.logic.applicationElementNow(), ax::kWindows).error,
+                  AXError::cannotComplete);
+    }
+    {
+        SCOPED_TRACE("busy Logic is slow through the sleep function, or fails");
+        std::vector<double> slept;
+        f.logic.setSleepFunction([&](double seconds) { slept.push_back(seconds); });
+        f.logic.setBusy(SimulatedLogicBusy::slow);
+        EXPECT_TRUE(f.get(f.logic.trackListElement(), ax::kRole).ok());
+        EXPECT_EQ(slept, (std::vector<double>{2.0}));
+        f.logic.setBusy(SimulatedLogicBusy::failing);
+        EXPECT_EQ(f.get(f.logic.trackListElement(), ax::kRole).error, AXError::cannotComplete);
+        f.logic.setBusy(SimulatedLogicBusy::responsive);
+    }
+    {
+        SCOPED_TRACE("a share of child reads fails");
+        SimulatedLogicOptions options;
+        options.childrenReadFailureShare = 0.5;
+        Logic12 g(options);
+        int failed = 0;
+        for (int i = 0; i < 200; ++i)
+            failed += g.get(g.logic.trackListElement(), ax::kChildren).error == AXError::failure;
+        EXPECT_GT(failed, 60);
+        EXPECT_LT(failed, 140);
+        EXPECT_TRUE(g.get(g.logic.trackListElement(), ax::kDescription).ok());
+    }
+}
+
+TEST(SimulatedLogic12, LocalesShapeHeadersRailAndTitle) {
+    struct Case {
+        SimulatedLogicLocale locale;
+        const char* header;
+        const char* rail;
+        const char* title;
+    };
+    const Case cases[] = {
+        {SimulatedLogicLocale::en, "Track 2 \u201CBass\u201D", "Tracks header", "Song - Tracks"},
+        {SimulatedLogicLocale::de, "Spur 2 \u201EBass\u201C", "Tracks header", "Song - Spuren"},
+        {SimulatedLogicLocale::ja, "\u30C8\u30E9\u30C3\u30AF2\u306E\u201CBass\u201D",
+         "\u30C8\u30E9\u30C3\u30AF\u30D8\u30C3\u30C0", "Song - \u30C8\u30E9\u30C3\u30AF"},
+        {SimulatedLogicLocale::ko, "2\uAC1C\uC758 \u2018Bass\u2019 \uD2B8\uB799",
+         "\uD2B8\uB799 \uD5E4\uB354", "Song - \uD2B8\uB799"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(kSimulatedLogicLocaleNames[static_cast<std::size_t>(c.locale)]);
+        SimulatedLogicOptions options;
+        options.locale = c.locale;
+        Logic12 f(options);
+        EXPECT_EQ(f.text(f.logic.rowElement(2), ax::kDescription), c.header);
+        EXPECT_EQ(f.text(f.logic.contentsRowElement(2), ax::kDescription), c.header);
+        EXPECT_EQ(f.text(f.logic.trackListElement(), ax::kDescription), c.rail);
+        EXPECT_EQ(f.text(f.logic.mainWindowElement(), ax::kTitle), c.title);
+    }
+}
+
+TEST(SimulatedLogic12, DialogsAndPluginWindowsBecomeTheMainWindow) {
+    Logic12 f;
+    const auto app = f.logic.applicationElementNow();
+    const auto arrange = f.logic.mainWindowElement();
+    auto mainWindow = [&] { return axElement(f.get(app, ax::kMainWindow).value); };
+    f.logic.openModal("New Tracks");  // a sheet leaves the main window alone
+    EXPECT_EQ(mainWindow(), arrange);
+    f.logic.dismissModal();
+    f.logic.openModal("Save changes?", SimulatedModalKind::dialog);
+    EXPECT_EQ(mainWindow(), f.logic.modalElement());
+    EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
+    f.logic.clickModalButton();
+    EXPECT_EQ(mainWindow(), arrange);
+    f.logic.openPluginWindow(2);
+    EXPECT_EQ(f.text(mainWindow(), ax::kTitle), "Bass");
+    EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
+    f.logic.closePluginWindow();
+    EXPECT_EQ(mainWindow(), arrange);
+}
+
+TEST(SimulatedLogic12, ElementsFollowPositionsAndAProjectSwitchMakesANewWindow) {
+    Logic12 f;
+    const auto first = f.logic.rowElement(1);
+    f.logic.moveTrack(3, 1);
+    // Drums moved up: the first position's element now shows it, Piano has another one.
+    EXPECT_EQ(f.logic.rowElement(1), first);
+    EXPECT_NE(f.logic.rowElement(2), first);
+    EXPECT_EQ(f.text(first, ax::kDescription), "Track 1 \u201CDrums\u201D");
+
+    const auto window = f.logic.mainWindowElement();
+    f.logic.setProjectName("Cue 2");
+    EXPECT_NE(f.logic.mainWindowElement(), window);
+    EXPECT_EQ(f.get(window, ax::kTitle).error, AXError::invalidUIElement);
+    EXPECT_EQ(f.get(first, ax::kDescription).error, AXError::invalidUIElement);
+    EXPECT_EQ(f.text(f.logic.mainWindowElement(), ax::kTitle), "Cue 2 - Tracks");
+}
+
+TEST(SimulatedLogic12, UndoRedoDuplicateAndDeleteCommands) {
+    Logic12 f;
+    std::vector<std::string> keys;
+    auto monitor = f.logic.input().addGlobalMonitor(
+        kLogicGestureEventMask, f.scheduler.mainQueue(), [&](const InputEvent& e) {
+            if (e.type == InputEventType::keyDown)
+                keys.push_back(std::to_string(e.keyCode) + "/" + std::to_string(e.modifiers));
+        });
+    const auto before = f.logic.visibleRows();
+    f.logic.insertTrack(1, "Synth");
+    f.logic.moveTrack(2, 4);
+    f.logic.pressUndo();
+    f.logic.pressUndo();
+    EXPECT_EQ(f.logic.visibleRows(), before);
+    f.logic.pressRedo();
+    EXPECT_EQ(f.logic.visibleRows().at(2), "Synth");
+    f.logic.clickTrack(2);
+    f.logic.pressDuplicate();
+    EXPECT_EQ(f.logic.visibleRows().at(3), "Synth");
+    f.logic.pressDelete();  // the selected copy
+    EXPECT_EQ(f.logic.visibleRows().at(3), "Bass");
+    f.logic.pressUndo();
+    EXPECT_EQ(f.logic.visibleRows().at(3), "Synth");
+    f.scheduler.runUntilIdle();
+    const auto cmd = std::to_string(static_cast<std::uint32_t>(InputModifier::command));
+    const auto shiftCmd = std::to_string(static_cast<std::uint32_t>(InputModifier::command) |
+                                         static_cast<std::uint32_t>(InputModifier::shift));
+    EXPECT_EQ(keys, (std::vector<std::string>{"6/" + cmd, "6/" + cmd, "6/" + shiftCmd, "2/" + cmd,
+                                              "51/" + cmd, "6/" + cmd}));
+    f.logic.openModal("Rename");
+    f.logic.pressUndo();  // a modal takes the key
+    EXPECT_EQ(f.logic.visibleRows().at(3), "Synth");
+}
+
+}  // namespace
+}  // namespace tessiva
