@@ -249,6 +249,7 @@ LogicAXReader::AnchorSearch LogicAXReader::findTrackList(const AXElement& window
             best.element = current;
             best.score = scored.score;
             best.headers = scored.headers;
+            best.isRail = string(current, ax::kRole) == ax::kRoleGroup;
         }
         if (TrackListAnchorScore::takesAtOnce(scored.score)) {
             best.stoppedEarly = true;
@@ -288,12 +289,37 @@ std::optional<TrackSelection> LogicAXReader::firstParsed(const std::vector<AXEle
     return selectionFromHeader(elements.front(), source);
 }
 
+AXElement LogicAXReader::freshHandle(const TrackListAnchor& list, bool* gone) const {
+    auto parent = port_.copyAttributeValue(list.element, ax::kParent);
+    if (parent.error == AXError::invalidUIElement) {
+        *gone = true;
+        return {};
+    }
+    auto children = port_.copyAttributeValue(axElement(parent.value), ax::kChildren);
+    // A read that merely failed this time (Logic drops some) is no sign the list is gone.
+    if (!parent.ok() || !children.ok())
+        return list.element;
+    for (auto& child : axElements(children.value)) {
+        if (child == list.element)
+            return child;
+    }
+    // Not found under its parent: the list has been taken out of the window.
+    *gone = true;
+    return {};
+}
+
 LogicAXReader::SelectionRead LogicAXReader::readSelectionDetailed(
     const TrackListAnchor& list, const AXElement& unchangedIf) const {
     SelectionRead read;
     if (!list.element)
         return read;
-    auto selected = port_.copyAttributeValue(list.element, ax::kSelectedChildren);
+    AXElement handle = list.element;
+    if (list.refetchBeforeRead) {
+        handle = freshHandle(list, &read.listGone);
+        if (read.listGone)
+            return read;
+    }
+    auto selected = port_.copyAttributeValue(handle, ax::kSelectedChildren);
     if (selected.error == AXError::invalidUIElement) {
         read.listGone = true;
         return read;
@@ -309,11 +335,11 @@ LogicAXReader::SelectionRead LogicAXReader::readSelectionDetailed(
         if (read.selection)
             return read;
     }
-    if (auto rows = firstParsed(elements(list.element, ax::kSelectedRows), list.headers)) {
+    if (auto rows = firstParsed(elements(handle, ax::kSelectedRows), list.headers)) {
         read.selection = rows;
         return read;
     }
-    for (const auto& row : elements(list.element, ax::kChildren)) {
+    for (const auto& row : elements(handle, ax::kChildren)) {
         if (boolean(row, ax::kSelected) == true) {
             if (auto parsed = selectionFromHeader(row, list.headers)) {
                 read.firstSelected = row;

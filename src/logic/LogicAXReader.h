@@ -30,6 +30,10 @@ struct TrackListAnchor {
 
     AXElement element;
     HeaderSource headers;
+    // Logic 12 answers reads through an element held from before a change with the old value
+    // for about a second, so selection reads go through a handle fetched anew from the list's
+    // parent (two reads more) instead of the anchored one.
+    bool refetchBeforeRead = false;
 
     explicit operator bool() const { return bool(element); }
 };
@@ -52,7 +56,13 @@ class LogicAXReader {
         std::size_t visited = 0;
         bool stoppedEarly = false;
 
-        TrackListAnchor anchor() const { return {element, headers}; }
+        bool isRail = false;
+
+        TrackListAnchor anchor() const {
+            TrackListAnchor found{element, headers};
+            found.refetchBeforeRead = isRail;
+            return found;
+        }
     };
     struct Rows {
         TrackListSnapshot snapshot;
@@ -124,6 +134,8 @@ class LogicAXReader {
     bool exists(const AXElement& element) const;
 
   private:
+    // A handle on the list fetched now; empty when the list is gone.
+    AXElement freshHandle(const TrackListAnchor& list, bool* gone) const;
     struct CandidateScore {
         int score = 0;
         bool hasHeaderChildren = false;

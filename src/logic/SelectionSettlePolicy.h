@@ -10,15 +10,15 @@ namespace tessiva {
 // notification at all, so the gesture itself starts the reads, and they go on until the selection
 // differs from the one Logic showed before or the window after the last gesture ends. Each read
 // costs Logic main-thread time, so reads are sparse before the lag Logic has recently shown,
-// dense (every 25 ms) around it, and sparse again after. The lag is learned from the gestures
+// dense (every 50 ms) around it, and sparse again after. The lag is learned from the gestures
 // answered so far; older Logic answers at once and the estimate falls to zero. Pure.
 struct SelectionSettlePolicy {
     // The first read after a click: the probe window of the modal gesture guard.
     double firstClickRead = 0.1;
-    double denseInterval = 0.025;
+    double denseInterval = 0.05;
     double sparseInterval = 0.1;
     // Dense reads start this long before the expected lag and last this long after it.
-    double denseLead = 0.1;
+    double denseLead = 0.05;
     double denseTail = 0.3;
     // No read this long after the last gesture; comfortably past the 0.6 s a busy Logic takes.
     double window = 1.2;
