@@ -24,9 +24,6 @@ struct SelectionSettlePolicy {
     double window = 1.2;
     double learningRate = 0.3;
     double maxLag = 0.8;
-    // Below this lag Logic publishes with its notification, as older versions do: a notification
-    // that reads the same track again is a repeated click, not a stale read.
-    double immediateLag = 0.01;
 
     // Delay from now until the next read, `elapsed` seconds after the oldest unanswered gesture.
     double nextReadDelay(double elapsed, double expectedLag) const {

@@ -276,13 +276,20 @@ void SelectionTracker::openWatch(SelectionGesture gesture, double at) {
     std::lock_guard lock(watchMutex_);
     const bool idle = watch_.unanswered.empty();
     if (idle) {
-        watch_.known = context_.lastSelection();
+        if (watch_.knownTrusted)
+            watch_.known = context_.lastSelection();
         watch_.reemitTrigger.clear();
     }
     watch_.unanswered.push_back({at, gestureTrigger(gesture)});
     watch_.lastGestureTime = at;
     if (!idle && watch_.pendingRead.isPending())
         return;
+    if (needsBaselineRead()) {
+        // Logic may have changed its selection while we were not looking (a modal, the Mixer):
+        // read what it shows now, before it can have published this gesture.
+        scheduleWatchRead(++watch_.generation, 0);
+        return;
+    }
     double delay = settle.nextReadDelay(0, watch_.expectedLag);
     // A click's first read is the probe of the gesture guard; a notification's own read goes
     // first.
@@ -321,16 +328,21 @@ void SelectionTracker::runWatchRead(std::uint64_t generation) {
     std::lock_guard lock(watchMutex_);
     if (generation != watch_.generation || watch_.unanswered.empty())
         return;
-    const bool fresh = !read.unchanged && read.selection &&
-                       (!watch_.known || watch_.known->index != read.selection->index);
+    bool fresh = false;
+    if (takesAsBaseline(read.selection, at)) {
+        watch_.knownElement = read.firstSelected;
+    } else if (!read.unchanged && read.selection &&
+               (!watch_.known || watch_.known->index != read.selection->index)) {
+        fresh = true;
+    }
     if (fresh) {
         const Gesture answered = watch_.unanswered.front();
         watch_.unanswered.pop_front();
         watch_.known = read.selection;
         watch_.knownElement = read.firstSelected;
+        watch_.knownTrusted = true;
         watch_.reemitTrigger.clear();
-        watch_.expectedLag =
-            settle.learnedLag(watch_.expectedLag, at - answered.time, settle.denseInterval);
+        learnLag(at - answered.time);
         const bool click = answered.trigger == gestureTrigger(SelectionGesture::click);
         context_.mainQueue.post(context_.guarded(
             [this, selection = *read.selection, answered, click, element = read.firstSelected] {
@@ -365,24 +377,24 @@ bool SelectionTracker::isStaleDuringWatch(const std::optional<TrackSelection>& r
     std::lock_guard lock(watchMutex_);
     if (watch_.unanswered.empty() || !read)
         return false;
+    if (takesAsBaseline(read, context_.now())) {
+        watch_.knownElement = {};
+        return true;
+    }
     const bool unchanged = watch_.known && watch_.known->index == read->index;
-    if (unchanged && watch_.expectedLag >= settle.immediateLag) {
+    if (unchanged) {
         if (SelectionRules::reemitsSameTrack(trigger)) {
             watch_.reemitTrigger = trigger;
             watch_.reemitTime = eventTime;
         }
         return true;
     }
-    // Another route saw the new selection first (or a Logic that answers at once re-reported
-    // the selected track): it answers the oldest gesture.
+    // Another route saw the new selection first: it answers the oldest gesture.
     const Gesture answered = watch_.unanswered.front();
     watch_.unanswered.pop_front();
     if (answered.trigger == gestureTrigger(SelectionGesture::click))
         lastAuthoritativeArrangeTrackIndex_ = read->index;
-    if (!unchanged) {
-        watch_.expectedLag = settle.learnedLag(watch_.expectedLag, context_.now() - answered.time,
-                                               settle.denseInterval);
-    }
+    learnLag(context_.now() - answered.time);
     watch_.known = read;
     watch_.knownElement = {};
     watch_.reemitTrigger.clear();
@@ -391,8 +403,33 @@ bool SelectionTracker::isStaleDuringWatch(const std::optional<TrackSelection>& r
     return false;
 }
 
+bool SelectionTracker::needsBaselineRead() const {
+    return !watch_.knownTrusted && watch_.expectedLag >= kBaselineLag;
+}
+
+bool SelectionTracker::takesAsBaseline(const std::optional<TrackSelection>& read, double at) {
+    if (!needsBaselineRead() || watch_.unanswered.empty())
+        return false;
+    // Earlier than half the lag Logic has shown, it cannot have published the gesture yet.
+    if (at - watch_.unanswered.front().time >= watch_.expectedLag / 2)
+        return false;
+    watch_.known = read;
+    watch_.knownTrusted = true;
+    return true;
+}
+
+void SelectionTracker::learnLag(double observed) {
+    watch_.expectedLag =
+        watch_.lagSamples == 0
+            ? std::clamp(observed - settle.denseInterval / 2, 0.0, settle.maxLag)
+            : settle.learnedLag(watch_.expectedLag, observed, settle.denseInterval);
+    ++watch_.lagSamples;
+}
+
 void SelectionTracker::cancelDeferredWork() {
     std::lock_guard lock(watchMutex_);
+    // Logic may change its selection during what interrupts us (a modal, a drag).
+    watch_.knownTrusted = false;
     watch_.pendingRead.cancel();
     ++watch_.generation;
     watch_.unanswered.clear();
@@ -453,6 +490,7 @@ void SelectionTracker::emit(const TrackSelection& selection, const std::string& 
         if (watch_.unanswered.empty()) {
             watch_.known = selection;
             watch_.knownElement = element;
+            watch_.knownTrusted = true;
         }
     }
     std::string detail = selection.name.value_or("(no name)") + "\ntrigger=" + trigger;

@@ -78,9 +78,13 @@ class SelectionTracker {
         // ends with the selection unchanged.
         std::string reemitTrigger;
         double reemitTime = 0;
+        // False after an interruption: Logic may show a selection we never saw.
+        bool knownTrusted = false;
         WorkItem pendingRead;
         double expectedLag = 0;
+        int lagSamples = 0;
     };
+    static constexpr double kBaselineLag = 0.05;
 
     void scheduleSelection(std::string trigger, double eventTime);
     void runSelectionRead(std::uint64_t token, std::string trigger, bool settling, int attempt,
@@ -102,6 +106,11 @@ class SelectionTracker {
     // The watch after gestures.
     void openWatch(SelectionGesture gesture, double at);
     void scheduleWatchRead(std::uint64_t generation, double delay);
+    // Under watchMutex_.
+    bool needsBaselineRead() const;
+    // A read too early to show the gesture becomes what Logic showed before it.
+    bool takesAsBaseline(const std::optional<TrackSelection>& read, double at);
+    void learnLag(double observed);
     void runWatchRead(std::uint64_t generation);
     // Whether a read belongs to an open watch and shows the selection Logic had before: stale.
     bool isStaleDuringWatch(const std::optional<TrackSelection>& read, const std::string& trigger,

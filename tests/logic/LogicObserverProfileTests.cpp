@@ -1,0 +1,155 @@
+// The observation against each shape of Logic the simulation knows: Logic 12 (a rail of layout
+// items, a lagging selection, no notification) in each of its languages, Logic 12 posting the
+// table notifications, and the older table/outline Logic.
+#include <gtest/gtest.h>
+
+#include "LogicObserverHarness.h"
+
+namespace tessiva {
+namespace {
+
+using testing::LogicObserverHarness;
+
+struct Profile {
+    SimulatedLogicVersion version;
+    SimulatedLogicLocale locale;
+    SimulatedLogicNotifications notifications;
+    double lag;
+};
+
+std::string profileName(const ::testing::TestParamInfo<Profile>& info) {
+    const auto& p = info.param;
+    return "Logic" + std::string(kSimulatedLogicVersionNames[static_cast<int>(p.version)]) + "_" +
+           std::string(kSimulatedLogicLocaleNames[static_cast<int>(p.locale)]) + "_" +
+           std::string(kSimulatedLogicNotificationsNames[static_cast<int>(p.notifications)]) +
+           "_lag" + std::to_string(static_cast<int>(p.lag * 1000));
+}
+
+class LogicObserverProfile : public ::testing::TestWithParam<Profile> {
+  protected:
+    static SimulatedLogicOptions options() {
+        SimulatedLogicOptions options;
+        options.version = GetParam().version;
+        options.locale = GetParam().locale;
+        options.notifications = GetParam().notifications;
+        options.selectionSettleDelay = GetParam().lag;
+        options.selectionSettleJitter = GetParam().lag > 0 ? 0.1 : 0.0;
+        options.randomSeed = 7;
+        return options;
+    }
+
+    // Twelve tracks with a stack of three at 5: headers 1-4, 5 (stack), 6-8 (members), 9-12.
+    LogicObserverHarness& start() {
+        h_ = std::make_unique<LogicObserverHarness>(options(), 4);
+        h_->logic.addStack("Strings", {"Violins", "Violas", "Celli"});
+        for (int i = 9; i <= 12; ++i)
+            h_->logic.addTrack(LogicObserverHarness::defaultName(i));
+        h_->start();
+        return *h_;
+    }
+
+    std::unique_ptr<LogicObserverHarness> h_;
+};
+
+TEST_P(LogicObserverProfile, AnchorsTheTrackHeadersAndReadsTheirTexts) {
+    auto& h = start();
+    EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
+    EXPECT_NE(h.observer->trackHeaderContainer(), h.logic.inspectorOutlineElement());
+    ASSERT_FALSE(h.snapshots.empty());
+    EXPECT_EQ(h.snapshots.front().namesByIndex, h.logic.visibleRows());
+    EXPECT_EQ(h.snapshots.front().namesByIndex.at(6), "Violins");
+}
+
+TEST_P(LogicObserverProfile, EachClickAndArrowKeyYieldsTheTrackSelectedOnce) {
+    auto& h = start();
+    // Faster than Logic publishes: each click lands before the one before it shows.
+    for (int track : {3, 5, 7, 2}) {
+        h.logic.clickTrack(track);
+        h.scheduler.advance(0.2);
+    }
+    h.scheduler.advance(1.0);
+    for (bool down : {true, true, false}) {
+        h.logic.pressArrowKey(down);
+        h.scheduler.advance(0.6);
+    }
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5, 7, 2, 3, 4, 3}));
+    EXPECT_EQ(h.emitted[2].selection.name, "Violas");
+}
+
+TEST_P(LogicObserverProfile, ClicksStillCountAfterTheMixerAndAfterAProjectSwitch) {
+    auto& h = start();
+    h.logic.clickTrack(2);
+    h.scheduler.advance(1.5);
+    h.logic.openMixer();
+    h.logic.clickMixerStrip(4);
+    h.scheduler.advance(1.5);
+    h.logic.closeMixer();
+    h.scheduler.advance(1.6);  // a focused-window change quarantines for 1.5 s
+    h.logic.clickTrack(9);
+    h.scheduler.advance(1.5);
+    ASSERT_FALSE(h.emitted.empty());
+    EXPECT_EQ(h.emitted.back().selection.index, 9);
+
+    h.logic.setProjectName("Cue");
+    h.scheduler.advance(1.6);
+    h.clearRecords();
+    h.logic.clickTrack(11);
+    h.scheduler.advance(1.5);  // well before the 30 s re-anchor
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{11}));
+    EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), h.logic.windowTitle());
+}
+
+TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
+    auto& h = start();
+    const auto arrange = h.logic.windowTitle();
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.openPluginWindow(3);
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.closePluginWindow();
+    h.logic.openModal("Delete Track?", SimulatedModalKind::dialog);
+    h.scheduler.runUntilIdle();
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);  // quarantined
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.dismissModal();
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.clickTrack(4);
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.emitted.back().selection.index, 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Logic, LogicObserverProfile,
+    ::testing::Values(Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
+                              SimulatedLogicNotifications::none, 0.35},
+                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::de,
+                              SimulatedLogicNotifications::none, 0.35},
+                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::ja,
+                              SimulatedLogicNotifications::none, 0.35},
+                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::ko,
+                              SimulatedLogicNotifications::none, 0.35},
+                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
+                              SimulatedLogicNotifications::table, 0.02},
+                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
+                              SimulatedLogicNotifications::none, 0.6},
+                      Profile{SimulatedLogicVersion::logic10, SimulatedLogicLocale::en,
+                              SimulatedLogicNotifications::table, 0.0},
+                      Profile{SimulatedLogicVersion::logic10, SimulatedLogicLocale::en,
+                              SimulatedLogicNotifications::table, 0.35}),
+    profileName);
+
+TEST(LogicObserverLogic12, FirstWindowListReadFailingIsAskedAgain) {
+    SimulatedLogicOptions options;  // Logic 12: the first AXWindows read fails
+    LogicObserverHarness h(options, 6);
+    h.logic.openPluginWindow(2);  // AXMainWindow is the plug-in: the window list is needed
+    h.start();
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), "Song - Tracks");
+    EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
+}
+
+}  // namespace
+}  // namespace tessiva
