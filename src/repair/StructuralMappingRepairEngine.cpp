@@ -1,0 +1,174 @@
+#include "repair/StructuralMappingRepairEngine.h"
+
+#include <algorithm>
+
+#include "repair/BlockMoveDetectors.h"
+#include "repair/CheckedArithmetic.h"
+#include "repair/OffsetCandidates.h"
+#include "repair/RepairInputs.h"
+#include "repair/TrackAnchors.h"
+
+namespace tessiva {
+
+using repair::Candidate;
+
+namespace {
+
+std::string listed(const std::vector<Candidate>& candidates, bool withKind) {
+    std::string text;
+    for (std::size_t i = 0; i < candidates.size() && i < 4; ++i) {
+        if (i > 0)
+            text += " | ";
+        if (withKind)
+            text += std::string(name(candidates[i].repair.kind)) + ":";
+        text += std::to_string(candidates[i].score) + " " + candidates[i].detail;
+    }
+    return text;
+}
+
+void sortByScore(std::vector<Candidate>& candidates) {
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const Candidate& a, const Candidate& b) {
+                         if (a.score != b.score)
+                             return a.score > b.score;
+                         return a.repair.summary < b.repair.summary;
+                     });
+}
+
+// The combined names the visibility-only test checks against: ownership anchors (or the visible
+// baseline when there are none) overlaid with the visible-baseline anchors.
+RowMap knownNames(const StructuralMappingRepairEngine::State& state, const RowMap& baseline) {
+    RowMap known = repair::anchorsOf(state.ownershipBaseline);
+    if (known.empty())
+        known = baseline;
+    for (const auto& [row, name] : baseline)
+        known[row] = name;
+    return known;
+}
+
+}  // namespace
+
+void StructuralMappingRepairEngine::replaceVisibleBaseline(RowMap anchors) {
+    state.visibleBaseline = std::move(anchors);
+    if (state.visibleBaseline.empty())
+        return;
+    const auto& [row, name] = *state.visibleBaseline.rbegin();
+    const std::string normalized = repair::normalizedTrackName(name);
+    if (!normalized.empty()) {
+        state.terminalAnchorIndex = row;
+        state.terminalAnchorName = normalized;
+    }
+}
+
+void StructuralMappingRepairEngine::acceptBaseline(const RowMap& snapshot,
+                                                   const std::set<int>& mappedIndices,
+                                                   std::string_view reason) {
+    RowMap anchors = repair::anchorsOf(snapshot);
+    if (anchors.empty())
+        return;
+    if (repair::shouldReplaceOwnershipBaseline(repair::anchorsOf(state.ownershipBaseline), anchors,
+                                               mappedIndices, reason))
+        state.ownershipBaseline = anchors;
+    state.maxObservedIndex = anchors.rbegin()->first;
+    replaceVisibleBaseline(std::move(anchors));
+}
+
+StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
+    const Evidence& evidence) {
+    const RowMap current = repair::anchorsOf(evidence.currentVisibleSnapshot);
+    if (current.empty())
+        return Decision::hold("Current Logic visible-anchor snapshot is empty.");
+    if (!state.maxObservedIndex || state.visibleBaseline.empty()) {
+        acceptBaseline(current, evidence.mappedIndices, "first structural evidence");
+        return Decision::noChange(
+            "Accepted first structural evidence as the reconciliation baseline.");
+    }
+    const RowMap baseline = repair::anchorsOf(state.visibleBaseline);
+    if (baseline.empty())
+        return Decision::hold("Trusted visible-anchor baseline is empty.");
+    if (repair::sameAnchors(baseline, current)) {
+        state.maxObservedIndex = current.rbegin()->first;
+        replaceVisibleBaseline(current);
+        return Decision::noChange(
+            "Settled Logic snapshot matches the trusted reconciliation baseline.");
+    }
+
+    const int delta = repair::checkedSub(current.rbegin()->first, *state.maxObservedIndex);
+    const repair::RepairInputs inputs(state, evidence, baseline, current);
+    std::vector<Candidate> candidates;
+    if (delta == 0) {
+        if (repair::isVisibilityOnlyChange(baseline, current, evidence.mappedIndices,
+                                           evidence.mappedNamesByIndex,
+                                           knownNames(state, baseline))) {
+            state.maxObservedIndex = current.rbegin()->first;
+            replaceVisibleBaseline(current);
+            return Decision::noChange("Accepted AX visibility-only structural baseline refresh.");
+        }
+        std::vector<Candidate> rotations = repair::exactRotationCandidates(inputs);
+        if (rotations.size() > 1) {
+            return Decision::hold("Exact visible block rotation remained ambiguous. candidates=" +
+                                  listed(rotations, false));
+        }
+        std::optional<Candidate> exact;
+        if (rotations.size() == 1)
+            exact = std::move(rotations.front());
+        if (!exact)
+            exact = repair::crossedOverSwap(inputs);
+        if (!exact)
+            exact = repair::mappedRangeRotation(inputs);
+        if (exact) {
+            AppliedRepair repair = std::move(exact->repair);
+            state.visibleBaseline = repair.newVisibleBaseline;
+            state.ownershipBaseline = repair.newOwnershipBaseline;
+            state.maxObservedIndex = repair.newMaxObservedIndex;
+            replaceVisibleBaseline(state.visibleBaseline);
+            return Decision::apply(std::move(repair));
+        }
+        candidates = repair::generalBlockMoveCandidates(inputs);
+    } else if (delta > 0) {
+        candidates = repair::insertionCandidates(inputs, delta);
+    } else {
+        candidates = repair::deletionCandidates(inputs, repair::checkedSub(0, delta));
+    }
+
+    if (candidates.empty()) {
+        const char* word = delta > 0 ? "insertion" : delta < 0 ? "deletion" : "reorder/block move";
+        return Decision::hold(
+            std::string("No watertight ") + word +
+            " candidate explained the visible anchors. delta=" + std::to_string(delta) + ".");
+    }
+    sortByScore(candidates);
+    const int best = candidates.front().score;
+    const int runnerUp = candidates.size() > 1 ? candidates[1].score : 0;
+    if (best < kMinimumWinningScore) {
+        return Decision::hold("Best structural candidate was too weak: score=" +
+                              std::to_string(best) + ". " + candidates.front().detail);
+    }
+    if (best - runnerUp < kMinimumLead) {
+        return Decision::hold("Structural edit remained ambiguous. candidates=" +
+                              listed(candidates, true));
+    }
+
+    const Candidate& winner = candidates.front();
+    if (delta != 0) {
+        const int k = delta > 0 ? delta : repair::checkedSub(0, delta);
+        for (std::size_t i = 1; i < candidates.size(); ++i) {
+            if (candidates[i].exact &&
+                !repair::offsetsMoveMappingsAlike(inputs, winner, candidates[i], k, delta < 0)) {
+                return Decision::hold("Structural edit remained ambiguous. candidates=" +
+                                      listed(candidates, true));
+            }
+        }
+    }
+    AppliedRepair repair =
+        delta > 0   ? repair::completedInsertion(inputs, winner, delta)
+        : delta < 0 ? repair::completedDeletion(inputs, winner, repair::checkedSub(0, delta))
+                    : winner.repair;
+    state.visibleBaseline = repair.newVisibleBaseline;
+    state.ownershipBaseline = repair.newOwnershipBaseline;
+    state.maxObservedIndex = repair.newMaxObservedIndex;
+    replaceVisibleBaseline(state.visibleBaseline);
+    return Decision::apply(std::move(repair));
+}
+
+}  // namespace tessiva
