@@ -126,10 +126,11 @@ std::vector<Candidate> insertionCandidates(const RepairInputs& inputs, int k) {
         const int hiddenProjected = all.hidden;
         if (!inputs.hasHint && !atEnd && shifted == 0 && !terminalConfirmed)
             continue;
-        if (hiddenProjected > 0 && !atEnd &&
+        // An append leaves the last baseline row in place, so it must still be seen there.
+        const bool endOpen =
+            atEnd && (hiddenProjected == 0 || inputs.currentAt(maxRow) == inputs.baselineIdAt(maxRow));
+        if (hiddenProjected > 0 && !endOpen &&
             !(shifted >= 2 && inputs.sparseVisibility && terminalConfirmed))
-            continue;
-        if (atEnd && inputs.mappedBeyondTrustedMax)
             continue;
 
         const int lastInserted = checkedAdd(p, k - 1);
@@ -165,6 +166,7 @@ std::vector<Candidate> insertionCandidates(const RepairInputs& inputs, int k) {
                            " sparseVisibility=" + boolText(inputs.sparseVisibility);
         candidate.offsetStart = p;
         candidate.exact = hiddenProjected == 0 && explained == inputs.currentAnchorCount;
+        candidate.mayWin = !(atEnd && inputs.mappedBeyondTrustedMax);
         candidates.push_back(std::move(candidate));
     }
     return candidates;
@@ -202,10 +204,12 @@ std::vector<Candidate> deletionCandidates(const RepairInputs& inputs, int k) {
         const int hiddenProjected = all.hidden;
         if (shifted == 0 && !atEnd && !terminalConfirmed)
             continue;
-        if (hiddenProjected > 0 && !atEnd &&
+        // Rows cut from the end leave the highest shown row in place, so it must be seen there.
+        const bool endOpen =
+            atEnd && (hiddenProjected == 0 ||
+                      inputs.currentAt(inputs.currentMax) == inputs.baselineIdAt(inputs.currentMax));
+        if (hiddenProjected > 0 && !endOpen &&
             !(shifted >= 2 && inputs.sparseVisibility && terminalConfirmed))
-            continue;
-        if (atEnd && mFirst < inputs.mapped.size())
             continue;
 
         const int ownershipDeleted = static_cast<int>(oAfter - oFirst);
@@ -244,6 +248,7 @@ std::vector<Candidate> deletionCandidates(const RepairInputs& inputs, int k) {
                            " exactOwnershipBlock=" + boolText(exactOwnershipBlock);
         candidate.offsetStart = s;
         candidate.exact = hiddenProjected == 0 && all.confirmed == inputs.currentAnchorCount;
+        candidate.mayWin = !(atEnd && mFirst < inputs.mapped.size());
         candidates.push_back(std::move(candidate));
     }
     return candidates;

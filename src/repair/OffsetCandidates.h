@@ -27,11 +27,14 @@ namespace tessiva::repair {
 //   true when every deleted row is such a row.
 //
 // Holds beyond the scores (a hold only delays output; a wrong remap sends the wrong bank):
-// - A deletion of the last rows that would remove or move a mapping is not a candidate: the same
-//   capture results from collapsing a Track Stack whose header is the last shown row.
-// - An insertion after the trusted maximum is not a candidate while mappings sit beyond that
-//   maximum: those rows hide behind the last shown header, and the "new" rows may be that stack
-//   opening.
+// - A deletion of the last rows that would remove or move a mapping never wins: the same capture
+//   results from collapsing a Track Stack whose header is the last shown row. It stays in the
+//   list, so a rival that disagrees with it is held as ambiguous.
+// - An insertion after the trusted maximum never wins while mappings sit beyond that maximum:
+//   those rows hide behind the last shown header, and the "new" rows may be that stack opening.
+// - The end-of-list exemption from the hidden-row rule holds only while the row before the block
+//   (the trusted maximum for an append, the highest shown row for a cut) is still seen with its
+//   baseline name; otherwise a stack closed over the edit and the end explanation is dropped.
 // - When another exact explanation (checks 1 and 2 above both pass) would move some mapping
 //   differently from the winner, the engine holds whatever the scores say: the two differ only
 //   in which of identically named tracks a mapping follows, which no capture can settle, and the

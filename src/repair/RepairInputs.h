@@ -40,6 +40,9 @@ struct Candidate {
     // Every projected anchor is seen where the explanation puts it and every shown anchor is
     // accounted for.
     bool exact = false;
+    // False for an explanation that a Track Stack opening or closing at the end of the list
+    // mimics: it still makes rival explanations ambiguous but never wins itself.
+    bool mayWin = true;
 };
 
 // What a projected row finds in the current capture.

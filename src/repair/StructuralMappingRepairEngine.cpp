@@ -150,6 +150,10 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
     }
 
     const Candidate& winner = candidates.front();
+    if (!winner.mayWin) {
+        return Decision::hold("Structural edit remained ambiguous. candidates=" +
+                              listed(candidates, true));
+    }
     if (delta != 0) {
         const int k = delta > 0 ? delta : repair::checkedSub(0, delta);
         for (std::size_t i = 1; i < candidates.size(); ++i) {
