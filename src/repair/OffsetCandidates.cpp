@@ -127,8 +127,8 @@ std::vector<Candidate> insertionCandidates(const RepairInputs& inputs, int k) {
         if (!inputs.hasHint && !atEnd && shifted == 0 && !terminalConfirmed)
             continue;
         // An append leaves the last baseline row in place, so it must still be seen there.
-        const bool endOpen =
-            atEnd && (hiddenProjected == 0 || inputs.currentAt(maxRow) == inputs.baselineIdAt(maxRow));
+        const bool endOpen = atEnd && (hiddenProjected == 0 ||
+                                       inputs.currentAt(maxRow) == inputs.baselineIdAt(maxRow));
         if (hiddenProjected > 0 && !endOpen &&
             !(shifted >= 2 && inputs.sparseVisibility && terminalConfirmed))
             continue;
@@ -206,8 +206,8 @@ std::vector<Candidate> deletionCandidates(const RepairInputs& inputs, int k) {
             continue;
         // Rows cut from the end leave the highest shown row in place, so it must be seen there.
         const bool endOpen =
-            atEnd && (hiddenProjected == 0 ||
-                      inputs.currentAt(inputs.currentMax) == inputs.baselineIdAt(inputs.currentMax));
+            atEnd && (hiddenProjected == 0 || inputs.currentAt(inputs.currentMax) ==
+                                                  inputs.baselineIdAt(inputs.currentMax));
         if (hiddenProjected > 0 && !endOpen &&
             !(shifted >= 2 && inputs.sparseVisibility && terminalConfirmed))
             continue;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "repair/BlockMoveDetectors.h"
+#include "repair/CandidateRanking.h"
 #include "repair/CheckedArithmetic.h"
 #include "repair/OffsetCandidates.h"
 #include "repair/RepairInputs.h"
@@ -13,27 +14,6 @@ namespace tessiva {
 using repair::Candidate;
 
 namespace {
-
-std::string listed(const std::vector<Candidate>& candidates, bool withKind) {
-    std::string text;
-    for (std::size_t i = 0; i < candidates.size() && i < 4; ++i) {
-        if (i > 0)
-            text += " | ";
-        if (withKind)
-            text += std::string(name(candidates[i].repair.kind)) + ":";
-        text += std::to_string(candidates[i].score) + " " + candidates[i].detail;
-    }
-    return text;
-}
-
-void sortByScore(std::vector<Candidate>& candidates) {
-    std::stable_sort(candidates.begin(), candidates.end(),
-                     [](const Candidate& a, const Candidate& b) {
-                         if (a.score != b.score)
-                             return a.score > b.score;
-                         return a.repair.summary < b.repair.summary;
-                     });
-}
 
 // The combined names the visibility-only test checks against: ownership anchors (or the visible
 // baseline when there are none) overlaid with the visible-baseline anchors.
@@ -107,7 +87,7 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
         std::vector<Candidate> rotations = repair::exactRotationCandidates(inputs);
         if (rotations.size() > 1) {
             return Decision::hold("Exact visible block rotation remained ambiguous. candidates=" +
-                                  listed(rotations, false));
+                                  repair::listedCandidates(rotations, false));
         }
         std::optional<Candidate> exact;
         if (rotations.size() == 1)
@@ -137,22 +117,12 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
             std::string("No watertight ") + word +
             " candidate explained the visible anchors. delta=" + std::to_string(delta) + ".");
     }
-    sortByScore(candidates);
-    const int best = candidates.front().score;
-    const int runnerUp = candidates.size() > 1 ? candidates[1].score : 0;
-    if (best < kMinimumWinningScore) {
-        return Decision::hold("Best structural candidate was too weak: score=" +
-                              std::to_string(best) + ". " + candidates.front().detail);
-    }
-    if (best - runnerUp < kMinimumLead) {
-        return Decision::hold("Structural edit remained ambiguous. candidates=" +
-                              listed(candidates, true));
-    }
-
+    if (auto held = repair::rankAndFindHold(candidates))
+        return Decision::hold(std::move(*held));
     const Candidate& winner = candidates.front();
     if (!winner.mayWin) {
         return Decision::hold("Structural edit remained ambiguous. candidates=" +
-                              listed(candidates, true));
+                              repair::listedCandidates(candidates, true));
     }
     if (delta != 0) {
         const int k = delta > 0 ? delta : repair::checkedSub(0, delta);
@@ -160,7 +130,7 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
             if (candidates[i].exact &&
                 !repair::offsetsMoveMappingsAlike(inputs, winner, candidates[i], k, delta < 0)) {
                 return Decision::hold("Structural edit remained ambiguous. candidates=" +
-                                      listed(candidates, true));
+                                      repair::listedCandidates(candidates, true));
             }
         }
     }

@@ -200,8 +200,13 @@ bool GeneratedTrackList::removeTracks() {
         }
     }
     // Members whose header went with the block become top-level tracks.
+    std::set<int> headers;
+    for (const Track& track : tracks_) {
+        if (track.isHeader)
+            headers.insert(track.id);
+    }
     for (Track& track : tracks_) {
-        if (track.stackHeader >= 0 && rowOf(track.stackHeader) == 0)
+        if (track.stackHeader >= 0 && !headers.contains(track.stackHeader))
             track.stackHeader = -1;
     }
     return true;
