@@ -8,7 +8,20 @@
 namespace tessiva::repair {
 
 std::string normalizedTrackName(std::string_view name) {
-    return text::lightNormalizedTrackName(name);
+    // Most names are plain ASCII: trim them here and leave Unicode white space to the text
+    // helpers, which a 2,000-row capture would otherwise pay for on every row.
+    const bool ascii = std::all_of(name.begin(), name.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (!ascii)
+        return text::lightNormalizedTrackName(name);
+    const auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    std::size_t first = 0;
+    std::size_t last = name.size();
+    while (first < last && isSpace(name[first]))
+        ++first;
+    while (last > first && isSpace(name[last - 1]))
+        --last;
+    return std::string(name.substr(first, last - first));
 }
 
 bool namesEquivalent(std::string_view a, std::string_view b) {
@@ -33,8 +46,9 @@ RowMap anchorsOf(const RowMap& rows) {
 bool sameAnchors(const RowMap& a, const RowMap& b) {
     if (a.size() != b.size())
         return false;
+    // Anchor names are normalised already.
     return std::equal(a.begin(), a.end(), b.begin(), [](const auto& left, const auto& right) {
-        return left.first == right.first && namesEquivalent(left.second, right.second);
+        return left.first == right.first && !left.second.empty() && left.second == right.second;
     });
 }
 
@@ -83,7 +97,7 @@ namespace {
 bool containsAnchors(const RowMap& outer, const RowMap& inner) {
     for (const auto& [row, name] : inner) {
         const auto found = outer.find(row);
-        if (found == outer.end() || !namesEquivalent(found->second, name))
+        if (found == outer.end() || found->second != name)
             return false;
     }
     return true;
@@ -112,7 +126,7 @@ bool isVisibilityOnlyChange(const RowMap& baselineAnchors, const RowMap& current
                 return false;
         }
         const auto known = knownNames.find(row);
-        if (known != knownNames.end() && !namesEquivalent(known->second, name))
+        if (known != knownNames.end() && known->second != name)
             return false;
     }
     return true;

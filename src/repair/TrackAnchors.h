@@ -22,7 +22,7 @@ bool namesEquivalent(std::string_view a, std::string_view b);
 // Entries with row >= 1 and a non-empty normalised name, keeping the normalised name.
 RowMap anchorsOf(const RowMap& rows);
 
-// Same anchor rows with equivalent names at every row.
+// Same anchor rows with equivalent names at every row (both arguments are anchor maps).
 bool sameAnchors(const RowMap& a, const RowMap& b);
 
 // Highest row of a row map; absent when empty.
@@ -39,7 +39,8 @@ bool shouldReplaceOwnershipBaseline(const RowMap& existing, const RowMap& newAnc
                                     const std::set<int>& mappedRows, std::string_view reason);
 
 // Whether baseline anchors and current anchors show the same track list with only Track Stack
-// visibility changed (see the .cpp for the conditions). `mappedNamesByIndex` are the names the
+// visibility changed (see the .cpp for the conditions). All maps but `mappedNamesByIndex` are
+// anchor maps. `mappedNamesByIndex` are the names the
 // mappings recorded; `knownNames` are the ownership anchors (or the visible baseline when there
 // are none) overlaid with the visible-baseline anchors.
 bool isVisibilityOnlyChange(const RowMap& baselineAnchors, const RowMap& currentAnchors,
