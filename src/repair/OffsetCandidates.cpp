@@ -136,6 +136,9 @@ std::vector<Candidate> insertionCandidates(const RepairInputs& inputs, int k) {
         const int lastInserted = checkedAdd(p, k - 1);
         const int explained =
             checkedAdd(all.confirmed, inputs.currentAnchorsBetween(p, lastInserted));
+        // A shown track the projection does not account for means more happened than this edit.
+        if (explained != inputs.currentAnchorCount)
+            continue;
         const int further =
             furtherConfirmations(inputs, all, explained, mapped.stay[m] + mapped.moved[m], owned);
         int score = 70 + std::min(18 * shifted, 80) + std::min(4 * stableBefore, 30) + 4 * further;
@@ -212,6 +215,8 @@ std::vector<Candidate> deletionCandidates(const RepairInputs& inputs, int k) {
             !(shifted >= 2 && inputs.sparseVisibility && terminalConfirmed))
             continue;
 
+        if (all.confirmed != inputs.currentAnchorCount)
+            continue;
         const int ownershipDeleted = static_cast<int>(oAfter - oFirst);
         const bool exactOwnershipBlock = ownershipDeleted == k;
         const int further = furtherConfirmations(inputs, all, all.confirmed,

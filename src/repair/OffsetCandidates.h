@@ -35,6 +35,10 @@ namespace tessiva::repair {
 // - The end-of-list exemption from the hidden-row rule holds only while the row before the block
 //   (the trusted maximum for an append, the highest shown row for a cut) is still seen with its
 //   baseline name; otherwise a stack closed over the edit and the end explanation is dropped.
+// - A candidate that leaves a shown anchor unexplained (neither a projected baseline anchor nor,
+//   for an insertion, a row of the inserted block) is not a candidate: the capture shows more
+//   than this edit, typically a stack opened or a second edit, and hidden baseline rows projected
+//   onto those shown rows raise no contradiction.
 // - When another exact explanation (checks 1 and 2 above both pass) would move some mapping
 //   differently from the winner, the engine holds whatever the scores say: the two differ only
 //   in which of identically named tracks a mapping follows, which no capture can settle, and the

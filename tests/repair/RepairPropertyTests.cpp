@@ -230,11 +230,12 @@ struct PropertyRun {
 
 // Cases that once produced a wrong application under the unamended rules (a trailing stack
 // closing over a repeated name, an append that hid the last row, a deletion between repeated
-// names, block moves into rows a stack hid, a rename plus a copied name).
+// names, block moves into rows a stack hid, a rename plus a copied name, two edits whose shown
+// rows a single deletion left unexplained).
 TEST(StructuralRepairProperty, FormerlyWrongCasesStayRight) {
     PropertyRun run;
-    for (const unsigned long seed :
-         {20262446ul, 20265773ul, 20269612ul, 20276382ul, 426271ul, 430388ul}) {
+    for (const unsigned long seed : {20262446ul, 20265773ul, 20269612ul, 20276382ul, 426271ul,
+                                     430388ul, 48152ul, 83021ul, 85848ul, 106572ul}) {
         run.runCase(seed);
     }
     EXPECT_EQ(run.wrong, 0) << run.firstFailure;
