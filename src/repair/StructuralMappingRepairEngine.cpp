@@ -63,7 +63,12 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
         return Decision::noChange(
             "Accepted first structural evidence as the reconciliation baseline.");
     }
-    const RowMap baseline = repair::anchorsOf(state.visibleBaseline);
+    // The trusted baseline is kept as anchors; normalise only a state set from elsewhere.
+    RowMap normalizedBaseline;
+    const bool baselineIsAnchors = repair::isAnchorMap(state.visibleBaseline);
+    if (!baselineIsAnchors)
+        normalizedBaseline = repair::anchorsOf(state.visibleBaseline);
+    const RowMap& baseline = baselineIsAnchors ? state.visibleBaseline : normalizedBaseline;
     if (baseline.empty())
         return Decision::hold("Trusted visible-anchor baseline is empty.");
     if (repair::sameAnchors(baseline, current)) {
@@ -97,12 +102,7 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
         if (!exact)
             exact = repair::mappedRangeRotation(inputs);
         if (exact) {
-            AppliedRepair repair = std::move(exact->repair);
-            state.visibleBaseline = repair.newVisibleBaseline;
-            state.ownershipBaseline = repair.newOwnershipBaseline;
-            state.maxObservedIndex = repair.newMaxObservedIndex;
-            replaceVisibleBaseline(state.visibleBaseline);
-            return Decision::apply(std::move(repair));
+            return applied(std::move(exact->repair));
         }
         candidates = repair::generalBlockMoveCandidates(inputs);
     } else if (delta > 0) {
@@ -138,10 +138,14 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
         delta > 0   ? repair::completedInsertion(inputs, winner, delta)
         : delta < 0 ? repair::completedDeletion(inputs, winner, repair::checkedSub(0, delta))
                     : winner.repair;
-    state.visibleBaseline = repair.newVisibleBaseline;
+    return applied(std::move(repair));
+}
+
+StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::applied(
+    AppliedRepair repair) {
     state.ownershipBaseline = repair.newOwnershipBaseline;
     state.maxObservedIndex = repair.newMaxObservedIndex;
-    replaceVisibleBaseline(state.visibleBaseline);
+    replaceVisibleBaseline(repair.newVisibleBaseline);
     return Decision::apply(std::move(repair));
 }
 

@@ -95,6 +95,8 @@ class StructuralMappingRepairEngine {
 
   private:
     void replaceVisibleBaseline(RowMap anchors);
+    // Trusts the repair's baselines and returns it as the decision.
+    Decision applied(AppliedRepair repair);
 };
 
 inline constexpr std::array<std::string_view,

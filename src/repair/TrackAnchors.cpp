@@ -43,6 +43,17 @@ RowMap anchorsOf(const RowMap& rows) {
     return anchors;
 }
 
+bool isAnchorMap(const RowMap& rows) {
+    const auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    return std::all_of(rows.begin(), rows.end(), [&](const auto& entry) {
+        const std::string& name = entry.second;
+        return entry.first >= 1 && !name.empty() && !isSpace(name.front()) &&
+               !isSpace(name.back()) && std::all_of(name.begin(), name.end(), [](char c) {
+                   return static_cast<unsigned char>(c) < 0x80;
+               });
+    });
+}
+
 bool sameAnchors(const RowMap& a, const RowMap& b) {
     if (a.size() != b.size())
         return false;

@@ -22,6 +22,10 @@ bool namesEquivalent(std::string_view a, std::string_view b);
 // Entries with row >= 1 and a non-empty normalised name, keeping the normalised name.
 RowMap anchorsOf(const RowMap& rows);
 
+// Whether every entry is already an anchor in normalised form (checked without allocating for
+// plain ASCII names; any other name answers false).
+bool isAnchorMap(const RowMap& rows);
+
 // Same anchor rows with equivalent names at every row (both arguments are anchor maps).
 bool sameAnchors(const RowMap& a, const RowMap& b);
 
