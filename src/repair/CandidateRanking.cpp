@@ -16,13 +16,25 @@ std::string listedCandidates(const std::vector<Candidate>& candidates, bool with
     return text;
 }
 
-std::optional<std::string> rankAndFindHold(std::vector<Candidate>& candidates) {
+std::optional<std::string> rankAndFindHold(std::vector<Candidate>& candidates,
+                                           const SameRepair& sameRepair) {
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const Candidate& a, const Candidate& b) {
                          if (a.score != b.score)
                              return a.score > b.score;
                          return a.repair.summary < b.repair.summary;
                      });
+    if (sameRepair) {
+        std::vector<Candidate> unique;
+        for (Candidate& candidate : candidates) {
+            const bool duplicate =
+                std::any_of(unique.begin(), unique.end(),
+                            [&](const Candidate& kept) { return sameRepair(kept, candidate); });
+            if (!duplicate)
+                unique.push_back(std::move(candidate));
+        }
+        candidates = std::move(unique);
+    }
     if (candidates.empty())
         return "No structural candidate survived scoring.";
     const int best = candidates.front().score;

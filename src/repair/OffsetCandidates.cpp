@@ -261,6 +261,8 @@ std::vector<Candidate> deletionCandidates(const RepairInputs& inputs, int k) {
 
 bool offsetsMoveMappingsAlike(const RepairInputs& inputs, const Candidate& a, const Candidate& b,
                               int k, bool deletion) {
+    if (a.offsetStart == b.offsetStart)
+        return true;
     const int low = std::min(a.offsetStart, b.offsetStart);
     int high = std::max(a.offsetStart, b.offsetStart);
     if (deletion)

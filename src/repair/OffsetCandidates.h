@@ -46,9 +46,9 @@ namespace tessiva::repair {
 std::vector<Candidate> insertionCandidates(const RepairInputs& inputs, int k);
 std::vector<Candidate> deletionCandidates(const RepairInputs& inputs, int k);
 
-// Whether two candidates of one family (insertions, or deletions when `deletion`) of k rows move
-// every mapping the same way: no mapped row lies between their start rows (for deletions, up to
-// the later block's end).
+// Whether two candidates of one family (the engine counts such candidates as one repair)
+// (insertions, or deletions when `deletion`) of k rows move every mapping the same way: no mapped
+// row lies between their start rows (for deletions, up to the later block's end).
 bool offsetsMoveMappingsAlike(const RepairInputs& inputs, const Candidate& a, const Candidate& b,
                               int k, bool deletion);
 

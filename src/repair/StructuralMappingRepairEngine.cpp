@@ -117,7 +117,17 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
             std::string("No watertight ") + word +
             " candidate explained the visible anchors. delta=" + std::to_string(delta) + ".");
     }
-    if (auto held = repair::rankAndFindHold(candidates))
+    // Offsets that move every mapping the same way are one repair (a same-named copy next to its
+    // original can be either row); the check for disagreeing exact rivals still sees them all.
+    const int k = delta >= 0 ? delta : repair::checkedSub(0, delta);
+    const std::vector<Candidate> all = delta != 0 ? candidates : std::vector<Candidate>{};
+    repair::SameRepair sameRepair;
+    if (delta != 0) {
+        sameRepair = [&](const Candidate& a, const Candidate& b) {
+            return repair::offsetsMoveMappingsAlike(inputs, a, b, k, delta < 0);
+        };
+    }
+    if (auto held = repair::rankAndFindHold(candidates, sameRepair))
         return Decision::hold(std::move(*held));
     const Candidate& winner = candidates.front();
     if (!winner.mayWin) {
@@ -125,10 +135,9 @@ StructuralMappingRepairEngine::Decision StructuralMappingRepairEngine::evaluate(
                               repair::listedCandidates(candidates, true));
     }
     if (delta != 0) {
-        const int k = delta > 0 ? delta : repair::checkedSub(0, delta);
-        for (std::size_t i = 1; i < candidates.size(); ++i) {
-            if (candidates[i].exact &&
-                !repair::offsetsMoveMappingsAlike(inputs, winner, candidates[i], k, delta < 0)) {
+        for (const Candidate& rival : all) {
+            if (rival.exact &&
+                !repair::offsetsMoveMappingsAlike(inputs, winner, rival, k, delta < 0)) {
                 return Decision::hold("Structural edit remained ambiguous. candidates=" +
                                       repair::listedCandidates(candidates, true));
             }

@@ -239,6 +239,26 @@ TEST(StructuralRepairEngine, DeletionBetweenRepeatedNamesHolds) {
         << decision.text;
 }
 
+TEST(StructuralRepairEngine, DuplicatedTrackAppliesOnlyWhenNoMappingDependsOnWhichCopy) {
+    // Logic shows two "Bass" rows after duplicating one; which is the copy matters only to a
+    // mapping on "Bass" itself.
+    const RowMap before = rows({"Piano", "Bass", "Strings", "Choir"});
+    const RowMap after = rows({"Piano", "Bass", "Bass", "Strings", "Choir"});
+    {
+        const RowMap mapped = rows({"Piano", "-", "Strings"});
+        Engine engine = engineWith(before, mapped);
+        const auto decision = engine.evaluate(evidence(after, mapped));
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{3, 4}}));
+    }
+    {
+        const RowMap mapped = rows({"Piano", "Bass", "Strings"});
+        Engine engine = engineWith(before, mapped);
+        const auto decision = engine.evaluate(evidence(after, mapped));
+        EXPECT_EQ(decision.kind, Kind::hold) << decision.text;
+    }
+}
+
 repair::Candidate scored(int score, std::string summary) {
     repair::Candidate candidate;
     candidate.score = score;
