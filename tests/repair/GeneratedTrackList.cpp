@@ -1,0 +1,313 @@
+#include "repair/GeneratedTrackList.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+#include "repair/TrackAnchors.h"
+
+namespace tessiva::testing {
+namespace {
+
+constexpr std::array<const char*, 14> kBaseNames{"Violins",  "Violas", "Cellos", "Basses", "Horns",
+                                                 "Trumpets", "Piano",  "Harp",   "Choir",  "Synth",
+                                                 "Pad",      "Drums",  "Audio",  "Inst"};
+const std::string kNoBreakSpace = "\u00A0";
+
+}  // namespace
+
+const char* GeneratedTrackList::editName(Edit edit) {
+    static constexpr std::array<const char*, kEditCount> names{
+        "insert", "delete", "duplicate", "move block", "swap rows", "collapse/expand", "rename"};
+    return names[static_cast<std::size_t>(edit)];
+}
+
+GeneratedTrackList::GeneratedTrackList(std::mt19937& random, int trackCount) : random_(random) {
+    std::uniform_real_distribution<double> chance(0, 1);
+    while (static_cast<int>(tracks_.size()) < trackCount) {
+        const int room = trackCount - static_cast<int>(tracks_.size());
+        if (room >= 3 && chance(random_) < 0.06) {
+            Track header{nextId_++, freshName(), -1, true, chance(random_) < 0.5};
+            tracks_.push_back(header);
+            const int members = std::min(room - 1, 1 + static_cast<int>(random_() % 6));
+            for (int i = 0; i < members; ++i)
+                tracks_.push_back({nextId_++, nameLike(freshName()), header.id, false, false});
+            continue;
+        }
+        tracks_.push_back({nextId_++, nameLike(freshName()), -1, false, false});
+    }
+}
+
+std::string GeneratedTrackList::freshName() {
+    return std::string(kBaseNames[random_() % kBaseNames.size()]) + " " +
+           std::to_string(nextName_++);
+}
+
+// Mostly `base`; sometimes a repeat of an existing name, a blank, or padding Logic shows as is.
+std::string GeneratedTrackList::nameLike(const std::string& base) {
+    const unsigned roll = random_() % 100;
+    if (roll < 8 && !tracks_.empty())
+        return tracks_[random_() % tracks_.size()].name;
+    if (roll < 11)
+        return roll % 2 == 0 ? "" : " ";
+    if (roll < 13)
+        return kNoBreakSpace + base + " ";
+    if (roll < 15) {
+        std::string spaced = base;
+        const auto space = spaced.find(' ');
+        if (space != std::string::npos)
+            spaced.replace(space, 1, kNoBreakSpace);
+        return spaced;
+    }
+    return base;
+}
+
+bool GeneratedTrackList::visible(std::size_t position) const {
+    const Track& track = tracks_[position];
+    if (track.stackHeader < 0)
+        return true;
+    for (std::size_t p = position; p-- > 0;) {
+        if (tracks_[p].id == track.stackHeader)
+            return !tracks_[p].collapsed;
+    }
+    return true;
+}
+
+std::vector<std::size_t> GeneratedTrackList::visiblePositions() const {
+    std::vector<std::size_t> positions;
+    bool hiding = false;
+    for (std::size_t p = 0; p < tracks_.size(); ++p) {
+        if (tracks_[p].stackHeader < 0)
+            hiding = tracks_[p].isHeader && tracks_[p].collapsed;
+        else if (hiding)
+            continue;
+        positions.push_back(p);
+    }
+    return positions;
+}
+
+RowMap GeneratedTrackList::capture() const {
+    RowMap rows;
+    for (const std::size_t p : visiblePositions())
+        rows.emplace(static_cast<int>(p) + 1, tracks_[p].name);
+    return rows;
+}
+
+int GeneratedTrackList::rowOf(int id) const {
+    for (std::size_t p = 0; p < tracks_.size(); ++p) {
+        if (tracks_[p].id == id)
+            return static_cast<int>(p) + 1;
+    }
+    return 0;
+}
+
+bool GeneratedTrackList::hasUniqueName(int id) const {
+    const int row = rowOf(id);
+    if (row == 0)
+        return false;
+    const std::string name =
+        repair::normalizedTrackName(tracks_[static_cast<std::size_t>(row - 1)].name);
+    if (name.empty())
+        return false;
+    return std::count_if(tracks_.begin(), tracks_.end(), [&](const Track& track) {
+               return repair::normalizedTrackName(track.name) == name;
+           }) == 1;
+}
+
+std::size_t GeneratedTrackList::unitEnd(std::size_t position) const {
+    std::size_t end = position + 1;
+    if (!tracks_[position].isHeader)
+        return end;
+    while (end < tracks_.size() && tracks_[end].stackHeader == tracks_[position].id)
+        ++end;
+    return end;
+}
+
+std::vector<std::size_t> GeneratedTrackList::topLevelStarts() const {
+    std::vector<std::size_t> starts;
+    for (std::size_t p = 0; p < tracks_.size(); ++p) {
+        if (tracks_[p].stackHeader < 0)
+            starts.push_back(p);
+    }
+    return starts;
+}
+
+bool GeneratedTrackList::apply(Edit edit) {
+    lastSelected_ = 0;
+    switch (edit) {
+        case Edit::insert:
+            return insertTracks();
+        case Edit::remove:
+            return removeTracks();
+        case Edit::duplicate:
+            return duplicateTrack();
+        case Edit::moveBlock:
+            return moveBlock();
+        case Edit::swapRows:
+            return swapRows();
+        case Edit::toggleStack:
+            return toggleStack();
+        case Edit::rename:
+            return renameTrack();
+        case Edit::count:
+            break;
+    }
+    return false;
+}
+
+bool GeneratedTrackList::insertTracks() {
+    const auto shown = visiblePositions();
+    const int count = random_() % 10 == 0 ? 2 + static_cast<int>(random_() % 8)
+                                          : 1 + static_cast<int>(random_() % 3);
+    std::size_t at = 0;
+    int stack = -1;
+    if (random_() % 12 != 0) {  // after a selected track; otherwise at the top
+        const std::size_t after = shown[random_() % shown.size()];
+        const Track& anchor = tracks_[after];
+        at = anchor.isHeader && anchor.collapsed ? unitEnd(after) : after + 1;
+        if (anchor.isHeader && !anchor.collapsed)
+            stack = anchor.id;
+        else if (anchor.stackHeader >= 0)
+            stack = anchor.stackHeader;
+    }
+    for (int i = 0; i < count; ++i) {
+        Track track{nextId_++, nameLike(freshName()), stack, false, false};
+        if (i == 0)
+            lastSelected_ = track.id;
+        tracks_.insert(tracks_.begin() + static_cast<long>(at) + i, track);
+    }
+    return true;
+}
+
+bool GeneratedTrackList::removeTracks() {
+    const auto shown = visiblePositions();
+    if (shown.size() < 3)
+        return false;
+    const std::size_t count = 1 + random_() % std::min<std::size_t>(4, shown.size() - 1);
+    const std::size_t first = random_() % (shown.size() - count + 1);
+    const std::size_t from = shown[first];
+    std::size_t to = unitEnd(shown[first + count - 1]);
+    for (std::size_t i = first; i < first + count; ++i)
+        to = std::max(to, unitEnd(shown[i]));
+    if (to - from >= tracks_.size())
+        return false;
+    tracks_.erase(tracks_.begin() + static_cast<long>(from),
+                  tracks_.begin() + static_cast<long>(to));
+    for (std::size_t p = from; p < tracks_.size(); ++p) {
+        if (visible(p)) {
+            lastSelected_ = tracks_[p].id;
+            break;
+        }
+    }
+    // Members whose header went with the block become top-level tracks.
+    std::set<int> headers;
+    for (const Track& track : tracks_) {
+        if (track.isHeader)
+            headers.insert(track.id);
+    }
+    for (Track& track : tracks_) {
+        if (track.stackHeader >= 0 && !headers.contains(track.stackHeader))
+            track.stackHeader = -1;
+    }
+    return true;
+}
+
+bool GeneratedTrackList::duplicateTrack() {
+    const auto shown = visiblePositions();
+    const std::size_t source = shown[random_() % shown.size()];
+    const Track original = tracks_[source];
+    if (original.isHeader) {
+        const std::size_t end = unitEnd(source);
+        std::vector<Track> copy(tracks_.begin() + static_cast<long>(source),
+                                tracks_.begin() + static_cast<long>(end));
+        const int header = nextId_++;
+        for (Track& track : copy) {
+            track.id = track.isHeader ? header : nextId_++;
+            if (!track.isHeader)
+                track.stackHeader = header;
+        }
+        lastSelected_ = header;
+        tracks_.insert(tracks_.begin() + static_cast<long>(end), copy.begin(), copy.end());
+        return true;
+    }
+    Track copy = original;
+    copy.id = nextId_++;
+    lastSelected_ = copy.id;
+    tracks_.insert(tracks_.begin() + static_cast<long>(source) + 1, copy);
+    return true;
+}
+
+bool GeneratedTrackList::moveBlock() {
+    const auto starts = topLevelStarts();
+    if (starts.size() < 3)
+        return false;
+    const std::size_t units = 1 + random_() % std::min<std::size_t>(3, starts.size() - 1);
+    const std::size_t first = random_() % (starts.size() - units + 1);
+    const std::size_t from = starts[first];
+    const std::size_t to = unitEnd(starts[first + units - 1]);
+    std::vector<Track> block(tracks_.begin() + static_cast<long>(from),
+                             tracks_.begin() + static_cast<long>(to));
+    tracks_.erase(tracks_.begin() + static_cast<long>(from),
+                  tracks_.begin() + static_cast<long>(to));
+    const auto remaining = topLevelStarts();
+    std::vector<std::size_t> places(remaining.begin(), remaining.end());
+    places.push_back(tracks_.size());
+    std::erase(places, from);  // elsewhere than where it was
+    if (places.empty()) {
+        tracks_.insert(tracks_.begin() + static_cast<long>(from), block.begin(), block.end());
+        return false;
+    }
+    const std::size_t at = places[random_() % places.size()];
+    tracks_.insert(tracks_.begin() + static_cast<long>(at), block.begin(), block.end());
+    lastSelected_ = block.front().id;
+    return true;
+}
+
+bool GeneratedTrackList::swapRows() {
+    std::vector<std::size_t> plain;
+    for (std::size_t p = 0; p < tracks_.size(); ++p) {
+        if (tracks_[p].stackHeader < 0 && !tracks_[p].isHeader)
+            plain.push_back(p);
+    }
+    if (plain.size() < 2)
+        return false;
+    const std::size_t a = plain[random_() % plain.size()];
+    std::size_t b = plain[random_() % plain.size()];
+    if (a == b)
+        b = plain[(std::find(plain.begin(), plain.end(), a) - plain.begin() + 1) % plain.size()];
+    std::swap(tracks_[a], tracks_[b]);
+    lastSelected_ = tracks_[a].id;
+    return true;
+}
+
+bool GeneratedTrackList::toggleStack() {
+    std::vector<std::size_t> headers;
+    for (const std::size_t p : visiblePositions()) {
+        if (tracks_[p].isHeader)
+            headers.push_back(p);
+    }
+    if (headers.empty())
+        return false;
+    Track& header = tracks_[headers[random_() % headers.size()]];
+    header.collapsed = !header.collapsed;
+    lastSelected_ = header.id;
+    return true;
+}
+
+bool GeneratedTrackList::renameTrack() {
+    const auto shown = visiblePositions();
+    Track& track = tracks_[shown[random_() % shown.size()]];
+    const unsigned roll = random_() % 10;
+    if (roll < 6)
+        track.name = freshName();
+    else if (roll < 8)
+        track.name = kNoBreakSpace + track.name + "\n";
+    else if (roll < 9)
+        track.name = "";
+    else
+        track.name = tracks_[random_() % tracks_.size()].name;
+    lastSelected_ = track.id;
+    return true;
+}
+
+}  // namespace tessiva::testing

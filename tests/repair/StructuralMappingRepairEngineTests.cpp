@@ -1,0 +1,350 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <initializer_list>
+#include <string>
+
+#include "repair/CandidateRanking.h"
+#include "repair/CheckedArithmetic.h"
+#include "repair/StructuralMappingRepairEngine.h"
+#include "repair/TrackAnchors.h"
+
+namespace tessiva {
+namespace {
+
+using Engine = StructuralMappingRepairEngine;
+using Kind = Engine::Decision::Kind;
+
+// Rows 1..n; "-" leaves a row out (hidden in a collapsed stack).
+RowMap rows(std::initializer_list<const char*> names) {
+    RowMap map;
+    int row = 1;
+    for (const char* name : names) {
+        if (std::string(name) != "-")
+            map.emplace(row, name);
+        ++row;
+    }
+    return map;
+}
+
+// A capture with every listed row mapped under the name it shows.
+Engine::Evidence evidence(const RowMap& current, const RowMap& mapped) {
+    Engine::Evidence result;
+    result.currentVisibleSnapshot = current;
+    for (const auto& [row, name] : mapped) {
+        result.mappedIndices.insert(row);
+        result.mappedNamesByIndex.emplace(row, name);
+    }
+    result.reason = "test capture";
+    return result;
+}
+
+Engine engineWith(const RowMap& baseline, const RowMap& mapped) {
+    Engine engine;
+    std::set<int> mappedRows;
+    for (const auto& [row, name] : mapped)
+        mappedRows.insert(row);
+    engine.acceptBaseline(baseline, mappedRows, "profile loaded");
+    return engine;
+}
+
+TEST(StructuralRepairEngine, FirstEvidenceEmptyCapturesAndCosmeticNames) {
+    Engine engine;
+    auto decision = engine.evaluate(evidence({}, {}));
+    EXPECT_EQ(decision.kind, Kind::hold);
+    EXPECT_EQ(decision.text, "Current Logic visible-anchor snapshot is empty.");
+    EXPECT_EQ(engine.evaluate(evidence(rows({"", " \u00A0"}), {})).kind, Kind::hold);
+
+    // Whatever the first capture shows, it is trusted, not repaired.
+    decision = engine.evaluate(evidence(rows({"Piano", "-", "Bass"}), rows({"Piano"})));
+    EXPECT_EQ(decision.kind, Kind::noChange);
+    EXPECT_EQ(decision.text, "Accepted first structural evidence as the reconciliation baseline.");
+    EXPECT_EQ(engine.state.maxObservedIndex, 3);
+    EXPECT_EQ(engine.state.terminalAnchorIndex, 3);
+    EXPECT_EQ(engine.state.terminalAnchorName, "Bass");
+    EXPECT_EQ(engine.state.ownershipBaseline, rows({"Piano", "-", "Bass"}));
+
+    decision = engine.evaluate(evidence(rows({"\u00A0Piano ", "-", " Bass\n"}), {}));
+    EXPECT_EQ(decision.kind, Kind::noChange);
+    EXPECT_EQ(decision.text, "Settled Logic snapshot matches the trusted reconciliation baseline.");
+
+    engine.reset();
+    EXPECT_EQ(engine.state, Engine::State{});
+    engine.acceptBaseline(rows({"", " "}), {}, "accepted visible structural baseline");
+    EXPECT_EQ(engine.state, Engine::State{});
+}
+
+TEST(StructuralRepairEngine, StackVisibilityChangesRefreshWithoutRepair) {
+    const RowMap expanded = rows({"Piano", "Strings", "Violins", "Cellos", "Choir"});
+    const RowMap collapsed = rows({"Piano", "Strings", "-", "-", "Choir"});
+    Engine engine = engineWith(collapsed, rows({"Piano", "Strings"}));
+    const RowMap ownership = engine.state.ownershipBaseline;
+
+    auto decision = engine.evaluate(evidence(expanded, rows({"Piano", "Strings"})));
+    EXPECT_EQ(decision.kind, Kind::noChange);
+    EXPECT_EQ(decision.text, "Accepted AX visibility-only structural baseline refresh.");
+    EXPECT_EQ(engine.state.visibleBaseline, expanded);
+    EXPECT_EQ(engine.state.ownershipBaseline, ownership);
+
+    decision = engine.evaluate(evidence(collapsed, rows({"Piano", "Strings"})));
+    EXPECT_EQ(decision.kind, Kind::noChange);
+    EXPECT_EQ(decision.text, "Accepted AX visibility-only structural baseline refresh.");
+}
+
+TEST(StructuralRepairEngine, InsertionAndDeletionShiftMappings) {
+    const RowMap before = rows({"Piano", "Bass", "Strings", "Choir", "Drums"});
+    const RowMap mapped = rows({"Piano", "Bass", "-", "Choir"});
+    {
+        // Inserting "Synth" above "Bass": every mapping from Bass down follows its track.
+        Engine engine = engineWith(before, mapped);
+        auto capture =
+            evidence(rows({"Piano", "Synth", "Bass", "Strings", "Choir", "Drums"}), mapped);
+        capture.selectedHint = Engine::SelectionHint{2, "Synth"};
+        const auto decision = engine.evaluate(capture);
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        const auto& repair = *decision.repair;
+        EXPECT_EQ(repair.kind, Engine::AppliedRepair::Kind::insertionOffset);
+        EXPECT_EQ(repair.summary,
+                  "Inserted 1 Logic row(s) at row 2; shifted mappings at/after that row upward.");
+        EXPECT_EQ(repair.mappingRemap, (std::map<int, int>{{2, 3}, {4, 5}}));
+        EXPECT_EQ(repair.insertedIndices, std::vector<int>{2});
+        EXPECT_EQ(repair.newMaxObservedIndex, 6);
+        EXPECT_GE(repair.confidence, Engine::kMinimumWinningScore);
+        EXPECT_EQ(engine.state.maxObservedIndex, 6);
+        EXPECT_EQ(engine.state.terminalAnchorIndex, 6);
+        EXPECT_EQ(engine.state.ownershipBaseline.at(2), "Synth");
+    }
+    {
+        Engine engine = engineWith(before, mapped);
+        const auto decision = engine.evaluate(evidence(rows({"Piano", "Choir", "Drums"}), mapped));
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        const auto& repair = *decision.repair;
+        EXPECT_EQ(repair.kind, Engine::AppliedRepair::Kind::deletionOffset);
+        EXPECT_EQ(repair.summary,
+                  "Deleted 2 Logic row(s) from row 2; removed affected mappings "
+                  "and shifted later mappings downward.");
+        EXPECT_EQ(repair.deletedIndices, (std::vector<int>{2, 3}));
+        EXPECT_EQ(repair.mappingRemap, (std::map<int, int>{{4, 2}}));
+        EXPECT_EQ(repair.newMaxObservedIndex, 3);
+        EXPECT_EQ(engine.state.ownershipBaseline, rows({"Piano", "Choir", "Drums"}));
+    }
+}
+
+TEST(StructuralRepairEngine, HoldsKeepStateAndNameTheReason) {
+    const RowMap before = rows({"Piano", "Bass", "Strings", "Choir"});
+    const RowMap mapped = rows({"Piano", "Bass"});
+    struct Case {
+        const char* label;
+        RowMap current;
+        std::string text;
+    };
+    const Case cases[] = {
+        {"insertion that renamed a row", rows({"Piano", "Organ", "New", "Strings", "Choir"}),
+         "No watertight insertion candidate explained the visible anchors. delta=1."},
+        {"deletion that renamed a row", rows({"Organ", "Strings", "Choir"}),
+         "No watertight deletion candidate explained the visible anchors. delta=-1."},
+        {"reorder that renamed a row", rows({"Bass", "Piano", "Strings", "Organ"}),
+         "No watertight reorder/block move candidate explained the visible anchors. delta=0."},
+    };
+    for (const Case& c : cases) {
+        Engine engine = engineWith(before, mapped);
+        const Engine::State state = engine.state;
+        const auto decision = engine.evaluate(evidence(c.current, mapped));
+        EXPECT_EQ(decision.kind, Kind::hold) << c.label;
+        EXPECT_EQ(decision.text, c.text) << c.label;
+        EXPECT_EQ(engine.state, state) << c.label;
+    }
+}
+
+TEST(StructuralRepairEngine, ReordersAppliedOnlyWhenExactAndUnique) {
+    const RowMap before = rows({"A", "B", "C", "D", "E", "F"});
+    const RowMap mapped = rows({"A", "B", "C", "D", "E", "F"});
+    {
+        Engine engine = engineWith(before, mapped);
+        const auto decision =
+            engine.evaluate(evidence(rows({"A", "D", "B", "C", "E", "F"}), mapped));
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        EXPECT_EQ(decision.repair->kind, Engine::AppliedRepair::Kind::blockMove);
+        EXPECT_EQ(decision.repair->summary,
+                  "Moved Logic block rows 4 to row 2 after the visible anchor sequence rotated "
+                  "exactly.");
+        EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{2, 3}, {3, 4}, {4, 2}}));
+        EXPECT_EQ(engine.state.terminalAnchorName, "F");
+    }
+    {
+        Engine engine = engineWith(before, mapped);
+        const auto decision =
+            engine.evaluate(evidence(rows({"A", "E", "C", "D", "B", "F"}), mapped));
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        EXPECT_EQ(decision.repair->summary,
+                  "Swapped Logic rows 2 and 5 after visible mapped names crossed over exactly.");
+        EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{2, 5}, {5, 2}}));
+    }
+    {
+        // "B A A" is row 1 moved down one row or to the end: two exact rotations, no guess.
+        const RowMap repeated = rows({"A", "B", "A"});
+        Engine engine = engineWith(repeated, repeated);
+        const Engine::State state = engine.state;
+        const auto decision = engine.evaluate(evidence(rows({"B", "A", "A"}), repeated));
+        EXPECT_EQ(decision.kind, Kind::hold);
+        EXPECT_EQ(
+            decision.text.rfind("Exact visible block rotation remained ambiguous. candidates=", 0),
+            0u)
+            << decision.text;
+        EXPECT_NE(decision.text.find(" | "), std::string::npos);
+        EXPECT_EQ(engine.state, state);
+    }
+}
+
+// Captures a Track Stack opening or closing at the end of the list produce look like rows added
+// or cut at the end; the mappings on its members must stay.
+TEST(StructuralRepairEngine, EndOfListLookalikesHold) {
+    struct Case {
+        const char* label;
+        RowMap baseline;
+        RowMap current;
+        RowMap mapped;
+    };
+    const Case cases[] = {
+        {"trailing stack closed over mapped members",
+         rows({"Piano", "Bass", "Choir", "Drums", "Strings", "Violins", "Cellos"}),
+         rows({"Piano", "Bass", "Choir", "Drums", "Strings"}),
+         rows({"Piano", "-", "-", "-", "-", "Violins"})},
+        {"trailing stack closed over a repeated name",
+         rows({"Trumpets", "Piano", "Synth", "Violas", "Violas 2", "Violas"}),
+         rows({"Trumpets", "Piano", "Synth", "Violas"}),
+         rows({"-", "-", "-", "-", "Violas 2", "Violas"})},
+        {"trailing stack opened over mapped members",
+         rows({"Piano", "Bass", "Choir", "Strings", "-", "-"}),
+         rows({"Piano", "Bass", "Choir", "Strings", "Violins", "Cellos"}),
+         rows({"Piano", "-", "-", "-", "Violins", "Cellos"})},
+    };
+    for (const Case& c : cases) {
+        Engine engine = engineWith(c.baseline, c.mapped);
+        const auto decision = engine.evaluate(evidence(c.current, c.mapped));
+        EXPECT_EQ(decision.kind, Kind::hold) << c.label << ": " << decision.text;
+    }
+}
+
+TEST(StructuralRepairEngine, DeletionBetweenRepeatedNamesHolds) {
+    // Cutting rows 3-4 or rows 2-3 leaves the same capture; they disagree about the mapping on 2.
+    const RowMap before = rows({"Piano", "Inst", "Synth", "Inst", "Bass"});
+    const RowMap mapped = rows({"Piano", "Inst", "-", "-", "Bass"});
+    Engine engine = engineWith(before, mapped);
+    const auto decision = engine.evaluate(evidence(rows({"Piano", "Inst", "Bass"}), mapped));
+    EXPECT_EQ(decision.kind, Kind::hold) << decision.text;
+    EXPECT_EQ(
+        decision.text.rfind("Structural edit remained ambiguous. candidates=deletionOffset:", 0),
+        0u)
+        << decision.text;
+}
+
+TEST(StructuralRepairEngine, DuplicatedTrackAppliesOnlyWhenNoMappingDependsOnWhichCopy) {
+    // Logic shows two "Bass" rows after duplicating one; which is the copy matters only to a
+    // mapping on "Bass" itself.
+    const RowMap before = rows({"Piano", "Bass", "Strings", "Choir"});
+    const RowMap after = rows({"Piano", "Bass", "Bass", "Strings", "Choir"});
+    {
+        const RowMap mapped = rows({"Piano", "-", "Strings"});
+        Engine engine = engineWith(before, mapped);
+        const auto decision = engine.evaluate(evidence(after, mapped));
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{3, 4}}));
+    }
+    {
+        const RowMap mapped = rows({"Piano", "Bass", "Strings"});
+        Engine engine = engineWith(before, mapped);
+        const auto decision = engine.evaluate(evidence(after, mapped));
+        EXPECT_EQ(decision.kind, Kind::hold) << decision.text;
+    }
+}
+
+repair::Candidate scored(int score, std::string summary) {
+    repair::Candidate candidate;
+    candidate.score = score;
+    candidate.repair.summary = std::move(summary);
+    candidate.detail = "d" + std::to_string(score);
+    return candidate;
+}
+
+TEST(StructuralRepairRanking, ThresholdsAndOrder) {
+    struct Case {
+        std::vector<int> scores;
+        bool wins;
+    };
+    const Case cases[] = {{{100}, true},      {{99}, false},      {{130, 116}, false},
+                          {{130, 115}, true}, {{115, 130}, true}, {{120, 120}, false}};
+    for (const Case& c : cases) {
+        std::vector<repair::Candidate> candidates;
+        for (const int score : c.scores)
+            candidates.push_back(scored(score, "s" + std::to_string(score)));
+        EXPECT_EQ(!repair::rankAndFindHold(candidates).has_value(), c.wins) << c.scores.front();
+    }
+    std::vector<repair::Candidate> weak{scored(99, "x")};
+    EXPECT_EQ(repair::rankAndFindHold(weak),
+              "Best structural candidate was too weak: score=99. d99");
+
+    std::vector<repair::Candidate> tied{scored(120, "b"), scored(120, "a"), scored(90, "c"),
+                                        scored(120, "c"), scored(10, "e")};
+    EXPECT_EQ(repair::rankAndFindHold(tied),
+              "Structural edit remained ambiguous. candidates=insertionOffset:120 d120 | "
+              "insertionOffset:120 d120 | insertionOffset:120 d120 | insertionOffset:90 d90");
+    EXPECT_EQ(tied[0].repair.summary, "a");
+    EXPECT_EQ(tied[1].repair.summary, "b");
+    EXPECT_EQ(tied[2].repair.summary, "c");
+
+    std::vector<repair::Candidate> none;
+    EXPECT_EQ(repair::rankAndFindHold(none), "No structural candidate survived scoring.");
+}
+
+TEST(StructuralRepairVocabulary, OwnershipReplacementRule) {
+    const RowMap three = rows({"A", "B", "C"});
+    const RowMap two = rows({"A", "-", "C"});
+    const RowMap otherTwo = rows({"A", "B"});
+    struct Case {
+        RowMap existing;
+        RowMap next;
+        std::set<int> mapped;
+        const char* reason;
+        bool replaces;
+    };
+    const Case cases[] = {
+        {three, {}, {}, "any", false},
+        {{}, three, {}, "any", true},
+        {three, two, {}, "settled offset insertion repair", true},
+        {two, three, {1, 2, 3}, "settled offset insertion repair", false},
+        {two, otherTwo, {2}, "matching track selection", true},
+        {otherTwo, two, {2}, "matching track selection", false},
+        {two, three, {2}, "Manual mapping sync", true},
+        {three, rows({"A", "B", "C", "D"}), {3}, "Profile Loaded", true},
+        {three, rows({"-", "-", "-", "D"}), {}, "reconcile", true},
+        {rows({"A"}), rows({"-", "B", "C"}), {1}, "reconciliation", false},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(repair::shouldReplaceOwnershipBaseline(c.existing, c.next, c.mapped, c.reason),
+                  c.replaces)
+            << c.reason << " " << c.existing.size() << "->" << c.next.size();
+    }
+}
+
+TEST(StructuralRepairVocabulary, NamesAnchorsAndRanges) {
+    EXPECT_TRUE(repair::namesEquivalent("\u00A0Violins\u00A0", "Violins\n"));
+    EXPECT_FALSE(repair::namesEquivalent(" ", " "));
+    EXPECT_FALSE(repair::namesEquivalent("Violins", "violins"));
+    EXPECT_EQ(repair::anchorsOf({{0, "Zero"}, {1, " "}, {2, "\u00A0Bass"}, {-3, "Neg"}}),
+              (RowMap{{2, "Bass"}}));
+    EXPECT_EQ(repair::rowRangeText(7, 7), "7");
+    EXPECT_EQ(repair::rowRangeText(7, 9), "7-9");
+}
+
+TEST(StructuralRepairVocabularyDeathTest, RowOverflowStopsTheProgram) {
+    EXPECT_EQ(repair::checkedAdd(2, 3), 5);
+    EXPECT_DEATH(repair::checkedAdd(INT_MAX, 1), "");
+    EXPECT_DEATH(repair::checkedSub(INT_MIN, 1), "");
+    Engine engine = engineWith(rows({"A", "B"}), {});
+    engine.state.maxObservedIndex = INT_MIN;
+    EXPECT_DEATH(engine.evaluate(evidence(rows({"A", "B", "C"}), {})), "");
+}
+
+}  // namespace
+}  // namespace tessiva
