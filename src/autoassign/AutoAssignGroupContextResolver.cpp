@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <vector>
 
 #include "autoassign/AutoAssignName.h"
 
@@ -13,8 +14,15 @@ namespace {
 
 struct PreparedGroup {
     const Candidate* candidate;
-    std::set<std::string> tokens;
-    std::string normalizedName;
+    std::vector<std::string> computedTokens;  // when the candidate came without tokens
+
+    const std::vector<std::string>& tokens() const {
+        return candidate->tokens.empty() ? computedTokens : candidate->tokens;
+    }
+    bool holds(const std::string& token) const {
+        const auto& all = tokens();
+        return std::find(all.begin(), all.end(), token) != all.end();
+    }
 };
 
 bool canIdentify(const std::vector<std::string>& rowTokens) {
@@ -26,8 +34,14 @@ bool canIdentify(const std::vector<std::string>& rowTokens) {
 
 VisibleRows tokenizedRows(const RowMap& rows) {
     VisibleRows tokenized;
-    for (const auto& [index, name] : rows)
-        tokenized.emplace(index, VisibleRow{name, autoAssignTokens(name)});
+    for (const auto& [index, name] : rows) {
+        VisibleRow row{name, autoAssignTokens(name), 0};
+        std::vector<std::string_view> distinct(row.tokens.begin(), row.tokens.end());
+        std::sort(distinct.begin(), distinct.end());
+        row.distinctTokenCount = static_cast<std::size_t>(
+            std::unique(distinct.begin(), distinct.end()) - distinct.begin());
+        tokenized.emplace(index, std::move(row));
+    }
     return tokenized;
 }
 
@@ -37,13 +51,18 @@ std::optional<Resolution> resolve(int trackIndex, std::size_t trackTokenCount,
     if (trackTokenCount < kMinimumTrackTokens || candidates.empty())
         return std::nullopt;
     std::vector<PreparedGroup> groups;
-    std::set<std::string> seen;
+    groups.reserve(candidates.size());
     for (const auto& candidate : candidates) {
-        if (candidate.id.empty() || !candidate.groupName || !seen.insert(candidate.id).second)
+        if (candidate.id.empty() || !candidate.groupName)
             continue;
-        std::vector<std::string> tokens = autoAssignTokens(*candidate.groupName);
-        groups.push_back(
-            {&candidate, {tokens.begin(), tokens.end()}, joinAutoAssignTokens(tokens)});
+        const bool seen = std::any_of(groups.begin(), groups.end(), [&](const auto& group) {
+            return group.candidate->id == candidate.id;
+        });
+        if (seen)
+            continue;
+        groups.push_back({&candidate, candidate.tokens.empty()
+                                          ? autoAssignTokens(*candidate.groupName)
+                                          : std::vector<std::string>()});
     }
     std::size_t looked = 0;
     for (auto it = rows.lower_bound(trackIndex); it != rows.begin() && looked < kRowsLookedAbove;
@@ -54,15 +73,17 @@ std::optional<Resolution> resolve(int trackIndex, std::size_t trackTokenCount,
             continue;
         std::vector<const PreparedGroup*> identified;
         for (const auto& group : groups) {
+            // More distinct words than the group's name has cannot all be in it.
+            if (row.distinctTokenCount > group.tokens().size())
+                continue;
             const bool all = std::all_of(row.tokens.begin(), row.tokens.end(),
-                                         [&](const auto& t) { return group.tokens.count(t) > 0; });
+                                         [&](const auto& t) { return group.holds(t); });
             if (all)
                 identified.push_back(&group);
         }
         if (identified.size() > 1) {
-            const std::string rowName = joinAutoAssignTokens(row.tokens);
             std::erase_if(identified, [&](const PreparedGroup* group) {
-                return group->normalizedName != rowName;
+                return group->tokens() != row.tokens;
             });
         }
         if (identified.size() == 1) {

@@ -28,6 +28,8 @@ inline constexpr std::size_t kRowsLookedAbove = 64;
 struct Candidate {
     std::string id;  // the group UUID
     std::optional<std::string> groupName;
+    // The group name's tokens when the caller has them already (a run tokenises each group once).
+    std::vector<std::string> tokens;
 };
 
 struct Resolution {
@@ -43,6 +45,7 @@ struct Resolution {
 struct VisibleRow {
     std::string name;
     std::vector<std::string> tokens;
+    std::size_t distinctTokenCount = 0;
 };
 using VisibleRows = std::map<int, VisibleRow>;
 VisibleRows tokenizedRows(const RowMap& rows);

@@ -8,7 +8,7 @@
 namespace tessiva {
 
 AutoAssignTargetIndex::AutoAssignTargetIndex(std::vector<AutoAssignTarget> targets)
-    : byFamily_(kInstrumentFamilyNames.size()) {
+    : byFamily_(kInstrumentFamilyNames.size()), groupsByFamily_(kInstrumentFamilyNames.size()) {
     targets_.reserve(targets.size());
     for (auto& target : targets) {
         PreparedAutoAssignTarget prepared;
@@ -22,6 +22,10 @@ AutoAssignTargetIndex::AutoAssignTargetIndex(std::vector<AutoAssignTarget> targe
     sortedNames_.reserve(targets_.size());
     for (std::size_t i = 0; i < targets_.size(); ++i) {
         const PreparedAutoAssignTarget& t = targets_[i];
+        if (t.target.groupUUID && t.target.groupName &&
+            !groupTokens_.contains(*t.target.groupUUID)) {
+            groupTokens_.emplace(*t.target.groupUUID, autoAssignTokens(*t.target.groupName));
+        }
         const std::set<std::string> distinct(t.tokens.begin(), t.tokens.end());
         distinctTokenCounts_.push_back(distinct.size());
         if (t.normalizedName.empty())
@@ -35,6 +39,16 @@ AutoAssignTargetIndex::AutoAssignTargetIndex(std::vector<AutoAssignTarget> targe
         if (t.principal)
             byFamily_[static_cast<std::size_t>(*t.principal)].push_back(i);
         sortedNames_.emplace_back(t.normalizedName, i);
+    }
+    for (std::size_t f = 0; f < byFamily_.size(); ++f) {
+        std::set<std::string_view> seen;
+        for (std::size_t i : byFamily_[f]) {
+            const AutoAssignTarget& target = targets_[i].target;
+            if (target.groupUUID && seen.insert(*target.groupUUID).second) {
+                groupsByFamily_[f].push_back(
+                    {*target.groupUUID, target.groupName, groupTokens(*target.groupUUID)});
+            }
+        }
     }
     std::stable_sort(sortedNames_.begin(), sortedNames_.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -58,6 +72,13 @@ const std::vector<std::size_t>& AutoAssignTargetIndex::namedWithSuffix(
 
 const std::vector<std::size_t>& AutoAssignTargetIndex::holding(std::string_view token) const {
     return lookUp(byToken_, token);
+}
+
+const std::vector<std::string>& AutoAssignTargetIndex::groupTokens(
+    std::string_view groupUUID) const {
+    static const std::vector<std::string> kNone;
+    const auto found = groupTokens_.find(groupUUID);
+    return found == groupTokens_.end() ? kNone : found->second;
 }
 
 const std::vector<std::size_t>& AutoAssignTargetIndex::ofFamily(InstrumentFamily family) const {

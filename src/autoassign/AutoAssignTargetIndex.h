@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "autoassign/AutoAssignGroupContextResolver.h"
 #include "autoassign/AutoAssignTarget.h"
 #include "autoassign/PrincipalInstrument.h"
 
@@ -44,6 +45,13 @@ class AutoAssignTargetIndex {
     // Targets holding `token`.
     const std::vector<std::size_t>& holding(std::string_view token) const;
     const std::vector<std::size_t>& ofFamily(InstrumentFamily family) const;
+    // The groups of the targets of one family, each once, for the stack-header context.
+    const std::vector<AutoAssignGroupContextResolver::Candidate>& groupsOfFamily(
+        InstrumentFamily family) const {
+        return groupsByFamily_[static_cast<std::size_t>(family)];
+    }
+    // The tokens of a group's name, by group UUID; empty for an unknown group.
+    const std::vector<std::string>& groupTokens(std::string_view groupUUID) const;
     // How many distinct tokens a target has.
     std::size_t distinctTokenCount(std::size_t i) const { return distinctTokenCounts_[i]; }
 
@@ -63,7 +71,10 @@ class AutoAssignTargetIndex {
     Lists byName_;
     Lists byStem_;
     Lists byToken_;
+    std::unordered_map<std::string, std::vector<std::string>, StringHash, std::equal_to<>>
+        groupTokens_;
     std::vector<std::vector<std::size_t>> byFamily_;
+    std::vector<std::vector<AutoAssignGroupContextResolver::Candidate>> groupsByFamily_;
     // (normalised name, target) sorted by name, for prefix searches.
     std::vector<std::pair<std::string_view, std::size_t>> sortedNames_;
 };

@@ -1,8 +1,10 @@
 #include "autoassign/EstimatedCandidates.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <deque>
 #include <set>
-#include <unordered_map>
 
 #include "autoassign/AutoAssignName.h"
 #include "runtime/UUID.h"
@@ -14,29 +16,35 @@ namespace {
 struct Draft {
     std::size_t target;
     int points;
-    std::string reason;
+    // The reasons of the rules that hit, in rule order; they outlive the drafts.
+    std::array<std::string_view, 8> reasons;
+    std::size_t reasonCount;
 };
 
 // Collects rule hits, merging hits on one target.
 class Drafts {
   public:
     Drafts(const AutoAssignTrack& track, const AutoAssignTargetIndex& targets)
-        : track_(track), targets_(targets) {}
+        : track_(track), targets_(targets), positions_(targets.size(), kNone) {}
 
-    void add(std::size_t target, int points, std::string reason) {
+    void add(std::size_t target, int points, std::string_view reason) {
         const PreparedAutoAssignTarget& prepared = targets_[target];
         if (prepared.normalizedName.empty() || prepared.normalizedName == track_.normalizedName)
             return;
-        const auto [found, inserted] = positions_.try_emplace(target, drafts_.size());
-        if (inserted) {
-            drafts_.push_back({target, points, std::move(reason)});
+        std::size_t& position = positions_[target];
+        if (position == kNone) {
+            position = drafts_.size();
+            drafts_.push_back({target, points, {reason}, 1});
             return;
         }
-        Draft& draft = drafts_[found->second];
+        Draft& draft = drafts_[position];
         draft.points = std::min(kMergeCapPoints, draft.points + kMergeBonusPoints);
-        draft.reason += "; " + reason;
+        if (draft.reasonCount < draft.reasons.size())
+            draft.reasons[draft.reasonCount++] = reason;
     }
-    void addAll(const std::vector<std::size_t>& targets, int points, const std::string& reason) {
+    // Keeps a reason built for this track alive until the candidates are made.
+    std::string_view own(std::string reason) { return owned_.emplace_back(std::move(reason)); }
+    void addAll(const std::vector<std::size_t>& targets, int points, std::string_view reason) {
         for (std::size_t target : targets)
             add(target, points, reason);
     }
@@ -44,37 +52,50 @@ class Drafts {
     std::vector<EstimatedAutoAssignCandidate> finish() {
         std::stable_sort(drafts_.begin(), drafts_.end(),
                          [](const Draft& a, const Draft& b) { return a.points > b.points; });
+        const std::size_t offered = std::min(drafts_.size(), kMaxEstimatedCandidates);
         std::vector<EstimatedAutoAssignCandidate> candidates;
-        candidates.reserve(drafts_.size());
-        for (auto& draft : drafts_) {
+        candidates.reserve(offered);
+        for (std::size_t i = 0; i < offered; ++i) {
+            const Draft& draft = drafts_[i];
+            std::string reason;
+            for (std::size_t r = 0; r < draft.reasonCount; ++r) {
+                if (r > 0)
+                    reason += "; ";
+                reason += draft.reasons[r];
+            }
             candidates.push_back({makeUUID(), targets_[draft.target].target, draft.points / 100.0,
-                                  std::move(draft.reason)});
+                                  std::move(reason)});
         }
         return candidates;
     }
 
   private:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
     const AutoAssignTrack& track_;
     const AutoAssignTargetIndex& targets_;
     std::vector<Draft> drafts_;
-    std::unordered_map<std::size_t, std::size_t> positions_;
+    std::vector<std::size_t> positions_;
+    std::deque<std::string> owned_;
 };
 
 void addContainmentHits(const AutoAssignTrack& track, const AutoAssignTargetIndex& targets,
                         Drafts& drafts) {
-    const std::set<std::string> distinct(track.tokens.begin(), track.tokens.end());
-    std::unordered_map<std::size_t, std::size_t> held;
-    for (const auto& token : distinct) {
-        for (std::size_t target : targets.holding(token))
-            ++held[target];
+    std::vector<std::string_view> distinct(track.tokens.begin(), track.tokens.end());
+    std::sort(distinct.begin(), distinct.end());
+    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+    std::vector<std::uint16_t> held(targets.size(), 0);
+    std::vector<std::size_t> touched;
+    for (const auto token : distinct) {
+        for (std::size_t target : targets.holding(token)) {
+            if (held[target]++ == 0)
+                touched.push_back(target);
+        }
     }
-    std::vector<std::size_t> containedTargets;
-    for (const auto& [target, count] : held) {
-        if (count == targets.distinctTokenCount(target))
-            containedTargets.push_back(target);
-    }
-    std::sort(containedTargets.begin(), containedTargets.end());
-    for (std::size_t target : containedTargets) {
+    std::erase_if(touched, [&](std::size_t target) {
+        return held[target] != targets.distinctTokenCount(target);
+    });
+    std::sort(touched.begin(), touched.end());
+    for (std::size_t target : touched) {
         if (targets[target].tokens.size() > 1) {
             drafts.add(target, 88, "track name contains the full bank/group name");
         } else {
@@ -92,12 +113,12 @@ void addPrincipalInstrumentHits(const AutoAssignTrack& track, const AutoAssignTa
     if (family.empty())
         return;
     const auto context = AutoAssignGroupContextResolver::resolve(
-        track.index, track.tokens.size(), groupCandidates(targets, family), visibleRows);
-    const std::string contextReason = context
-                                          ? "same principal instrument; nearby stack header " +
-                                                AutoAssignGroupContextResolver::describe(*context) +
-                                                " matches the bank context"
-                                          : std::string();
+        track.index, track.tokens.size(), targets.groupsOfFamily(*track.principal), visibleRows);
+    const std::string_view contextReason =
+        context ? drafts.own("same principal instrument; nearby stack header " +
+                             AutoAssignGroupContextResolver::describe(*context) +
+                             " matches the bank context")
+                : std::string_view();
     for (std::size_t target : family) {
         const auto& groupUUID = targets[target].target.groupUUID;
         if (context && groupUUID == context->groupID) {
@@ -116,8 +137,10 @@ std::vector<AutoAssignGroupContextResolver::Candidate> groupCandidates(
     std::set<std::string> seen;
     for (std::size_t id : ids) {
         const AutoAssignTarget& target = targets[id].target;
-        if (target.groupUUID && seen.insert(*target.groupUUID).second)
-            groups.push_back({*target.groupUUID, target.groupName});
+        if (target.groupUUID && seen.insert(*target.groupUUID).second) {
+            groups.push_back(
+                {*target.groupUUID, target.groupName, targets.groupTokens(*target.groupUUID)});
+        }
     }
     return groups;
 }

@@ -24,8 +24,10 @@ namespace tessiva {
 //
 // Rules for one target merge into one candidate: the first rule keeps its confidence and place,
 // each further rule adds 0.05 up to 0.99, and the reasons are joined with "; ". Candidates are
-// offered best first (ties in the order found). Targets without a name, or named exactly like the
-// track, give nothing. Pure apart from fresh candidate UUIDs; any thread.
+// offered best first (ties in the order found), at most kMaxEstimatedCandidates of them: a bare
+// instrument word can relate a track to hundreds of banks, and nobody steps through those.
+// Targets without a name, or named exactly like the track, give nothing. Pure apart from fresh
+// candidate UUIDs; any thread.
 std::vector<EstimatedAutoAssignCandidate> estimatedAutoAssignCandidates(
     const AutoAssignTrack& track, const AutoAssignTargetIndex& targets,
     const AutoAssignGroupContextResolver::VisibleRows& visibleRows);
@@ -37,6 +39,8 @@ std::vector<EstimatedAutoAssignCandidate> estimatedAutoAssignCandidates(
 // The groups of the given targets, for the resolver.
 std::vector<AutoAssignGroupContextResolver::Candidate> groupCandidates(
     const AutoAssignTargetIndex& targets, const std::vector<std::size_t>& ids);
+
+inline constexpr std::size_t kMaxEstimatedCandidates = 12;
 
 // Confidences in hundredths, so merged values stay exact (0.94 + 0.05 is 0.99, not 0.98999...).
 inline constexpr int kMergeBonusPoints = 5;

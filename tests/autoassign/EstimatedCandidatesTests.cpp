@@ -103,10 +103,10 @@ TEST(EstimatedCandidates, StackHeaderAboveRaisesTheInstrumentMatchOfItsGroup) {
 
 TEST(GroupContextResolver, NearestIdentifyingRowAboveWins) {
     using namespace AutoAssignGroupContextResolver;
-    const std::vector<Candidate> groups{{"g-str", "Strings"},
-                                        {"g-vln", "Violins"},
-                                        {"g-vln2", "Violins 2"},
-                                        {"g-brass", "Brass Low"}};
+    const std::vector<Candidate> groups{{"g-str", "Strings", {}},
+                                        {"g-vln", "Violins", {}},
+                                        {"g-vln2", "Violins 2", {}},
+                                        {"g-brass", "Brass Low", {}}};
     struct Case {
         RowMap rows;
         int track;
