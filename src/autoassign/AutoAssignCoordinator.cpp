@@ -125,13 +125,7 @@ void AutoAssignCoordinator::runAfterWorkspaceRefresh(const std::string& reason,
         waitingCompletions_.push_back(std::move(completion));
     if (isWaitingForWorkspace())
         return;
-    const bool requested = deps_.requestWorkspaceRefresh && deps_.requestWorkspaceRefresh(reason);
-    if (!requested) {
-        finishWaiting();
-        return;
-    }
-    deps_.console.line("[AutoAssign] Waiting for the iPad workspace before auto assign reason=" +
-                       reason);
+    // Listen before asking, so an answer that comes back at once is not missed.
     workspaceRefreshCancellable_ = deps_.workspaceStore.addObserver(
         [this](const RemoteWorkspaceSnapshot&) { finishWaiting(); });
     workspaceRefreshFallbackWorkItem_ =
@@ -141,6 +135,15 @@ void AutoAssignCoordinator::runAfterWorkspaceRefresh(const std::string& reason,
                 static_cast<int>(kWorkspaceRefreshFallbackDelay * 1000)));
             finishWaiting();
         });
+    const bool requested = deps_.requestWorkspaceRefresh && deps_.requestWorkspaceRefresh(reason);
+    if (!isWaitingForWorkspace())
+        return;  // the workspace arrived while it was being asked for
+    if (!requested) {
+        finishWaiting();
+        return;
+    }
+    deps_.console.line("[AutoAssign] Waiting for the iPad workspace before auto assign reason=" +
+                       reason);
 }
 
 void AutoAssignCoordinator::finishWaiting() {

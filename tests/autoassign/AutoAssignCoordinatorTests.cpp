@@ -24,16 +24,23 @@ struct Harness {
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
     RemoteWorkspaceStore workspace{scheduler.mainQueue()};
     bool iPadConnected = true;
+    bool answerAtOnce = false;  // the iPad's answer is published within the request
     std::vector<std::string> refreshRequests;
     int syncNotifications = 0;
     ObserverToken syncObservation =
         notifications.addObserver(kManualMappingSyncAcceptedNotification,
                                   [this](const Notification&) { ++syncNotifications; });
-    AutoAssignCoordinator coordinator{{scheduler.mainQueue(), notifications, console, log, store,
-                                       workspace, [this](const std::string& reason) {
-                                           refreshRequests.push_back(reason);
-                                           return iPadConnected;
-                                       }}};
+    AutoAssignCoordinator coordinator{
+        {scheduler.mainQueue(), notifications, console, log, store, workspace,
+         [this](const std::string& reason) {
+             refreshRequests.push_back(reason);
+             if (answerAtOnce) {
+                 RemoteWorkspaceSnapshot snapshot;
+                 snapshot.sections = {{"S", {workspaceBank("C1", "Cello")}}};
+                 workspace.publish(std::move(snapshot));
+             }
+             return iPadConnected;
+         }}};
 
     Harness() { store.open(folder.path()); }
 
@@ -128,6 +135,19 @@ TEST(AutoAssignCoordinator, FallsBackToTheWorkspaceAtHandWhenNoRefreshArrives) {
     h.scheduler.advance(0.02);
     EXPECT_TRUE(ran);
     EXPECT_EQ(h.store.bankMapping(1)->bankUUID, "C1");
+
+    // An answer that arrives while it is being asked for starts the run at once.
+    Harness quick;
+    quick.addRow(1, "Cello");
+    bool quickRan = false;
+    quick.scheduler.mainQueue().post([&] {
+        quick.answerAtOnce = true;
+        quick.coordinator.runAfterWorkspaceRefresh(
+            "test", [&](const auto& s) { quickRan = s.has_value(); });
+    });
+    quick.scheduler.runUntilIdle();
+    EXPECT_TRUE(quickRan);
+    EXPECT_FALSE(quick.coordinator.isWaitingForWorkspace());
 
     // Without an iPad to ask, the run goes ahead at once.
     Harness offline;
