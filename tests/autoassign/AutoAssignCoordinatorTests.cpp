@@ -199,26 +199,32 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
     h.addRow(1, "Brass");
     h.addRow(2, "Horn 1");
     h.addRow(3, "Violins 1");
+    h.addRow(4, "Oboe 2");
     h.publish({workspaceBank("B1", "Brass"), workspaceBank("B2", "brass"),
-               workspaceBank("H1", "Horn"), workspaceBank("V1", "Violins")});
+               workspaceBank("B3", "BRASS"), workspaceBank("H1", "Horn"),
+               workspaceBank("V1", "Violins"), workspaceBank("O1", "Oboe")});
     h.coordinator.runAutoAssign();
     const int syncAfterRun = h.syncNotifications;
     int changes = 0;
     review.onChange = [&] { ++changes; };
     EXPECT_FALSE(review.open());
-    ASSERT_EQ(review.rows().size(), 3u);
+    ASSERT_EQ(review.rows().size(), 4u);
 
-    // Stepping stops at both ends of Brass's two candidates.
+    // Stepping stops at both ends of Brass's three candidates; other matches stay put.
     const std::string brass = review.rows()[0].matchID;
     EXPECT_FALSE(review.showPreviousPossibleMatch(brass));
     EXPECT_TRUE(review.showNextPossibleMatch(brass));
+    EXPECT_TRUE(review.showNextPossibleMatch(brass));
     EXPECT_FALSE(review.showNextPossibleMatch(brass));
     auto row = review.rows()[0];
-    EXPECT_EQ(row.candidateNumber, 2);
-    EXPECT_EQ(row.candidateCount, 2);
+    EXPECT_EQ(row.candidateNumber, 3);
+    EXPECT_EQ(row.candidateCount, 3);
     EXPECT_TRUE(row.canShowPrevious);
     EXPECT_FALSE(row.canShowNext);
-    EXPECT_EQ(changes, 1);
+    EXPECT_TRUE(review.showPreviousPossibleMatch(brass));
+    EXPECT_EQ(review.rows()[0].candidateNumber, 2);
+    EXPECT_EQ(review.rows()[1].candidateNumber, 1);
+    EXPECT_EQ(changes, 3);
 
     EXPECT_EQ(review.apply(brass).applied, 1);
     EXPECT_EQ(h.store.bankMapping(1)->bankUUID, "B2");
@@ -226,19 +232,25 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
     EXPECT_EQ(h.detailsOf("Estimated Auto Assign applied"),
               std::vector<std::string>{"Estimated Auto Assign matches applied"});
 
-    // Horn 1 is linked by hand meanwhile: Apply All Remaining leaves that link alone.
+    // Horn 1 is linked by hand and Violins 1 renamed meanwhile: Apply All Remaining leaves both
+    // alone and applies the rest.
     OSCBankFocusMapping byHand;
     byHand.bankUUID = "MANUAL";
     byHand.bankName = "Solo Horn";
     ASSERT_TRUE(h.store.setBankMapping(2, byHand).ok());
+    h.addRow(3, "Violas 1");
     const auto outcome = review.applyAllRemaining();
     EXPECT_EQ(outcome.applied, 1);
-    EXPECT_EQ(outcome.skipped, 1);
+    EXPECT_EQ(outcome.skipped, 2);
     EXPECT_EQ(h.store.bankMapping(2)->bankUUID, "MANUAL");
-    EXPECT_EQ(h.store.bankMapping(3)->bankUUID, "V1");
-    EXPECT_EQ(h.detailsOf("Estimated Auto Assign match skipped"),
-              std::vector<std::string>{"Track 2 Horn 1 was linked to Solo Horn meanwhile; the "
-                                       "estimated match was not applied, so that link stays."});
+    EXPECT_FALSE(h.store.bankMapping(3));
+    EXPECT_EQ(h.store.bankMapping(4)->bankUUID, "O1");
+    EXPECT_EQ(
+        h.detailsOf("Estimated Auto Assign match skipped"),
+        (std::vector<std::string>{
+            "Track 2 Horn 1 was linked to Solo Horn meanwhile; the estimated match was not "
+            "applied, so that link stays.",
+            "Track 3 Violins 1 is now named Violas 1; the estimated match was not applied."}));
     EXPECT_TRUE(review.rows().empty());
     EXPECT_FALSE(review.isOpen());
 }
@@ -262,7 +274,12 @@ TEST(EstimatedAutoAssignReview, ANewRunReplacesWhatAnOpenReviewShows) {
     EXPECT_EQ(rows[1].trackName, "Celli 2");
     EXPECT_EQ(rows[1].targetName, "Cello");
     EXPECT_TRUE(review.isOpen());
-    // A stale match id does nothing.
+    // Dismissing takes a match off the list without linking; a stale match id does nothing.
+    EXPECT_TRUE(review.dismiss(rows[1].matchID));
+    EXPECT_FALSE(review.dismiss(rows[1].matchID));
+    ASSERT_EQ(review.rows().size(), 1u);
+    EXPECT_EQ(review.rows()[0].matchID, rows[0].matchID);
+    EXPECT_FALSE(h.store.bankMapping(2));
     EXPECT_EQ(review.apply(before).applied, 0);
     EXPECT_FALSE(h.store.bankMapping(1));
 }
