@@ -25,6 +25,7 @@ TEST(AutoAssignName, NormalisesNamesAsAUserReadsThem) {
         {"s & w Horns", "soft and wild horn"},
         {"S and W flutes", "soft and wild flute"},
         {"Brass and Woodwinds", "brass and woodwind"},  // "s and w" inside words stays
+        {"Abs & W 1", "abs w 1"},                       // ...also when only one side is a word
         {"Horns (a4) – Legato", "horn a4 legato"},
         {"Скрипки 1", "скрипки 1"},
         {"バイオリン 独奏", "バイオリン 独奏"},
