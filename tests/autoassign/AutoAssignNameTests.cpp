@@ -26,6 +26,7 @@ TEST(AutoAssignName, NormalisesNamesAsAUserReadsThem) {
         {"S and W flutes", "soft and wild flute"},
         {"Brass and Woodwinds", "brass and woodwind"},  // "s and w" inside words stays
         {"Abs & W 1", "abs w 1"},                       // ...also when only one side is a word
+        {"Trés&W", "trés w"},  // a letter of two bytes before counts as a word too
         {"Horns (a4) – Legato", "horn a4 legato"},
         {"Скрипки 1", "скрипки 1"},
         {"バイオリン 独奏", "バイオリン 独奏"},
