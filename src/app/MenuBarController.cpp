@@ -8,6 +8,7 @@
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
 #include "app/TrackSelectionRouter.h"
+#include "autoassign/AutoAssignCoordinator.h"
 #include "logic/LogicObserver.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileLibrary.h"
@@ -130,6 +131,15 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     router_ = std::make_unique<TrackSelectionRouter>(TrackSelectionRouter::Dependencies{
         main, dispatcher_.clock(), console_, notifications_, *log_, *mappingStore_, *learnStore_,
         *midiRelay_, *oscManager_, *discovery_, *projectTracker_, *repairState_, *stages_});
+
+    autoAssign_ = std::make_unique<AutoAssignCoordinator>(
+        AutoAssignCoordinator::Dependencies{main, notifications_, console_, *log_, *mappingStore_,
+                                            *workspaceStore_, [this](const std::string& reason) {
+                                                if (!discovery_->isHandshakeConnected())
+                                                    return false;
+                                                discovery_->requestWorkspaceSnapshot(reason);
+                                                return true;
+                                            }});
 
     logicObserver_->onTrackSelection = [this](const TrackSelection& selection) {
         router_->routeSelection(selection);
@@ -283,8 +293,7 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             wouldOpen("The setup guide");
             break;
         case MenuCommand::addAllLogicTracksAndAutoAssign:
-            logMenu("Add all Logic tracks unavailable",
-                    "Adding all Logic tracks with auto assign is not part of this build.");
+            addAllLogicTracksAndAttemptAutoAssign();
             break;
         case MenuCommand::showEventsDebugLog:
         case MenuCommand::showEvents:
@@ -351,6 +360,12 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             break;
     }
     refreshMenu();
+}
+
+void MenuBarController::addAllLogicTracksAndAttemptAutoAssign() {
+    autoAssign_->addAllLogicTracksAndAttemptAutoAssign(
+        mappingStore_->liveLogicTrackNames(),
+        [this](const std::optional<AutoAssignSummary>&) { refreshMenu(); });
 }
 
 void MenuBarController::loadMappingsFrom(const std::filesystem::path& file) {

@@ -16,6 +16,7 @@ namespace tessiva {
 
 class AccessibilityPort;
 class ActivationEventSource;
+class AutoAssignCoordinator;
 class ConnectionSoundPlayer;
 class Console;
 class DebugLogStore;
@@ -99,6 +100,8 @@ class MenuBarController {
 
     // A menu command; `path` is the profile for loadRecentMappings.
     void perform(MenuCommand command, const std::string& path = {});
+    // "Add All Logic Tracks and Attempt Auto Assign" with the most recent Logic snapshot.
+    void addAllLogicTracksAndAttemptAutoAssign();
     // "Choose File…" and "Save Mappings As…" after their panels: the path the user chose.
     void loadMappingsFrom(const std::filesystem::path& file);
     void saveMappingsAs(const std::filesystem::path& file);
@@ -117,6 +120,7 @@ class MenuBarController {
     MIDIRelay& midiRelay() { return *midiRelay_; }
     LearnModeStore& learnStore() { return *learnStore_; }
     SelectionStageRecorder& stageRecorder() { return *stages_; }
+    AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -158,6 +162,7 @@ class MenuBarController {
     std::unique_ptr<TrackSelectionRouter> router_;
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
+    std::unique_ptr<AutoAssignCoordinator> autoAssign_;
 
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;

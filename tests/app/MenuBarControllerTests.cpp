@@ -14,6 +14,7 @@
 #include "osc/ActivationEventSource.h"
 #include "osc/ConnectionSoundPlayer.h"
 #include "osc/OSCDiscoveryManager.h"
+#include "osc/RemoteWorkspaceStore.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
@@ -205,6 +206,32 @@ TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
     const auto onDisk = MappingProfileFile::read(rig.folder / "Song.json");
     ASSERT_TRUE(onDisk.snapshot.has_value());
     EXPECT_EQ(onDisk.snapshot->oscBankFocusMappingsByTrackIndex.count(2), 1u);
+}
+
+TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
+    CoordinatorRig rig;
+    MenuBarController& controller = rig.start();
+    rig.scheduler.advance(3.0);  // the first track-list snapshot
+    RemoteWorkspaceSnapshot workspace;
+    workspace.sections = {{"Main", {}}};
+    for (const auto& [uuid, name] : {std::pair{"B-BASS", "Bass"}, std::pair{"B-STR", "Strings"}}) {
+        RemoteWorkspaceBank bank;
+        bank.uuid = uuid;
+        bank.name = name;
+        workspace.sections[0].banks.push_back(bank);
+    }
+    controller.workspaceStore().publish(workspace);
+    rig.scheduler.advance(0.1);
+
+    controller.perform(MenuCommand::addAllLogicTracksAndAutoAssign);
+    rig.scheduler.advance(0.1);
+    for (int row = 1; row <= 5; ++row)
+        EXPECT_TRUE(controller.mappingStore().midiMapping(row).has_value()) << row;
+    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS");
+    EXPECT_EQ(controller.mappingStore().bankMapping(4)->bankUUID, "B-STR");
+    EXPECT_FALSE(controller.mappingStore().bankMapping(1).has_value());
+    EXPECT_TRUE(rig.console.contains("[AutoAssign] Logic tracks added: added=5, snapshotTracks=5"));
+    EXPECT_TRUE(rig.console.contains("[AutoAssign] Auto Assign completed: linked=2"));
 }
 
 }  // namespace
