@@ -265,6 +265,24 @@ TEST(SimulatedLogic12, ReadErrors) {
     }
 }
 
+TEST(SimulatedLogic12, RowsScrolledOutOfViewCanBeHidden) {
+    SimulatedLogicOptions options;
+    options.exposedRailRows = 3;
+    options.selectionSettleDelay = 0;
+    Logic12 f(options);
+    const auto rail = f.logic.trackListElement();
+    EXPECT_EQ(f.list(rail, ax::kChildren).size(), 3u);
+    f.logic.clickTrack(5);  // out of view: the user cannot click it
+    EXPECT_TRUE(f.logic.selectedTrackNumbers().empty());
+    f.logic.clickTrack(3);
+    f.logic.pressArrowKey(true);  // the Arrange scrolls to the new selection
+    EXPECT_EQ(f.childTexts(rail, ax::kDescription).back(), "Track 4 \u201CStrings\u201D");
+    f.logic.scrollRailTo(4);
+    EXPECT_EQ(f.childTexts(rail, ax::kDescription),
+              (std::vector<std::string>{"Track 5 \u201CViolins\u201D", "Track 6 \u201CCellos\u201D",
+                                        "Track 7 \u201CChoir\u201D"}));
+}
+
 TEST(SimulatedLogic12, LocalesShapeHeadersRailAndTitle) {
     struct Case {
         SimulatedLogicLocale locale;

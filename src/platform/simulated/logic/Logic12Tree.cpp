@@ -218,4 +218,20 @@ std::uint64_t SimulatedLogic::nameFieldNodeOf(std::uint64_t key) const {
     return slots_[static_cast<std::size_t>(position)].nameField;
 }
 
+bool SimulatedLogic::isScrolledOut(int position) const {
+    if (!isLogic12() || options_.exposedRailRows <= 0)
+        return false;
+    return position < railScrollTop_ || position >= railScrollTop_ + options_.exposedRailRows;
+}
+
+void SimulatedLogic::revealSelection() {
+    if (selection_.empty() || options_.exposedRailRows <= 0)
+        return;
+    const int position = visiblePositionOf(selection_.back());
+    if (position < railScrollTop_)
+        railScrollTop_ = position;
+    if (position >= railScrollTop_ + options_.exposedRailRows)
+        railScrollTop_ = position - options_.exposedRailRows + 1;
+}
+
 }  // namespace tessiva

@@ -133,6 +133,9 @@ class SimulatedLogic final : public AccessibilityPort {
     void openPluginWindow(int number);
     void closePluginWindow();
     void setTempo(double bpm);
+    // Logic 12 with `exposedRailRows`: scrolls the Arrange so this visible position (from 0)
+    // is the first row shown.
+    void scrollRailTo(int firstPosition);
     // One moment of playback in Logic 12: the playhead and a meter change and each posts
     // AXValueChanged, which observers on the application element hear (whatever the
     // notification profile). The table/outline Logic has no playhead.
@@ -237,6 +240,9 @@ class SimulatedLogic final : public AccessibilityPort {
     std::uint64_t headerNodeOf(std::uint64_t key) const;
     std::uint64_t nameFieldNodeOf(std::uint64_t key) const;
     int visiblePositionOf(std::uint64_t key) const;
+    bool isScrolledOut(int position) const;
+    // Scrolls so the selection's last row is shown, as Logic does for keyboard selection.
+    void revealSelection();
 
     AXElement elementFor(std::uint64_t id) const;
     const Node* nodeFor(const AXElement& element) const;
@@ -304,6 +310,7 @@ class SimulatedLogic final : public AccessibilityPort {
                   inspectorOutline_ = 0, contents_ = 0, slider_ = 0, sheet_ = 0, mixerWindow_ = 0,
                   mixerPane_ = 0, mixerTracks_ = 0, playhead_ = 0, meter_ = 0;
     std::int64_t playbackTicks_ = 0;
+    int railScrollTop_ = 0;
     std::vector<HeaderSlot> slots_;
     std::vector<std::uint64_t> pluginWindows_;
     std::vector<InputEvent> pendingEvents_;

@@ -13,7 +13,7 @@ namespace tessiva {
 void SimulatedLogic::clickTrack(int number, SimulatedClick kind) {
     std::lock_guard lock(mutex_);
     Track* track = trackAt(number);
-    if (!running_ || !track || isHidden(*track))
+    if (!running_ || !track || isHidden(*track) || isScrolledOut(visiblePositionOf(track->key)))
         return;
     const auto key = track->key;
     const auto at = rowCenter(key);
@@ -85,6 +85,7 @@ void SimulatedLogic::pressArrowKey(bool down) {
         position = std::clamp<std::ptrdiff_t>(position, 0,
                                               static_cast<std::ptrdiff_t>(visible.size()) - 1);
         selectOnly({visible[static_cast<std::size_t>(position)]});
+        revealSelection();
         if (options_.postSelectionNotificationsOnArrowKeys)
             selectionNotifications();
     }
@@ -182,6 +183,11 @@ void SimulatedLogic::endTrackDrag(int toNumber) {
     std::lock_guard lock(mutex_);
     pointerEvent(InputEventType::leftMouseUp, dragPoint_, 0, false);
     deliverPending();
+}
+
+void SimulatedLogic::scrollRailTo(int firstPosition) {
+    std::lock_guard lock(mutex_);
+    railScrollTop_ = std::max(0, firstPosition);
 }
 
 }  // namespace tessiva

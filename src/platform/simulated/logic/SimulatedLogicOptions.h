@@ -94,6 +94,10 @@ struct SimulatedLogicOptions {
     double childrenReadFailureShare = 0.0;
     // Logic 12: an open plug-in window is what AXMainWindow returns (unmeasured; the worse case).
     bool pluginWindowIsMain = true;
+    // Logic 12: sources disagree on whether rows scrolled out of view are exposed. 0 exposes
+    // every row; otherwise the rail (and "Tracks contents") list only this many rows from the
+    // scroll position, and a click can reach only those.
+    int exposedRailRows = 0;
     // Extra elements in the main window (inspector, library) before the Arrange area.
     int fillerElementCount = 0;
     // Table/outline profile: groups between the window and the track list; the list sits at

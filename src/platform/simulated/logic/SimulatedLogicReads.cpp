@@ -131,6 +131,16 @@ AXResult<AXValue> SimulatedLogic::read(const AXElement& element, std::string_vie
             if (draw(random_) < options_.childrenReadFailureShare)
                 return {AXError::failure, {}};
         }
+        if ((node.id == outline_ || node.id == contents_) && isLogic12() &&
+            options_.exposedRailRows > 0) {
+            // Only the rows in view are listed.
+            std::vector<std::uint64_t> shown;
+            for (std::size_t i = 0; i < node.children.size(); ++i) {
+                if (!isScrolledOut(static_cast<int>(i)))
+                    shown.push_back(node.children[i]);
+            }
+            return elements(shown);
+        }
         return elements(node.children);
     }
     if (name == ax::kParent)
