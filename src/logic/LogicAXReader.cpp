@@ -335,6 +335,10 @@ LogicAXReader::SelectionRead LogicAXReader::readSelectionDetailed(
         if (read.selection)
             return read;
     }
+    // The rail answers for its selection itself; walking a thousand headers for AXSelected
+    // would only repeat that answer at a thousand times the cost.
+    if (list.refetchBeforeRead && selected.ok())
+        return read;
     if (auto rows = firstParsed(elements(handle, ax::kSelectedRows), list.headers)) {
         read.selection = rows;
         return read;

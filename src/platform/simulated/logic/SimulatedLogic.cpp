@@ -164,6 +164,11 @@ std::vector<std::uint64_t> SimulatedLogic::publishedSelectionAt(double time) con
     return value ? *value : std::vector<std::uint64_t>{};
 }
 
+double SimulatedLogic::latestSelectionPublishTime() const {
+    std::lock_guard lock(mutex_);
+    return published_.empty() ? 0.0 : published_.back().at;
+}
+
 std::vector<std::uint64_t> SimulatedLogic::readableSelection(double fetchedAt) const {
     const double now = clock_.now();
     const double staleness = heldElementStaleness();

@@ -88,6 +88,8 @@ class SimulatedLogic final : public AccessibilityPort {
     // Visible header rows: number to name, as a snapshot should read them.
     std::map<int, std::string> visibleRows() const;
     std::vector<int> selectedTrackNumbers() const;
+    // When Logic publishes (or published) the latest selection change; 0 before any.
+    double latestSelectionPublishTime() const;
     // The header text Logic shows for a track in the current locale (`Spur 3 „Bass“`).
     std::string headerText(int number, const std::string& name) const;
 
