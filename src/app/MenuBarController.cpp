@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "app/AppNotifications.h"
 #include "app/LearnModeStore.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
@@ -31,6 +32,8 @@ namespace {
 
 // How often the Logic status line is brought up to date.
 constexpr double kStatusRefreshInterval = 2.0;
+// "Start AX Capture (1s)" and a recorder start that names no length.
+constexpr double kDefaultAXCaptureSeconds = 1.0;
 
 }  // namespace
 
@@ -193,6 +196,7 @@ void MenuBarController::observeNotifications() {
     observerTokens_.push_back(notifications_.addObserver(
         std::string(OSCDiscoveryManager::kDirectNavigationRequested),
         [this](const Notification& notification) { handleDirectNavigationRequest(notification); }));
+    observeWindowRequests();
     observerTokens_.push_back(learnStore_->observe([this](LearnMode) { refreshMenu(); }));
     observerTokens_.push_back(
         mappingStore_->trackIndexToPC().subscribe([this](const auto&) { refreshMenu(); }));
@@ -288,11 +292,11 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             break;
         case MenuCommand::showEventsDebugLog:
         case MenuCommand::showEvents:
-            notifications_.post("tessiva.showEventsWindow");
+            notifications_.post(kShowEventsWindowNotification);
             wouldOpen("The Events window");
             break;
         case MenuCommand::startAXCapture:
-            logicObserver_->beginAXCapture(1.0);
+            logicObserver_->beginAXCapture(kDefaultAXCaptureSeconds);
             logMenu("AX capture started", "Capturing Logic Accessibility traffic for 1 second.");
             break;
         case MenuCommand::selectLearnModeOff:
@@ -304,11 +308,11 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             router_->setAddTracksModeActive(true);
             break;
         case MenuCommand::showMappings:
-            notifications_.post("tessiva.showMappingsWindow");
+            notifications_.post(kShowMappingsWindowNotification);
             wouldOpen("The Mappings window");
             break;
         case MenuCommand::showAbout:
-            notifications_.post("tessiva.showAboutWindow");
+            notifications_.post(kShowAboutWindowNotification);
             wouldOpen("The About window");
             break;
         case MenuCommand::checkForUpdates:
@@ -364,6 +368,40 @@ void MenuBarController::loadMappingsFrom(const std::filesystem::path& file) {
 void MenuBarController::saveMappingsAs(const std::filesystem::path& file) {
     (void)profileLibrary_->saveAs(file);
     refreshMenu();
+}
+
+void MenuBarController::observeWindowRequests() {
+    auto observe = [this](const char* name, std::function<void(const Notification&)> handler) {
+        observerTokens_.push_back(notifications_.addObserver(name, std::move(handler)));
+    };
+    observe(kSaveMappingsRequestedNotification,
+            [this](const Notification&) { perform(MenuCommand::saveMappings); });
+    observe(kWorkspaceSnapshotRequestRequestedNotification, [this](const Notification&) {
+        if (discovery_->activePeerEndpoint()) {
+            discovery_->requestWorkspaceSnapshot("workspace refresh requested");
+        } else {
+            // Asked before any iPad is linked: the request goes with the first "/ping".
+            discovery_->forceWorkspaceSnapshotOnNextPing();
+            logMenu("Workspace refresh pending",
+                    "No iPad is linked; its workspace is requested when it next pings.");
+        }
+    });
+    observe(kTriggerMappingPlaybackNotification, [this](const Notification& notification) {
+        const auto row = notification.userInfo.integer(kMappingPlaybackRowKey);
+        if (!row || *row < 1) {
+            logMenu("Mapping playback skipped", "The play request named no Logic row.");
+            return;
+        }
+        router_->playMapping(static_cast<int>(*row));
+    });
+    observe(kClearEventsLogNotification, [this](const Notification&) { log_->clear(); });
+    observe(kStartAXFlightRecorderNotification, [this](const Notification& notification) {
+        const double seconds = notification.userInfo.get<double>(kAXFlightRecorderSecondsKey)
+                                   .value_or(kDefaultAXCaptureSeconds);
+        logicObserver_->beginAXCapture(seconds > 0 ? seconds : kDefaultAXCaptureSeconds);
+    });
+    observe(kStopAXFlightRecorderNotification,
+            [this](const Notification&) { logicObserver_->endAXCapture(); });
 }
 
 void MenuBarController::handleBankLearnRequest(const Notification& notification) {

@@ -129,6 +129,8 @@ class MenuBarController {
     class MappedTrackLookup;
 
     void observeNotifications();
+    // The requests the windows post by name (AppNotifications.h).
+    void observeWindowRequests();
     void handleBankLearnRequest(const Notification& notification);
     void handleDirectNavigationRequest(const Notification& notification);
     void refreshMenu();

@@ -197,9 +197,10 @@ void OSCDiscoveryManager::stopOnQueue(bool logStopped) {
 // ---- Peers ----
 
 bool OSCDiscoveryManager::registerPeer(const std::string& host, std::uint16_t port,
-                                       const std::optional<std::string>& deviceName) {
+                                       const std::optional<std::string>& deviceName,
+                                       std::optional<std::uint16_t> sourcePort) {
     const PeerRegistry::Registration registration =
-        peers_.registerPeer(host, port, deviceName, now());
+        peers_.registerPeer(host, port, deviceName, now(), sourcePort);
     switch (registration.verdict) {
         case PeerRegistry::Verdict::refusedEmptyHost:
             return false;
@@ -230,7 +231,7 @@ bool OSCDiscoveryManager::registerPeer(const std::string& host, std::uint16_t po
         setActivePeer(registration.peerID, "first peer connected");
         startPeerPingTimer();
     } else {
-        // The name may have changed.
+        // The name or the source ports may have changed.
         peerDeviceName_ = peer->deviceName;
         publishActivePeer();
     }
@@ -266,6 +267,10 @@ void OSCDiscoveryManager::dropActivePeer() {
 void OSCDiscoveryManager::publishActivePeer() {
     std::lock_guard guard(published_);
     publishedActivePeerID_ = peers_.activePeerID();
+    if (const KnownPeer* active = peers_.activePeer())
+        publishedActivePeer_ = *active;
+    else
+        publishedActivePeer_.reset();
     if (peerHost_ && peerPort_) {
         publishedActiveEndpoint_ = PeerEndpoint{*peerHost_, *peerPort_};
     } else {

@@ -166,7 +166,8 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
 
     // Peers and handshake (discovery queue).
     bool registerPeer(const std::string& host, std::uint16_t port,
-                      const std::optional<std::string>& deviceName);
+                      const std::optional<std::string>& deviceName,
+                      std::optional<std::uint16_t> sourcePort = std::nullopt);
     void setActivePeer(const std::string& id, const std::string& reason);
     void dropActivePeer();
     void publishActivePeer();
@@ -186,7 +187,12 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     void handleMirroredMIDI(const UdpDatagram& datagram);
     void handleDatagram(const UdpDatagram& datagram);
     void noteInboundConnection(const UdpDatagram& datagram);
-    bool isFromInactivePeer(const std::string& senderID) const;
+    bool isFromInactivePeer(const UdpDatagram& datagram) const;
+    // The peer ID requests from this datagram count under: the active peer's for any of its
+    // ports, else the datagram's own source.
+    std::string senderIDOf(const UdpDatagram& datagram) const;
+    // Where a reply to this datagram goes: the active peer's reply port for any of its ports.
+    std::uint16_t replyPortFor(const UdpDatagram& datagram) const;
     void ignoreInactive(const std::string& senderID, const std::string& message,
                         const std::string& title);
 
@@ -255,6 +261,7 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     // Shared between the queues.
     mutable std::mutex published_;
     std::optional<std::string> publishedActivePeerID_;
+    std::optional<KnownPeer> publishedActivePeer_;
     std::optional<PeerEndpoint> publishedActiveEndpoint_;
     std::optional<std::string> publishedDeviceName_;
     std::atomic<bool> publishedConnected_{false};

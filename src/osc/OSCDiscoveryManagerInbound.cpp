@@ -88,12 +88,15 @@ void OSCDiscoveryManager::handleMirroredMIDI(const UdpDatagram& datagram) {
     const std::string sender = senderText(datagram);
     const std::string senderID = makePeerID(datagram.host, datagram.port);
     std::optional<std::string> active;
+    bool fromActive = false;
     {
         std::lock_guard guard(published_);
         active = publishedActivePeerID_;
+        fromActive =
+            publishedActivePeer_ && publishedActivePeer_->isSender(datagram.host, datagram.port);
     }
     const double time = now();
-    if (active && *active != senderID) {
+    if (active && !fromActive) {
         if (mirroredMIDILogs_.shouldLog("inactive " + senderID, time)) {
             logEvent("OSC inactive peer contact ignored",
                      "Ignoring mirrored MIDI from inactive iPad peer " + senderID +
@@ -160,9 +163,20 @@ void OSCDiscoveryManager::noteInboundConnection(const UdpDatagram& datagram) {
     found->second.lastSeen = now();
 }
 
-bool OSCDiscoveryManager::isFromInactivePeer(const std::string& senderID) const {
-    const auto& active = peers_.activePeerID();
-    return active && *active != senderID;
+bool OSCDiscoveryManager::isFromInactivePeer(const UdpDatagram& datagram) const {
+    return peers_.activePeerID() && !peers_.isActiveSender(datagram.host, datagram.port);
+}
+
+std::string OSCDiscoveryManager::senderIDOf(const UdpDatagram& datagram) const {
+    if (peers_.isActiveSender(datagram.host, datagram.port))
+        return *peers_.activePeerID();
+    return makePeerID(datagram.host, datagram.port);
+}
+
+std::uint16_t OSCDiscoveryManager::replyPortFor(const UdpDatagram& datagram) const {
+    if (peers_.isActiveSender(datagram.host, datagram.port))
+        return peers_.activePeer()->port;
+    return datagram.port;
 }
 
 void OSCDiscoveryManager::ignoreInactive(const std::string& senderID, const std::string& message,
@@ -189,7 +203,7 @@ void OSCDiscoveryManager::handleDatagram(const UdpDatagram& datagram) {
                     "Ignoring unknown OSC address " + std::string(*address) + " from " + sender);
         return;
     }
-    const std::string senderID = makePeerID(datagram.host, datagram.port);
+    const std::string senderID = senderIDOf(datagram);
     switch (*kind) {
         case InboundAddress::ping:
             handlePing(datagram);
@@ -207,7 +221,7 @@ void OSCDiscoveryManager::handleDatagram(const UdpDatagram& datagram) {
             break;
     }
 
-    if (isFromInactivePeer(senderID)) {
+    if (isFromInactivePeer(datagram)) {
         const std::string& active = *peers_.activePeerID();
         const std::string tail = ". Active peer is " + active;
         switch (*kind) {
@@ -318,9 +332,10 @@ void OSCDiscoveryManager::handlePing(const UdpDatagram& datagram) {
         replyPort = static_cast<std::uint16_t>(*requested);
     }
     const std::optional<std::string> deviceName = firstNonEmptyStringArgument(bytes);
-    if (!registerPeer(datagram.host, replyPort, deviceName))
+    if (!registerPeer(datagram.host, replyPort, deviceName, datagram.port))
         return;
 
+    const bool wasConnected = handshake_.isConnected();
     const std::string host = text::trimmed(datagram.host);
     const std::string peerID = makePeerID(host, replyPort);
     services_.sender.sendPong(host, replyPort, localDeviceName());
@@ -334,28 +349,33 @@ void OSCDiscoveryManager::handlePing(const UdpDatagram& datagram) {
     if (deviceName)
         info.set("deviceName", *deviceName);
     services_.notifications.post(std::string(kPingReceived), std::move(info));
+    // The workspace feeds the bank pickers and auto assign: ask as soon as the iPad is linked.
     if (forceWorkspaceSnapshotOnNextPing_) {
         forceWorkspaceSnapshotOnNextPing_ = false;
         requestWorkspaceSnapshotIfNeeded(host, replyPort, "forced request on /ping", true);
+    } else if (!wasConnected) {
+        requestWorkspaceSnapshotIfNeeded(host, replyPort, "active peer connected via /ping", false);
     }
 }
 
 void OSCDiscoveryManager::handlePong(const UdpDatagram& datagram) {
     const std::string senderID = makePeerID(datagram.host, datagram.port);
-    if (isFromInactivePeer(senderID)) {
+    if (isFromInactivePeer(datagram)) {
         ignoreInactive(senderID, "Ignoring /pong from inactive iPad peer " + senderID,
                        "OSC pong ignored");
         return;
     }
+    // A "/pong" from another port of the active iPad keeps its announced reply port.
+    const std::uint16_t replyPort = replyPortFor(datagram);
     const std::optional<std::string> deviceName = firstNonEmptyStringArgument(bytesOf(datagram));
-    if (!registerPeer(datagram.host, datagram.port, deviceName))
+    if (!registerPeer(datagram.host, replyPort, deviceName, datagram.port))
         return;
     const bool wasConnected = handshake_.isConnected();
     const std::string host = text::trimmed(datagram.host);
     armHandshakeTimeout();
-    updateHandshakeState(true, host, datagram.port, "confirmed active peer");
+    updateHandshakeState(true, host, replyPort, "confirmed active peer");
     if (!wasConnected) {
-        requestWorkspaceSnapshotIfNeeded(host, datagram.port, "active peer reconnected via /pong",
+        requestWorkspaceSnapshotIfNeeded(host, replyPort, "active peer reconnected via /pong",
                                          false);
     }
 }
@@ -407,14 +427,14 @@ void OSCDiscoveryManager::handleMappingQuery(const UdpDatagram& datagram, const 
         logEvent(title, "Could not determine remote host for bank UUID " + *bankUUID);
         return;
     }
-    if (datagram.port == 0) {
+    const std::uint16_t replyPort = replyPortFor(datagram);
+    if (replyPort == 0) {
         logEvent(title, "Could not determine reply port for bank UUID " + *bankUUID);
         return;
     }
     // The mapping store lives on the main queue: ask there, answer from there.
     std::weak_ptr<int> alive = alive_;
-    services_.dispatcher.mainQueue().post([this, alive, host, port = datagram.port,
-                                           uuid = *bankUUID] {
+    services_.dispatcher.mainQueue().post([this, alive, host, port = replyPort, uuid = *bankUUID] {
         if (!alive.lock())
             return;
         std::optional<MappedTrack> track;
@@ -446,7 +466,7 @@ void OSCDiscoveryManager::handleDirectSelect(const UdpDatagram& datagram,
     if (request.bankName)
         info.set("bankName", *request.bankName);
     info.set("host", text::trimmed(datagram.host));
-    info.set("port", static_cast<std::int64_t>(datagram.port));
+    info.set("port", static_cast<std::int64_t>(replyPortFor(datagram)));
     services_.notifications.post(std::string(kDirectNavigationRequested), std::move(info));
 }
 
@@ -598,14 +618,14 @@ void OSCDiscoveryManager::handleNavigationExport(const UdpDatagram& datagram,
 
 void OSCDiscoveryManager::handleSnapshotRequest(const UdpDatagram& datagram, const std::string&) {
     // The iPad asks for an exchange: it answers our request with its snapshot.
-    requestWorkspaceSnapshotIfNeeded(text::trimmed(datagram.host), datagram.port,
+    requestWorkspaceSnapshotIfNeeded(text::trimmed(datagram.host), replyPortFor(datagram),
                                      "the iPad asked for a snapshot exchange", true);
 }
 
 bool OSCDiscoveryManager::acceptSnapshotSender(const UdpDatagram& datagram,
                                                const std::string& senderID) {
     const auto& active = peers_.activePeerID();
-    if (active && *active == senderID)
+    if (active && (*active == senderID || peers_.isActiveSender(datagram.host, datagram.port)))
         return true;
     const std::string host = text::trimmed(datagram.host);
     const std::string endpoint = senderText(datagram);
