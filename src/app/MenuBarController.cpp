@@ -118,6 +118,7 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     mappedTrackLookup_ = std::make_unique<MappedTrackLookup>(*mappingStore_);
     discovery_->setMirroredMIDISink(mirroredMIDIForwarder_.get());
     discovery_->setBankMappingLookup(mappedTrackLookup_.get());
+    discovery_->setLinkRequestHandler(this);
 
     logicObserver_ = std::make_unique<LogicObserver>(LogicObserver::Dependencies{
         dispatcher_, services_.accessibility, services_.input, notifications_, console_});
@@ -154,6 +155,7 @@ MenuBarController::~MenuBarController() {
     if (discovery_) {
         discovery_->setMirroredMIDISink(nullptr);
         discovery_->setBankMappingLookup(nullptr);
+        discovery_->setLinkRequestHandler(nullptr);
         discovery_->stop();
     }
     observerTokens_.clear();
@@ -190,12 +192,6 @@ void MenuBarController::observeNotifications() {
                                            : std::nullopt;
             refreshMenu();
         }));
-    observerTokens_.push_back(notifications_.addObserver(
-        std::string(OSCDiscoveryManager::kBankLearnRequested),
-        [this](const Notification& notification) { handleBankLearnRequest(notification); }));
-    observerTokens_.push_back(notifications_.addObserver(
-        std::string(OSCDiscoveryManager::kDirectNavigationRequested),
-        [this](const Notification& notification) { handleDirectNavigationRequest(notification); }));
     observeWindowRequests();
     observerTokens_.push_back(learnStore_->observe([this](LearnMode) { refreshMenu(); }));
     observerTokens_.push_back(
@@ -404,9 +400,19 @@ void MenuBarController::observeWindowRequests() {
             [this](const Notification&) { logicObserver_->endAXCapture(); });
 }
 
-void MenuBarController::handleBankLearnRequest(const Notification& notification) {
+void MenuBarController::handleLinkRequest(const LinkRequest& request) {
+    if (const auto* learn = std::get_if<BankLearnRequest>(&request.request)) {
+        handleBankLearnRequest(*learn);
+    } else if (const auto* direct = std::get_if<DirectNavigationRequest>(&request.request)) {
+        handleDirectNavigationRequest(*direct);
+    }
+    // Runs, articulation-set acknowledgements and navigation exports belong to features that
+    // are not in this build; their notifications are still posted for observers.
+}
+
+void MenuBarController::handleBankLearnRequest(const BankLearnRequest& request) {
     const auto selection = router_->lastHandledSelection();
-    const std::string bankUUID = notification.userInfo.string("bankUUID").value_or("");
+    const std::string& bankUUID = request.bankUUID;
     if (!selection) {
         logMenu("OSC bank learn skipped",
                 "No Logic track has been selected yet, so bank " + bankUUID + " was not learned.");
@@ -416,12 +422,12 @@ void MenuBarController::handleBankLearnRequest(const Notification& notification)
     mapping.trackIndex = selection->index;
     mapping.trackName = selection->name.value_or("");
     mapping.bankUUID = bankUUID;
-    mapping.bankName = notification.userInfo.string("bankName").value_or("");
-    mapping.sectionName = notification.userInfo.string("sectionName");
-    mapping.groupUUID = notification.userInfo.string("groupUUID");
-    mapping.groupName = notification.userInfo.string("groupName");
-    mapping.workspaceUUID = notification.userInfo.string("workspaceUUID");
-    mapping.workspaceName = notification.userInfo.string("workspaceName");
+    mapping.bankName = request.bankName;
+    mapping.sectionName = request.sectionName;
+    mapping.groupUUID = request.groupUUID;
+    mapping.groupName = request.groupName;
+    mapping.workspaceUUID = request.workspaceUUID;
+    mapping.workspaceName = request.workspaceName;
     if (Status stored = mappingStore_->setBankMapping(selection->index, mapping); !stored)
         return;
     (void)mappingStore_->save();
@@ -430,11 +436,7 @@ void MenuBarController::handleBankLearnRequest(const Notification& notification)
                         mapping.trackName, mapping.bankName, bankUUID));
 }
 
-void MenuBarController::handleDirectNavigationRequest(const Notification& notification) {
-    DirectNavigationRequest request;
-    request.requestID = notification.userInfo.string("requestID").value_or("");
-    request.bankUUID = notification.userInfo.string("bankUUID").value_or("");
-    request.bankName = notification.userInfo.string("bankName");
+void MenuBarController::handleDirectNavigationRequest(const DirectNavigationRequest& request) {
     const std::vector<int> rows = mappingStore_->rowsMappedTo(request.bankUUID);
     if (rows.empty()) {
         logMenu("Direct navigation failed",

@@ -246,16 +246,17 @@ TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
-    rig.notifications.post(std::string(OSCDiscoveryManager::kBankLearnRequested),
-                           {{"bankUUID", std::string("B-1")}, {"bankName", std::string("Legato")}});
+    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
+    BankLearnRequest learn;
+    learn.bankUUID = "B-1";
+    learn.bankName = "Legato";
+    learn.sectionName = "Strings";
+    controller.handleLinkRequest(LinkRequest{iPad, learn});
     EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
 
     rig.logic.clickTrack(2);
     rig.scheduler.advance(1.0);
-    rig.notifications.post(std::string(OSCDiscoveryManager::kBankLearnRequested),
-                           {{"bankUUID", std::string("B-1")},
-                            {"bankName", std::string("Legato")},
-                            {"sectionName", std::string("Strings")}});
+    controller.handleLinkRequest(LinkRequest{iPad, learn});
     const auto learned = controller.mappingStore().bankMapping(2);
     ASSERT_TRUE(learned.has_value());
     EXPECT_EQ(learned->bankUUID, "B-1");
