@@ -10,11 +10,11 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::array<std::string_view, 17> kActionNames = {
+constexpr std::array<std::string_view, 18> kActionNames = {
     "click",        "arrow",    "insert",   "delete",    "duplicate",    "move",
     "rename",       "collapse", "expand",   "openModal", "dismissModal", "setProject",
-    "setFrontmost", "quit",     "relaunch", "tempo",     "say"};
-static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::say) + 1,
+    "setFrontmost", "quit",     "relaunch", "tempo",     "say",          "wake"};
+static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::wake) + 1,
               "one name per scenario action");
 
 struct Failure {
@@ -118,6 +118,7 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
         case A::dismissModal:
         case A::quit:
         case A::relaunch:
+        case A::wake:
             break;
     }
     return step;

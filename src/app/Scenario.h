@@ -42,6 +42,7 @@ struct Scenario {
         relaunch,
         tempo,  // bpm
         say,    // text: a line for the transcript
+        wake,   // the Mac wakes from sleep (the iPad link pings at once)
     };
 
     struct Step {

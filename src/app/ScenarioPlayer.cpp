@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "osc/ActivationEventSource.h"
 #include "platform/simulated/SimulatedLogic.h"
 
 namespace tessiva {
@@ -121,6 +122,11 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             break;
         case A::say:
             tell(step.text);
+            break;
+        case A::wake:
+            tell("wake the Mac from sleep");
+            if (activation_)
+                activation_->fire(ActivationEvent::systemDidWake);
             break;
     }
 }
