@@ -385,24 +385,29 @@ void PeerLink::armHandshakeTimeout() {
     const auto& active = peers_.activePeerID();
     if (!active)
         return;
-    handshakeTimeoutWorkItem_.cancel();
-    const std::string armedFor = *active;
-    const double armedAt = context_.now();
-    handshakeTimeoutWorkItem_ =
-        context_.onQueueAfter(handshakeTimeoutInterval_,
-                              [this, armedFor, armedAt] { handshakeTimedOut(armedFor, armedAt); });
+    // Every accepted datagram counts as contact, but only one timer is ever pending: a cancelled
+    // timer still holds its memory until its deadline, and a flood would pile them up.
+    lastContactTime_ = context_.now();
+    if (handshakeTimeoutWorkItem_.isPending() && timeoutArmedFor_ == *active)
+        return;
+    scheduleHandshakeTimeout(*active, handshakeTimeoutInterval_);
 }
 
-void PeerLink::handshakeTimedOut(const std::string& armedPeerID, double armedAt) {
+void PeerLink::scheduleHandshakeTimeout(const std::string& peerID, double delay) {
+    handshakeTimeoutWorkItem_.cancel();
+    timeoutArmedFor_ = peerID;
+    handshakeTimeoutWorkItem_ =
+        context_.onQueueAfter(delay, [this, peerID] { handshakeTimedOut(peerID); });
+}
+
+void PeerLink::handshakeTimedOut(const std::string& armedPeerID) {
     if (!peers_.isActive(armedPeerID))
         return;
     // Mirrored MIDI does not pass through this queue; it leaves a timestamp instead.
-    const double lastMIDI = lastMirroredTrafficTime_.load();
-    if (lastMIDI > armedAt) {
-        const double remaining = lastMIDI + handshakeTimeoutInterval_ - context_.now();
-        handshakeTimeoutWorkItem_ = context_.onQueueAfter(
-            std::max(0.0, remaining),
-            [this, armedPeerID, lastMIDI] { handshakeTimedOut(armedPeerID, lastMIDI); });
+    const double lastContact = std::max(lastContactTime_, lastMirroredTrafficTime_.load());
+    const double remaining = lastContact + handshakeTimeoutInterval_ - context_.now();
+    if (remaining > 0) {
+        scheduleHandshakeTimeout(armedPeerID, remaining);
         return;
     }
     const std::optional<std::string> host = peerHost_;

@@ -95,7 +95,8 @@ class PeerLink {
     void armTentativeLinkLocalExpiry();
     void updateHandshakeState(bool connected, const std::optional<std::string>& host,
                               std::optional<std::uint16_t> port, const std::string& reason);
-    void handshakeTimedOut(const std::string& armedPeerID, double armedAt);
+    void scheduleHandshakeTimeout(const std::string& peerID, double delay);
+    void handshakeTimedOut(const std::string& armedPeerID);
     void sendDirectNavigationMode(const std::string& host, std::uint16_t port);
 
     LinkContext& context_;
@@ -106,6 +107,8 @@ class PeerLink {
     std::optional<std::uint16_t> peerPort_;
     std::optional<std::string> peerDeviceName_;
     WorkItem handshakeTimeoutWorkItem_;
+    std::string timeoutArmedFor_;
+    double lastContactTime_ = 0;
     RepeatingTimer peerPingTimer_;
     int fastPingAttemptsRemaining_ = 0;
     std::optional<double> lastFastPingBurstDate_;

@@ -130,5 +130,25 @@ TEST(LinkRequests, DirectNavigationModeGoesOutOnConnectAndOnEveryChange) {
               (std::vector<OSCArgument>{OSCArgument::int32(1), OSCArgument::string("")}));
 }
 
+TEST(PeerLink, AFloodFromTheActiveIPadKeepsOneHandshakeTimerAndStillTimesOut) {
+    LinkRig rig;
+    auto& manager = rig.started();
+    rig.transport.deliver("127.0.0.1", 53000, "/ping", {OSCArgument::int32(53000)});
+    rig.scheduler.runUntilIdle();
+    const std::size_t before = rig.scheduler.pendingCount();
+    for (int n = 0; n < 2000; ++n) {
+        rig.transport.deliver("127.0.0.1", 53000, "/tessiva/workspace/snapshot/chunk",
+                              {OSCArgument::string("T-" + std::to_string(n)), OSCArgument::int32(0),
+                               OSCArgument::int32(2), OSCArgument::string("{")});
+    }
+    rig.scheduler.runUntilIdle();
+    // One timer stays armed however many datagrams arrive, and it counts from the last one.
+    EXPECT_LE(rig.scheduler.pendingCount(), before + 1);
+    rig.scheduler.advance(19.0);
+    EXPECT_TRUE(manager.isHandshakeConnected());
+    rig.scheduler.advance(1.5);
+    EXPECT_FALSE(manager.isHandshakeConnected());
+}
+
 }  // namespace
 }  // namespace tessiva
