@@ -73,7 +73,16 @@ void OSCDiscoveryManager::startOnQueue(std::int64_t port) {
         log_.event("OSC discovery receive failed", description,
                    "OSC discovery receive failed: " + description);
     });
-    // Datagrams land on the mirrored-MIDI queue: MIDI is handled there at once, the rest hops on.
+    // Mirrored MIDI is handled on the transport's network thread, without waiting for another
+    // thread to wake; the rest lands on the mirrored-MIDI queue and hops on to the discovery queue.
+    listenOptions.networkThreadFilter =
+        [filter = guard_.wrap([this](const UdpDatagram& d, bool& handled) {
+            handled = ingress_->handleAtOnce(d);
+        })](const UdpDatagram& datagram) mutable {
+            bool handled = false;
+            filter(datagram, handled);
+            return handled;
+        };
     UdpListenResult result = context_.services.transport.listen(
         listenOptions, *mirroredMIDIQueue_,
         guard_.wrap([this](UdpDatagram datagram) { ingress_->receive(std::move(datagram)); }));

@@ -36,8 +36,9 @@ class WorkspaceReceiver;
 // Bonjour and owns the parts that do the work: the PeerLink (active peer, handshake, pings), the
 // InboundDispatcher (one handler per address, typed requests to the coordinator), the
 // WorkspaceReceiver and the MirroredMIDIIngress. All state lives on the serial queue
-// "tessiva.focus.osc.discovery"; datagrams arrive on "tessiva.focus.osc.mirrored-midi", where
-// mirrored MIDI is handled at once and everything else is passed on to the discovery queue.
+// "tessiva.focus.osc.discovery". Mirrored MIDI (and another iPad's pings) are dealt with on the
+// transport's network thread as they arrive; other datagrams land on
+// "tessiva.focus.osc.mirrored-midi" and are passed on to the discovery queue.
 // Public calls may come from any thread and hop to the discovery queue; notifications are posted
 // on the main queue. Destroying it waits for link work already running on another thread. Tests
 // run it on a VirtualScheduler with a fake UdpTransport and an InMemoryServiceAdvertiser;

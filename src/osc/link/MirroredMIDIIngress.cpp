@@ -16,16 +16,18 @@ namespace {
 constexpr std::int64_t kMirroredMIDIReportEvery = 250;
 }  // namespace
 
-void MirroredMIDIIngress::receive(UdpDatagram datagram) {
-    const OSCBytes bytes(datagram.bytes);
-    const auto address = decodeAddress(bytes);
+bool MirroredMIDIIngress::handleAtOnce(const UdpDatagram& datagram) {
+    const auto address = decodeAddress(OSCBytes(datagram.bytes));
     if (address && *address == addressText(InboundAddress::midiEvent)) {
         handleMirroredMIDI(datagram);
-        return;
+        return true;
     }
-    if (address && *address == addressText(InboundAddress::ping) && rejectPing(datagram))
-        return;
-    forward_(std::move(datagram));
+    return address && *address == addressText(InboundAddress::ping) && rejectPing(datagram);
+}
+
+void MirroredMIDIIngress::receive(UdpDatagram datagram) {
+    if (!handleAtOnce(datagram))
+        forward_(std::move(datagram));
 }
 
 bool MirroredMIDIIngress::rejectPing(const UdpDatagram& datagram) {

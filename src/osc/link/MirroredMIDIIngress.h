@@ -25,7 +25,11 @@ class MirroredMIDIIngress {
                         std::function<void(UdpDatagram)> forward)
         : context_(context), peerLink_(peerLink), forward_(std::move(forward)) {}
 
-    // Mirrored-MIDI queue.
+    // Mirrored MIDI and another iPad's pings, dealt with at once; true when it was one of them.
+    // On the transport's network thread (or the mirrored-MIDI queue with a transport that has
+    // none), never on both for one listener.
+    bool handleAtOnce(const UdpDatagram& datagram);
+    // Mirrored-MIDI queue: handleAtOnce, else forward.
     void receive(UdpDatagram datagram);
 
     // Any thread.
