@@ -197,6 +197,7 @@ bool HeadlessProgram::start() {
         p.player = std::make_unique<ScenarioPlayer>(
             p.dispatcher.mainQueue(), p.logic,
             [this](const std::string& line) { parts_->console.line("[Scenario] " + line); });
+        p.player->setActivationEvents(&p.activation);
         std::function<void()> finished;
         if (p.options.quitWhenScenarioEnds) {
             finished = [this] {

@@ -1,6 +1,7 @@
 // tessiva-peer: a command-line stand-in for the Tessiva iPad app. It speaks the iPad's side of the
-// OSC link to a Mac running Tessiva Focus, one UDP socket for sending and receiving, and prints
-// every datagram it receives as one line. Commands run in the order given.
+// OSC link to a Mac running Tessiva Focus and prints every datagram it receives as one line. It
+// listens on one UDP socket and sends from it too, or, with --source-port, from a second socket
+// as some iPads do. Commands run in the order given.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -61,15 +62,22 @@ constexpr int kExitFailed = 4;
 
 struct Session {
     PeerSocket socket;
+    // Bound with --source-port: everything is sent from it; replies still arrive on `socket`.
+    std::optional<PeerSocket> sourceSocket;
     std::string macHost;
     std::uint16_t macPort = 12111;
     std::string deviceName;
     bool answerPings = true;
+    // With --answer-snapshot: the workspace sent whenever the Mac asks for it.
+    std::string answerSnapshotFile;
+    int answerSnapshotChunks = 1;
     std::vector<std::string> seenAddresses;
+
+    PeerSocket& sendingSocket() { return sourceSocket ? *sourceSocket : socket; }
 
     int send(std::string_view address, const std::vector<OSCArgument>& arguments) {
         auto bytes = tessiva::encodeMessage(address, arguments);
-        if (auto error = socket.sendTo(macHost, macPort, bytes)) {
+        if (auto error = sendingSocket().sendTo(macHost, macPort, bytes)) {
             std::cerr << "send " << address << " failed: " << *error << "\n";
             return kExitFailed;
         }
@@ -77,7 +85,38 @@ struct Session {
         return 0;
     }
 
-    // Prints one received datagram; answers "/ping" with "/pong" and the device name.
+    // The workspace JSON in `file`, whole or in `count` chunks sent in `order` (default ascending).
+    int sendSnapshot(const std::string& file, int count, const std::string& transferID,
+                     const std::vector<int>& order) {
+        std::string error;
+        auto json = tessiva::readWholeFile(file, &error);
+        if (!json) {
+            std::cerr << "cannot read " << file << ": " << error << "\n";
+            return kExitFailed;
+        }
+        if (count == 1)
+            return send("/tessiva/workspace/snapshot", {OSCArgument::string(*json)});
+        auto parts = tessiva::splitIntoChunks(*json, static_cast<std::size_t>(count));
+        const std::string transfer = transferID.empty() ? tessiva::makeUUID() : transferID;
+        std::vector<int> indices = order;
+        if (indices.empty()) {
+            for (std::size_t i = 0; i < parts.size(); ++i)
+                indices.push_back(static_cast<int>(i));
+        }
+        for (int index : indices) {
+            if (index < 0 || static_cast<std::size_t>(index) >= parts.size())
+                continue;
+            tessiva::WorkspaceSnapshotChunk chunk{transfer, index,
+                                                  static_cast<std::int32_t>(parts.size()),
+                                                  parts[static_cast<std::size_t>(index)]};
+            if (int rc = send("/tessiva/workspace/snapshot/chunk", chunk.arguments()))
+                return rc;
+        }
+        return 0;
+    }
+
+    // Prints one received datagram; answers "/ping" with "/pong" and the device name at the port
+    // the Mac announced, and a snapshot request with --answer-snapshot's file.
     void handle(const Received& received) {
         const auto bytes = tessiva::OSCBytes(received.bytes);
         const auto address = tessiva::decodeAddress(bytes);
@@ -93,11 +132,23 @@ struct Session {
                   << std::endl;
         seenAddresses.emplace_back(*address);
         if (answerPings && *address == "/ping") {
+            // The Mac pings from a sending socket and announces where it listens.
+            std::uint16_t replyPort = received.port;
+            if (auto announced = tessiva::firstInt32Argument(bytes);
+                announced && *announced > 0 && *announced <= 65535) {
+                replyPort = static_cast<std::uint16_t>(*announced);
+            }
+            // Like the iPad app, answer the Mac where its "/ping" says it listens from now on.
+            macHost = received.host;
+            macPort = replyPort;
             auto pong = tessiva::encodeMessage("/pong", {OSCArgument::string(deviceName)});
-            if (!socket.sendTo(received.host, received.port, pong)) {
-                std::cout << "TX /pong [s:" << deviceName << "] to " << from << std::endl;
+            if (!sendingSocket().sendTo(received.host, replyPort, pong)) {
+                std::cout << "TX /pong [s:" << deviceName << "] to " << received.host << ":"
+                          << replyPort << std::endl;
             }
         }
+        if (!answerSnapshotFile.empty() && *address == "/tessiva/workspace/snapshot/request")
+            (void)sendSnapshot(answerSnapshotFile, answerSnapshotChunks, {}, {});
     }
 
     // Receives and prints until `seconds` have passed, or until `address` arrives (true).
@@ -149,7 +200,8 @@ int main(int argc, char** argv) {
         "  tessiva-peer --port 12111 ping wait-for /pong snapshot --file ws.json --chunks 3 "
         "listen --seconds 2\n"
         "Every received datagram is printed as \"RX <address> [<arguments>] from <host:port>\"; "
-        "a \"/ping\" from the Mac is answered with \"/pong\" and the device name."};
+        "a \"/ping\" from the Mac is answered with \"/pong\" and the device name at the port it "
+        "announces."};
     Session session;
     std::string bindHost = "127.0.0.1";
     int bindPort = 0;
@@ -164,7 +216,17 @@ int main(int argc, char** argv) {
     app.add_option("--bind-port", bindPort, "Local port to bind and reply from (0: any)")
         ->capture_default_str()
         ->check(CLI::Range(0, 65535));
+    int sourcePort = -1;
+    app.add_option("--source-port", sourcePort,
+                   "Send from a second socket bound to this port (0: any); replies still arrive "
+                   "on the bound one")
+        ->check(CLI::Range(0, 65535));
     app.add_option("--name", session.deviceName, "This iPad's device name")->capture_default_str();
+    app.add_option("--answer-snapshot", session.answerSnapshotFile,
+                   "Answer /tessiva/workspace/snapshot/request with this workspace JSON file");
+    app.add_option("--answer-chunks", session.answerSnapshotChunks,
+                   "Send the answered workspace in N chunks (1: one message)")
+        ->check(CLI::Range(1, 4096));
     app.add_flag("!--no-auto-pong", session.answerPings, "Do not answer the Mac's /ping");
 
     using Action = std::function<int(Session&)>;
@@ -224,31 +286,7 @@ int main(int argc, char** argv) {
     snapshot->callback([&] {
         actions.push_back(
             [file = snapshotFile, count = chunks, id = transferID, chunkOrder = order](Session& s) {
-                std::string error;
-                auto json = tessiva::readWholeFile(file, &error);
-                if (!json) {
-                    std::cerr << "cannot read " << file << ": " << error << "\n";
-                    return kExitFailed;
-                }
-                if (count == 1)
-                    return s.send("/tessiva/workspace/snapshot", {OSCArgument::string(*json)});
-                auto parts = tessiva::splitIntoChunks(*json, static_cast<std::size_t>(count));
-                const std::string transfer = id.empty() ? tessiva::makeUUID() : id;
-                std::vector<int> indices = chunkOrder;
-                if (indices.empty()) {
-                    for (std::size_t i = 0; i < parts.size(); ++i)
-                        indices.push_back(static_cast<int>(i));
-                }
-                for (int index : indices) {
-                    if (index < 0 || static_cast<std::size_t>(index) >= parts.size())
-                        continue;
-                    tessiva::WorkspaceSnapshotChunk chunk{transfer, index,
-                                                          static_cast<std::int32_t>(parts.size()),
-                                                          parts[static_cast<std::size_t>(index)]};
-                    if (int rc = s.send("/tessiva/workspace/snapshot/chunk", chunk.arguments()))
-                        return rc;
-                }
-                return 0;
+                return s.sendSnapshot(file, count, id, chunkOrder);
             });
         order.clear();
         transferID.clear();
@@ -398,6 +436,8 @@ int main(int argc, char** argv) {
         "  send ADDRESS [i:1 s:text f:1.5 ...]  any message\n"
         "  listen [--seconds S]             print what arrives for S seconds\n"
         "  wait-for ADDRESS [--timeout S]   wait for a message; exit 3 on time-out\n"
+        "With --answer-snapshot F, every /tessiva/workspace/snapshot/request is answered with F\n"
+        "while the commands pump (listen, wait-for).\n"
         "Exit codes: 0 done, 2 usage, 3 time-out, 4 socket or file failure.");
     app.require_subcommand(1, 0);
     app.fallthrough();
@@ -414,6 +454,16 @@ int main(int argc, char** argv) {
         return kExitFailed;
     }
     std::cout << "BOUND " << bindHost << ":" << session.socket.boundPort() << std::endl;
+    if (sourcePort >= 0) {
+        session.sourceSocket.emplace();
+        if (auto error =
+                session.sourceSocket->bind(bindHost, static_cast<std::uint16_t>(sourcePort))) {
+            std::cerr << "cannot bind " << bindHost << ":" << sourcePort << ": " << *error << "\n";
+            return kExitFailed;
+        }
+        std::cout << "SENDING FROM " << bindHost << ":" << session.sourceSocket->boundPort()
+                  << std::endl;
+    }
     for (auto& action : actions) {
         if (int rc = action(session))
             return rc;

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "app/AppNotifications.h"
 #include "app/LearnModeStore.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
@@ -32,6 +33,8 @@ namespace {
 
 // How often the Logic status line is brought up to date.
 constexpr double kStatusRefreshInterval = 2.0;
+// "Start AX Capture (1s)" and a recorder start that names no length.
+constexpr double kDefaultAXCaptureSeconds = 1.0;
 
 }  // namespace
 
@@ -116,6 +119,7 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     mappedTrackLookup_ = std::make_unique<MappedTrackLookup>(*mappingStore_);
     discovery_->setMirroredMIDISink(mirroredMIDIForwarder_.get());
     discovery_->setBankMappingLookup(mappedTrackLookup_.get());
+    discovery_->setLinkRequestHandler(this);
 
     logicObserver_ = std::make_unique<LogicObserver>(LogicObserver::Dependencies{
         dispatcher_, services_.accessibility, services_.input, notifications_, console_});
@@ -161,6 +165,7 @@ MenuBarController::~MenuBarController() {
     if (discovery_) {
         discovery_->setMirroredMIDISink(nullptr);
         discovery_->setBankMappingLookup(nullptr);
+        discovery_->setLinkRequestHandler(nullptr);
         discovery_->stop();
     }
     observerTokens_.clear();
@@ -197,12 +202,7 @@ void MenuBarController::observeNotifications() {
                                            : std::nullopt;
             refreshMenu();
         }));
-    observerTokens_.push_back(notifications_.addObserver(
-        std::string(OSCDiscoveryManager::kBankLearnRequested),
-        [this](const Notification& notification) { handleBankLearnRequest(notification); }));
-    observerTokens_.push_back(notifications_.addObserver(
-        std::string(OSCDiscoveryManager::kDirectNavigationRequested),
-        [this](const Notification& notification) { handleDirectNavigationRequest(notification); }));
+    observeWindowRequests();
     observerTokens_.push_back(learnStore_->observe([this](LearnMode) { refreshMenu(); }));
     observerTokens_.push_back(
         mappingStore_->trackIndexToPC().subscribe([this](const auto&) { refreshMenu(); }));
@@ -297,11 +297,11 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             break;
         case MenuCommand::showEventsDebugLog:
         case MenuCommand::showEvents:
-            notifications_.post("tessiva.showEventsWindow");
+            notifications_.post(kShowEventsWindowNotification);
             wouldOpen("The Events window");
             break;
         case MenuCommand::startAXCapture:
-            logicObserver_->beginAXCapture(1.0);
+            logicObserver_->beginAXCapture(kDefaultAXCaptureSeconds);
             logMenu("AX capture started", "Capturing Logic Accessibility traffic for 1 second.");
             break;
         case MenuCommand::selectLearnModeOff:
@@ -313,11 +313,11 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             router_->setAddTracksModeActive(true);
             break;
         case MenuCommand::showMappings:
-            notifications_.post("tessiva.showMappingsWindow");
+            notifications_.post(kShowMappingsWindowNotification);
             wouldOpen("The Mappings window");
             break;
         case MenuCommand::showAbout:
-            notifications_.post("tessiva.showAboutWindow");
+            notifications_.post(kShowAboutWindowNotification);
             wouldOpen("The About window");
             break;
         case MenuCommand::checkForUpdates:
@@ -381,9 +381,53 @@ void MenuBarController::saveMappingsAs(const std::filesystem::path& file) {
     refreshMenu();
 }
 
-void MenuBarController::handleBankLearnRequest(const Notification& notification) {
+void MenuBarController::observeWindowRequests() {
+    auto observe = [this](const char* name, std::function<void(const Notification&)> handler) {
+        observerTokens_.push_back(notifications_.addObserver(name, std::move(handler)));
+    };
+    observe(kSaveMappingsRequestedNotification,
+            [this](const Notification&) { perform(MenuCommand::saveMappings); });
+    observe(kWorkspaceSnapshotRequestRequestedNotification, [this](const Notification&) {
+        if (discovery_->activePeerEndpoint()) {
+            discovery_->requestWorkspaceSnapshot("workspace refresh requested");
+        } else {
+            // Asked before any iPad is linked: the request goes with the first "/ping".
+            discovery_->forceWorkspaceSnapshotOnNextPing();
+            logMenu("Workspace refresh pending",
+                    "No iPad is linked; its workspace is requested when it next pings.");
+        }
+    });
+    observe(kTriggerMappingPlaybackNotification, [this](const Notification& notification) {
+        const auto row = notification.userInfo.integer(kMappingPlaybackRowKey);
+        if (!row || *row < 1) {
+            logMenu("Mapping playback skipped", "The play request named no Logic row.");
+            return;
+        }
+        router_->playMapping(static_cast<int>(*row));
+    });
+    observe(kClearEventsLogNotification, [this](const Notification&) { log_->clear(); });
+    observe(kStartAXFlightRecorderNotification, [this](const Notification& notification) {
+        const double seconds = notification.userInfo.get<double>(kAXFlightRecorderSecondsKey)
+                                   .value_or(kDefaultAXCaptureSeconds);
+        logicObserver_->beginAXCapture(seconds > 0 ? seconds : kDefaultAXCaptureSeconds);
+    });
+    observe(kStopAXFlightRecorderNotification,
+            [this](const Notification&) { logicObserver_->endAXCapture(); });
+}
+
+void MenuBarController::handleLinkRequest(const LinkRequest& request) {
+    if (const auto* learn = std::get_if<BankLearnRequest>(&request.request)) {
+        handleBankLearnRequest(*learn);
+    } else if (const auto* direct = std::get_if<DirectNavigationRequest>(&request.request)) {
+        handleDirectNavigationRequest(*direct);
+    }
+    // Runs, articulation-set acknowledgements and navigation exports belong to features that
+    // are not in this build; their notifications are still posted for observers.
+}
+
+void MenuBarController::handleBankLearnRequest(const BankLearnRequest& request) {
     const auto selection = router_->lastHandledSelection();
-    const std::string bankUUID = notification.userInfo.string("bankUUID").value_or("");
+    const std::string& bankUUID = request.bankUUID;
     if (!selection) {
         logMenu("OSC bank learn skipped",
                 "No Logic track has been selected yet, so bank " + bankUUID + " was not learned.");
@@ -393,12 +437,12 @@ void MenuBarController::handleBankLearnRequest(const Notification& notification)
     mapping.trackIndex = selection->index;
     mapping.trackName = selection->name.value_or("");
     mapping.bankUUID = bankUUID;
-    mapping.bankName = notification.userInfo.string("bankName").value_or("");
-    mapping.sectionName = notification.userInfo.string("sectionName");
-    mapping.groupUUID = notification.userInfo.string("groupUUID");
-    mapping.groupName = notification.userInfo.string("groupName");
-    mapping.workspaceUUID = notification.userInfo.string("workspaceUUID");
-    mapping.workspaceName = notification.userInfo.string("workspaceName");
+    mapping.bankName = request.bankName;
+    mapping.sectionName = request.sectionName;
+    mapping.groupUUID = request.groupUUID;
+    mapping.groupName = request.groupName;
+    mapping.workspaceUUID = request.workspaceUUID;
+    mapping.workspaceName = request.workspaceName;
     if (Status stored = mappingStore_->setBankMapping(selection->index, mapping); !stored)
         return;
     (void)mappingStore_->save();
@@ -407,11 +451,7 @@ void MenuBarController::handleBankLearnRequest(const Notification& notification)
                         mapping.trackName, mapping.bankName, bankUUID));
 }
 
-void MenuBarController::handleDirectNavigationRequest(const Notification& notification) {
-    DirectNavigationRequest request;
-    request.requestID = notification.userInfo.string("requestID").value_or("");
-    request.bankUUID = notification.userInfo.string("bankUUID").value_or("");
-    request.bankName = notification.userInfo.string("bankName");
+void MenuBarController::handleDirectNavigationRequest(const DirectNavigationRequest& request) {
     const std::vector<int> rows = mappingStore_->rowsMappedTo(request.bankUUID);
     if (rows.empty()) {
         logMenu("Direct navigation failed",

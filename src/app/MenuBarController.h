@@ -9,6 +9,7 @@
 
 #include "app/MenuModel.h"
 #include "app/ProjectTracker.h"
+#include "osc/link/LinkRequest.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/RepeatingTimer.h"
 
@@ -80,11 +81,11 @@ struct CoordinatorOptions {
 // selection routing; follows the Logic project; owns the menu (as data) and performs its
 // commands. Main queue only; `start` and every command run there. The program builds it on real
 // queues; tests build it on a VirtualScheduler with the simulated Logic Pro and in-memory MIDI.
-class MenuBarController {
+class MenuBarController final : public LinkRequestHandler {
   public:
     MenuBarController(Dispatcher& dispatcher, NotificationCenter& notifications, Console& console,
                       PlatformServices services, CoordinatorOptions options);
-    ~MenuBarController();
+    ~MenuBarController() override;
     MenuBarController(const MenuBarController&) = delete;
     MenuBarController& operator=(const MenuBarController&) = delete;
 
@@ -105,6 +106,9 @@ class MenuBarController {
     // "Choose File…" and "Save Mappings As…" after their panels: the path the user chose.
     void loadMappingsFrom(const std::filesystem::path& file);
     void saveMappingsAs(const std::filesystem::path& file);
+
+    // The active iPad's requests, on the main queue (the link calls it; tests may too).
+    void handleLinkRequest(const LinkRequest& request) override;
 
     // Quit was chosen; the shell ends the run loop.
     std::function<void()> onQuitRequested;
@@ -133,8 +137,10 @@ class MenuBarController {
     class MappedTrackLookup;
 
     void observeNotifications();
-    void handleBankLearnRequest(const Notification& notification);
-    void handleDirectNavigationRequest(const Notification& notification);
+    // The requests the windows post by name (AppNotifications.h).
+    void observeWindowRequests();
+    void handleBankLearnRequest(const BankLearnRequest& request);
+    void handleDirectNavigationRequest(const DirectNavigationRequest& request);
     void refreshMenu();
     void wouldOpen(const std::string& what);
     void logMenu(const std::string& title, const std::string& detail);

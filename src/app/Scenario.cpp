@@ -10,12 +10,13 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::array<std::string_view, 24> kActionNames = {
+constexpr std::array<std::string_view, 25> kActionNames = {
     "click",        "arrow",     "insert",     "delete",     "duplicate",    "move",
     "rename",       "collapse",  "expand",     "openModal",  "dismissModal", "setProject",
     "setFrontmost", "quit",      "relaunch",   "tempo",      "say",          "undo",
-    "redo",         "openMixer", "closeMixer", "mixerClick", "openPlugin",   "closePlugin"};
-static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::closePlugin) + 1,
+    "redo",         "openMixer", "closeMixer", "mixerClick", "openPlugin",   "closePlugin",
+    "wake"};
+static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::wake) + 1,
               "one name per scenario action");
 
 struct Failure {
@@ -149,6 +150,7 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
         case A::openMixer:
         case A::closeMixer:
         case A::closePlugin:
+        case A::wake:
             break;
     }
     return step;

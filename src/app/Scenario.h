@@ -52,6 +52,7 @@ struct Scenario {
         mixerClick,   // track: a click on its Mixer strip
         openPlugin,   // track: its plug-in window
         closePlugin,  // the front plug-in window
+        wake,   // the Mac wakes from sleep (the iPad link pings at once)
     };
 
     struct Step {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "osc/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 
 namespace tessiva {
@@ -157,6 +158,11 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
         case A::closePlugin:
             tell("close the plug-in window");
             logic_.closePluginWindow();
+            break;
+        case A::wake:
+            tell("wake the Mac from sleep");
+            if (activation_)
+                activation_->fire(ActivationEvent::systemDidWake);
             break;
     }
 }

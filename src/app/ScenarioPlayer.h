@@ -9,6 +9,7 @@
 
 namespace tessiva {
 
+class ActivationEventSource;
 class SimulatedLogic;
 
 // Plays a Scenario against the simulated Logic Pro: builds its project, then performs each step
@@ -30,11 +31,14 @@ class ScenarioPlayer {
     void play(const Scenario& scenario, std::function<void()> onFinished = nullptr);
     void cancel();
     void perform(const Scenario::Step& step);
+    // Where "wake" steps go: the program's activation events (absent: the step is only told).
+    void setActivationEvents(ActivationEventSource* activation) { activation_ = activation; }
 
   private:
     Queue& mainQueue_;
     SimulatedLogic& logic_;
     Narrator narrate_;
+    ActivationEventSource* activation_ = nullptr;
     std::vector<WorkItem> scheduled_;
 };
 

@@ -1,10 +1,16 @@
-# The iPad link: listener, peers and handshake, inbound dispatch, the workspace snapshot.
+# The iPad link: listener, peers and handshake, inbound dispatch, the workspace snapshot; the
+# parts of OSCDiscoveryManager live in link/.
 tessiva_add_library(tessiva_osc_link
   SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/InboundRequests.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ConnectionSoundPlayer.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OSCDiscoveryManager.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/OSCDiscoveryManagerInbound.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/InboundDispatcher.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/LinkEventLog.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/LinkRequest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/MirroredMIDIIngress.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/PeerLink.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/WorkspaceReceiver.cpp
     ${CMAKE_CURRENT_LIST_DIR}/PeerRegistry.cpp
     ${CMAKE_CURRENT_LIST_DIR}/RemoteWorkspaceSnapshot.cpp
     ${CMAKE_CURRENT_LIST_DIR}/RemoteWorkspaceStore.cpp

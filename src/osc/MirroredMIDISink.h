@@ -15,11 +15,12 @@ struct MirroredMIDIEventArguments {
     std::int32_t data2 = 0;
 };
 
-// Where mirrored MIDI from the active iPad goes. Called on the mirrored-MIDI queue
-// ("tessiva.focus.osc.mirrored-midi"), never on the discovery queue, so MIDI is not held up by
-// other traffic. The coordinator connects VirtualMIDIBridge; tests and benchmarks record events.
-// `sender` is the iPad's "host:port", for the bridge's own log lines. The type name and the sender
-// point into the received datagram and are valid only during the call.
+// Where mirrored MIDI from the active iPad goes. Called on the UDP transport's network thread
+// (on the mirrored-MIDI queue "tessiva.focus.osc.mirrored-midi" with a transport that has none),
+// one event at a time and never on the discovery queue, so MIDI is not held up by other traffic.
+// The coordinator connects VirtualMIDIBridge; tests and benchmarks record events. `sender` is the
+// iPad's "host:port", for the bridge's own log lines. The type name and the sender point into the
+// received datagram and are valid only during the call.
 class MirroredMIDISink {
   public:
     virtual ~MirroredMIDISink() = default;

@@ -10,9 +10,17 @@ std::string makePeerID(std::string_view host, std::uint16_t port) {
     return text::trimmed(host) + ":" + std::to_string(port);
 }
 
+bool KnownPeer::isSender(std::string_view senderHost, std::uint16_t senderPort) const {
+    if (text::trimmed(senderHost) != host)
+        return false;
+    return senderPort == port ||
+           std::find(sourcePorts.begin(), sourcePorts.end(), senderPort) != sourcePorts.end();
+}
+
 PeerRegistry::Registration PeerRegistry::registerPeer(const std::string& host, std::uint16_t port,
                                                       const std::optional<std::string>& deviceName,
-                                                      double now) {
+                                                      double now,
+                                                      std::optional<std::uint16_t> sourcePort) {
     Registration result;
     const std::string trimmedHost = text::trimmed(host);
     if (trimmedHost.empty())
@@ -32,6 +40,13 @@ PeerRegistry::Registration PeerRegistry::registerPeer(const std::string& host, s
     if (deviceName)
         peer.deviceName = deviceName;  // an absent name keeps the previous one
     peer.lastSeen = now;
+    if (sourcePort && *sourcePort != port) {
+        auto& ports = peer.sourcePorts;
+        ports.erase(std::remove(ports.begin(), ports.end(), *sourcePort), ports.end());
+        if (ports.size() >= KnownPeer::kMaxSourcePorts)
+            ports.erase(ports.begin());
+        ports.push_back(*sourcePort);
+    }
     if (inserted)
         peerOrder_.push_back(result.peerID);
     result.isNewPeer = inserted;
@@ -60,6 +75,11 @@ void PeerRegistry::setDeviceName(const std::string& id, std::string name) {
     auto found = knownPeersByID_.find(id);
     if (found != knownPeersByID_.end())
         found->second.deviceName = std::move(name);
+}
+
+bool PeerRegistry::isActiveSender(std::string_view host, std::uint16_t port) const {
+    const KnownPeer* active = activePeer();
+    return active && active->isSender(host, port);
 }
 
 const KnownPeer* PeerRegistry::activePeer() const {

@@ -32,10 +32,13 @@ class PeerRegistry {
         bool becameActive = false;
     };
 
-    // Admits the sender of a datagram. While a peer is active any other ID is rejected: there is
-    // no take-over until the active one is dropped.
+    // Admits the sender of a datagram that asks to be answered at host:port. While a peer is
+    // active any other ID is rejected: there is no take-over until the active one is dropped.
+    // `sourcePort`, when given, is the port the datagram came from; it is remembered as one of
+    // the peer's own (see KnownPeer).
     Registration registerPeer(const std::string& host, std::uint16_t port,
-                              const std::optional<std::string>& deviceName, double now);
+                              const std::optional<std::string>& deviceName, double now,
+                              std::optional<std::uint16_t> sourcePort = std::nullopt);
 
     // Makes a known peer active; false when the ID is unknown.
     bool setActivePeer(const std::string& id);
@@ -49,6 +52,9 @@ class PeerRegistry {
     const KnownPeer* peer(const std::string& id) const;
     const std::vector<std::string>& peerOrder() const { return peerOrder_; }
     bool isActive(const std::string& id) const { return activePeerID_ && *activePeerID_ == id; }
+    // True when a datagram from host:port comes from the active peer: its reply port or one of
+    // the source ports its "/ping"s came from, on its host.
+    bool isActiveSender(std::string_view host, std::uint16_t port) const;
 
   private:
     std::map<std::string, KnownPeer> knownPeersByID_;

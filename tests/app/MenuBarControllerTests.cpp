@@ -4,6 +4,7 @@
 
 #include "RecordingUdpTransport.h"
 #include "app/AppDelegate.h"
+#include "app/AppNotifications.h"
 #include "app/LearnModeStore.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/TrackSelectionRouter.h"
@@ -183,20 +184,80 @@ TEST(MenuBarController, MenuCommandsChangeStateAndTheMenuFollows) {
     EXPECT_TRUE(quit);
 }
 
+std::size_t loggedWithTitle(MenuBarController& controller, const std::string& prefix) {
+    std::size_t count = 0;
+    for (const auto& entry : controller.log().entries().value())
+        count += entry.title.rfind(prefix, 0) == 0;
+    return count;
+}
+
+TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
+    CoordinatorRig rig;
+    rig.writeProfile("Song.json");
+    MenuBarController& controller = rig.start();
+
+    // Play: the row's mapping goes out at once, without the selection gates.
+    rig.notifications.post(kTriggerMappingPlaybackNotification,
+                           {{kMappingPlaybackRowKey, std::int64_t{2}}});
+    rig.scheduler.runUntilIdle();
+    ASSERT_EQ(rig.midi.sentMessages().size(), 1u) << ::testing::PrintToString(rig.console.lines());
+    EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
+    rig.notifications.post(kTriggerMappingPlaybackNotification);
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(rig.midi.sentMessages().size(), 1u);
+    EXPECT_EQ(loggedWithTitle(controller, "Mapping playback skipped"), 1u);
+
+    // Save: a changed mapping reaches the file.
+    ASSERT_TRUE(controller.mappingStore()
+                    .setMIDIMapping(4, MIDIMapping{MappingEventType::programChange, 40,
+                                                   std::nullopt, 1, "Strings"})
+                    .ok());
+    rig.notifications.post(kSaveMappingsRequestedNotification);
+    rig.scheduler.runUntilIdle();
+    auto saved = MappingProfileFile::read(rig.folder / "Song.json");
+    ASSERT_TRUE(saved.snapshot.has_value()) << saved.error;
+    EXPECT_EQ(saved.snapshot->trackIndexToPC.at(4), 40);
+
+    // Workspace refresh with no iPad linked: deferred to its next ping.
+    rig.notifications.post(kWorkspaceSnapshotRequestRequestedNotification);
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(loggedWithTitle(controller, "Workspace refresh pending"), 1u);
+
+    // The AX flight recorder: decisions are logged only while it runs.
+    rig.notifications.post(kStartAXFlightRecorderNotification,
+                           {{kAXFlightRecorderSecondsKey, 30.0}});
+    rig.scheduler.runUntilIdle();
+    rig.logic.clickTrack(3);
+    rig.scheduler.advance(1.0);
+    const std::size_t during = loggedWithTitle(controller, "AX flight decision");
+    EXPECT_GT(during, 0u);
+    rig.notifications.post(kStopAXFlightRecorderNotification);
+    rig.scheduler.runUntilIdle();
+    rig.logic.clickTrack(4);
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight decision"), during);
+
+    // Clear empties the event log.
+    rig.notifications.post(kClearEventsLogNotification);
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(controller.log().entries().value().empty());
+}
+
 TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
-    rig.notifications.post(std::string(OSCDiscoveryManager::kBankLearnRequested),
-                           {{"bankUUID", std::string("B-1")}, {"bankName", std::string("Legato")}});
+    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
+    BankLearnRequest learn;
+    learn.bankUUID = "B-1";
+    learn.bankName = "Legato";
+    learn.sectionName = "Strings";
+    controller.handleLinkRequest(LinkRequest{iPad, learn});
     EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
 
     rig.logic.clickTrack(2);
     rig.scheduler.advance(1.0);
-    rig.notifications.post(std::string(OSCDiscoveryManager::kBankLearnRequested),
-                           {{"bankUUID", std::string("B-1")},
-                            {"bankName", std::string("Legato")},
-                            {"sectionName", std::string("Strings")}});
+    controller.handleLinkRequest(LinkRequest{iPad, learn});
     const auto learned = controller.mappingStore().bankMapping(2);
     ASSERT_TRUE(learned.has_value());
     EXPECT_EQ(learned->bankUUID, "B-1");

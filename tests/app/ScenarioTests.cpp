@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "app/Scenario.h"
+#include "app/ScenarioPlayer.h"
+#include "osc/ActivationEventSource.h"
+#include "platform/simulated/SimulatedLogic.h"
+#include "runtime/VirtualScheduler.h"
 
 namespace tessiva {
 namespace {
@@ -91,6 +95,26 @@ TEST(Scenario, RefusalsNameTheStepAndKey) {
               "logic: \"selectionSettleDelay\" must not be negative");
     EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "openModal", "title": "X", "kind": "alert"}]})"),
               "steps[0]: \"kind\" must be sheet or dialog");
+}
+
+TEST(Scenario, AWakeStepFiresTheSystemWakeEvent) {
+    auto parsed = Scenario::parse(R"({"steps": [{"at": 0.5, "do": "wake"}]})");
+    ASSERT_TRUE(std::holds_alternative<Scenario>(parsed)) << std::get<std::string>(parsed);
+    VirtualScheduler scheduler;
+    SimulatedLogic logic(scheduler.clock());
+    ActivationEventSource activation;
+    std::vector<ActivationEvent> fired;
+    auto token = activation.addObserver([&](ActivationEvent event) { fired.push_back(event); });
+    std::vector<std::string> told;
+    ScenarioPlayer player(scheduler.mainQueue(), logic,
+                          [&](const std::string& line) { told.push_back(line); });
+    player.setActivationEvents(&activation);
+    player.play(std::get<Scenario>(parsed));
+    scheduler.advance(0.4);
+    EXPECT_TRUE(fired.empty());
+    scheduler.advance(0.2);
+    EXPECT_EQ(fired, std::vector<ActivationEvent>{ActivationEvent::systemDidWake});
+    EXPECT_EQ(told.back(), "wake the Mac from sleep");
 }
 
 }  // namespace

@@ -314,6 +314,7 @@ class AsioUdpListener final : public UdpListener,
 
     // Opens and binds on the calling thread so the port (or the error) is known at once.
     std::string bind(const UdpListenOptions& options) {
+        networkThreadFilter_ = options.networkThreadFilter;
         std::error_code error;
         const auto address = asio::ip::make_address(options.bindHost, error);
         if (error)
@@ -413,6 +414,8 @@ class AsioUdpListener final : public UdpListener,
             {buffer_->begin(), buffer_->begin() + static_cast<std::ptrdiff_t>(size)},
             hostText(sender_.address()),
             sender_.port()};
+        if (networkThreadFilter_ && networkThreadFilter_(datagram))
+            return;
         gate_.post(
             [stopped = stopped_, handler = handler_, datagram = std::move(datagram)]() mutable {
                 if (!stopped->load())
@@ -427,7 +430,8 @@ class AsioUdpListener final : public UdpListener,
     CallbackGate gate_;
     std::shared_ptr<DatagramHandler> handler_;
     std::shared_ptr<ReceiveErrorHandler> errorHandler_;
-    int consecutiveErrors_ = 0;  // network thread
+    int consecutiveErrors_ = 0;                                    // network thread
+    std::function<bool(const UdpDatagram&)> networkThreadFilter_;  // set before receiving
     std::shared_ptr<std::atomic<bool>> stopped_ = std::make_shared<std::atomic<bool>>(false);
     std::shared_ptr<std::array<std::uint8_t, kMaxDatagram>> buffer_ =
         std::make_shared<std::array<std::uint8_t, kMaxDatagram>>();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -20,6 +21,11 @@ struct UdpListenOptions {
     bool reuseAddress = true;
     // Told of receive errors on the delivery queue; none means they are dropped.
     UdpListener::ReceiveErrorHandler receiveErrorHandler{};
+    // Optional: sees each datagram first, on the adapter's own network thread, and returns true
+    // when it has dealt with it (then it is not posted to the delivery queue). For work that
+    // must not wait for a thread to wake, like mirrored MIDI. It must be quick and thread-safe.
+    // Adapters without a network thread (test doubles) may ignore it.
+    std::function<bool(const UdpDatagram&)> networkThreadFilter{};
 };
 
 // A listener, or why there is none ("Address already in use").

@@ -24,61 +24,137 @@ std::string portAfter(const std::string& line, const std::string& prefix) {
     return line.substr(line.find(prefix) + prefix.size());
 }
 
-TEST(LinkProcesses, PeerBecomesActiveSendsSnapshotAndMIDIAndASecondPeerIsRejected) {
-    const auto folder =
-        std::filesystem::temp_directory_path() / ("tessiva-link-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-    const auto workspaceFile = folder / "workspace.json";
-    std::ofstream(workspaceFile) << kWorkspace;
+// A temporary folder with the workspace file, and the Mac's link on an ephemeral port.
+class LinkProcesses : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        folder = std::filesystem::temp_directory_path() /
+                 ("tessiva-link-" + std::to_string(::getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(folder);
+        workspaceFile = (folder / "workspace.json").string();
+        std::ofstream(workspaceFile) << kWorkspace;
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
 
-    ChildProcess host(
-        {TESSIVA_LINK_TEST_HOST, "--port", "0", "--seconds", "50", "--name", "Test Mac"});
-    ASSERT_TRUE(host.started());
-    auto listening = host.waitForLine("LISTENING ");
-    ASSERT_TRUE(listening) << host.output();
-    const std::string macPort = portAfter(*listening, "LISTENING ");
+    // Starts the Mac; returns its listen port.
+    std::string startMac(std::vector<std::string> extra = {}) {
+        std::vector<std::string> arguments{
+            TESSIVA_LINK_TEST_HOST, "--port", "0", "--seconds", "50", "--name", "Test Mac"};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        host = std::make_unique<ChildProcess>(arguments);
+        EXPECT_TRUE(host->started());
+        auto listening = host->waitForLine("LISTENING ");
+        EXPECT_TRUE(listening) << host->output();
+        return listening ? portAfter(*listening, "LISTENING ") : "1";
+    }
+    static std::string boundID(ChildProcess& peer, const std::string& prefix = "BOUND ") {
+        auto line = peer.waitForLine(prefix + "127.0.0.1:");
+        return line ? "127.0.0.1:" + portAfter(*line, prefix + "127.0.0.1:") : "?";
+    }
+    void expectWorkspacePublished() {
+        EXPECT_TRUE(host->waitForLine("PUBLISHED sections=2 banks=3 name=Orchestra"))
+            << host->output();
+    }
 
-    SCOPED_TRACE("the first iPad pings, hears the Mac's name and sends its workspace in 3 chunks");
+    std::filesystem::path folder;
+    std::string workspaceFile;
+    std::unique_ptr<ChildProcess> host;
+};
+
+TEST_F(LinkProcesses, IPadPingsFirstTheMacAsksForTheWorkspaceAndASecondIPadIsRefused) {
+    const std::string macPort = startMac();
     // clang-format off
     ChildProcess first({TESSIVA_PEER, "--port", macPort, "--name", "Stage iPad",
+                        "--answer-snapshot", workspaceFile, "--answer-chunks", "3",
                         "ping", "wait-for", "/pong", "--timeout", "5",
-                        "snapshot", "--file", workspaceFile.string(), "--chunks", "3",
-                        "--order", "2,0,1",
+                        "wait-for", "/tessiva/workspace/snapshot/request", "--timeout", "5",
                         "midi", "--type", "Note_On", "--channel", "2", "--data1", "61",
                         "--data2", "90",
                         "listen", "--seconds", "0.3"});
     // clang-format on
     EXPECT_EQ(first.wait(), 0) << first.output();
-    auto bound = first.waitForLine("BOUND 127.0.0.1:");
-    ASSERT_TRUE(bound);
-    const std::string firstID = "127.0.0.1:" + portAfter(*bound, "BOUND 127.0.0.1:");
+    const std::string firstID = boundID(first);
     // The Mac answers from its sender's socket, not from the listen port.
     EXPECT_TRUE(first.waitForLine("RX /pong [s:Test Mac] from 127.0.0.1:")) << first.output();
     EXPECT_TRUE(first.waitForLine("RX /tessiva/focus/device/name [s:Test Mac]")) << first.output();
 
-    EXPECT_TRUE(host.waitForLine("Active peer is now " + firstID + ". reason=first peer connected"))
-        << host.output();
-    EXPECT_TRUE(host.waitForLine("HANDSHAKE connected=1 peer=" + firstID));
-    EXPECT_TRUE(host.waitForLine("Reassembled workspace contains 2 sections and 3 banks"))
-        << host.output();
-    EXPECT_TRUE(host.waitForLine("PUBLISHED sections=2 banks=3 name=Orchestra"));
-    EXPECT_TRUE(host.waitForLine("MIDI Note_On 2 61 90 from " + firstID)) << host.output();
+    EXPECT_TRUE(
+        host->waitForLine("Active peer is now " + firstID + ". reason=first peer connected"))
+        << host->output();
+    EXPECT_TRUE(host->waitForLine("HANDSHAKE connected=1 peer=" + firstID));
+    EXPECT_TRUE(host->waitForLine("Requested snapshot after active peer connected via /ping from " +
+                                  firstID))
+        << host->output();
+    EXPECT_TRUE(host->waitForLine("Reassembled workspace contains 2 sections and 3 banks"))
+        << host->output();
+    expectWorkspacePublished();
+    EXPECT_TRUE(host->waitForLine("MIDI Note_On 2 61 90 from " + firstID)) << host->output();
 
     SCOPED_TRACE("a second iPad on another port gets no /pong");
     ChildProcess second({TESSIVA_PEER, "--port", macPort, "--name", "Other iPad", "ping",
                          "wait-for", "/pong", "--timeout", "1"});
     EXPECT_EQ(second.wait(), 3) << second.output();
-    auto secondBound = second.waitForLine("BOUND 127.0.0.1:");
-    ASSERT_TRUE(secondBound);
-    const std::string secondID = "127.0.0.1:" + portAfter(*secondBound, "BOUND 127.0.0.1:");
+    const std::string secondID = boundID(second);
     EXPECT_FALSE(second.waitForLine("RX /pong", 0.0));
-    EXPECT_TRUE(host.waitForLine("EVENT OSC iPad peer rejected | Rejected " + secondID +
-                                 " because active peer " + firstID + " is already connected."))
-        << host.output();
+    EXPECT_TRUE(host->waitForLine("EVENT OSC iPad peer rejected | Rejected " + secondID +
+                                  " because active peer " + firstID + " is already connected."))
+        << host->output();
 
-    host.closeInput();
-    EXPECT_EQ(host.wait(), 0);
-    std::filesystem::remove_all(folder);
+    host->closeInput();
+    EXPECT_EQ(host->wait(), 0);
+}
+
+TEST_F(LinkProcesses, MacPingsTheRememberedIPadFirstAndAsksForTheWorkspaceAfterItsPong) {
+    // The iPad is up before the Mac starts, as after a relaunch of the Mac.
+    ChildProcess iPad({TESSIVA_PEER, "--port", "1", "--name", "Stage iPad", "--answer-snapshot",
+                       workspaceFile, "listen", "--seconds", "4"});
+    const std::string iPadID = boundID(iPad);
+    startMac({"--stored-peer", iPadID});
+
+    EXPECT_TRUE(iPad.waitForLine("RX /ping [i:")) << iPad.output();
+    EXPECT_TRUE(host->waitForLine("HANDSHAKE connected=1 peer=" + iPadID)) << host->output();
+    EXPECT_TRUE(host->waitForLine(
+        "Requested snapshot after active peer reconnected via /pong from " + iPadID))
+        << host->output();
+    EXPECT_TRUE(iPad.waitForLine("RX /tessiva/workspace/snapshot/request")) << iPad.output();
+    expectWorkspacePublished();
+    host->closeInput();
+    EXPECT_EQ(host->wait(), 0);
+}
+
+TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
+    const std::string macPort = startMac();
+    // clang-format off
+    ChildProcess iPad({TESSIVA_PEER, "--port", macPort, "--name", "Stage iPad",
+                       "--source-port", "0", "--answer-snapshot", workspaceFile,
+                       "ping", "wait-for", "/pong", "--timeout", "5",
+                       "wait-for", "/tessiva/workspace/snapshot/request", "--timeout", "5",
+                       "name",
+                       "query", "--bank", "B-1", "wait-for", "/tessiva/focus/mapping/result",
+                       "--timeout", "5",
+                       "midi", "--type", "Note_On", "--channel", "1", "--data1", "60",
+                       "--data2", "64",
+                       "listen", "--seconds", "0.3"});
+    // clang-format on
+    EXPECT_EQ(iPad.wait(), 0) << iPad.output();
+    const std::string listenID = boundID(iPad);
+    const std::string sourceID = boundID(iPad, "SENDING FROM ");
+    ASSERT_NE(listenID, sourceID);
+
+    // One peer, named after the port it listens on; what it sends from the other port is its own.
+    EXPECT_TRUE(host->waitForLine("Active peer is now " + listenID)) << host->output();
+    expectWorkspacePublished();
+    EXPECT_TRUE(
+        host->waitForLine("Tessiva device name received | Received iPad device name "
+                          "\"Stage iPad\" from " +
+                          sourceID))
+        << host->output();
+    EXPECT_TRUE(host->waitForLine("reply=" + listenID)) << host->output();
+    EXPECT_TRUE(host->waitForLine("MIDI Note_On 1 60 64 from " + sourceID)) << host->output();
+    EXPECT_FALSE(host->waitForLine("inactive", 0.0)) << host->output();
+    host->closeInput();
+    EXPECT_EQ(host->wait(), 0);
 }
 
 }  // namespace

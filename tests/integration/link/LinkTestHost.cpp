@@ -2,7 +2,8 @@
 // real UDP sockets. Prints "LISTENING <port>" once ready, then every event-log entry as
 // "EVENT <title> | <detail>", handshake changes as "HANDSHAKE connected=<0|1> peer=<id>" and each
 // published workspace as "PUBLISHED sections=<n> banks=<m> name=<name>", mirrored MIDI as "MIDI
-// ...". Runs until stdin closes (unless --ignore-stdin) or --seconds pass.
+// ...". Runs until stdin closes (unless --ignore-stdin) or --seconds pass. --stored-peer
+// HOST:PORT starts it as if that iPad had been linked before, so the Mac pings it first.
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <iostream>
@@ -13,6 +14,7 @@
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"
 #include "osc/RemoteWorkspaceStore.h"
+#include "osc/StoredPeerEndpoint.h"
 #include "platform/asio/AsioUdpTransport.h"
 #include "platform/dnssd/InMemoryServiceAdvertiser.h"
 #include "platform/dnssd/ServiceAdvertiser.h"
@@ -54,12 +56,19 @@ int main(int argc, char** argv) {
     app.add_option("--name", name, "The Mac's device name");
     app.add_flag("--bonjour", bonjour, "Advertise through the system's DNS-SD responder");
     app.add_flag("!--ignore-stdin", watchStdin, "Run for --seconds whatever stdin does");
+    std::string storedPeer;
+    app.add_option("--stored-peer", storedPeer, "HOST:PORT of the iPad remembered from before");
     CLI11_PARSE(app, argc, argv);
 
     AsioDispatcher dispatcher;
     StdoutConsole console;
     NotificationCenter notifications(dispatcher.mainQueue());
     InMemoryUserDefaults defaults;
+    if (const auto colon = storedPeer.rfind(':'); colon != std::string::npos) {
+        StoredPeerEndpoint{storedPeer.substr(0, colon),
+                           static_cast<std::uint16_t>(std::stoi(storedPeer.substr(colon + 1)))}
+            .save(defaults);
+    }
     AsioUdpTransport transport;
     OSCManager sender(dispatcher, transport, console, notifications);
     RemoteWorkspaceStore store(dispatcher.mainQueue());

@@ -309,6 +309,54 @@ TEST(OSCDiscoveryManager, WorkspaceSnapshotRequestsAreThrottled) {
                            "Requesting workspace snapshot from 127.0.0.1:53000. reason=menu"));
 }
 
+TEST(OSCDiscoveryManager, AFirstPingAsksForTheWorkspaceAtTheAnnouncedPort) {
+    LinkRig rig;
+    rig.started();
+    ping(rig, kIPadA);
+    auto requests = rig.transport.sent("/tessiva/workspace/snapshot/request");
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].port, kIPadA);
+    EXPECT_TRUE(rig.logged("OSC workspace snapshot requested",
+                           "Requested snapshot after active peer connected via /ping from "
+                           "127.0.0.1:53000"));
+    ping(rig, kIPadA);  // the heartbeat of a linked iPad does not ask again
+    EXPECT_EQ(rig.transport.sent("/tessiva/workspace/snapshot/request").size(), 1u);
+}
+
+TEST(OSCDiscoveryManager, AnIPadSendingFromAnotherPortThanItAnnouncesIsOnePeer) {
+    LinkRig rig;
+    auto& manager = rig.started();
+    constexpr std::uint16_t kSource = 61000;
+    const std::string id = "127.0.0.1:53000";
+    rig.transport.deliver(kHost, kSource, "/ping",
+                          {OSCArgument::int32(kIPadA), OSCArgument::string("Stage iPad")});
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(manager.activePeerID(), id);
+    EXPECT_EQ(rig.transport.sent("/pong")[0].port, kIPadA);
+
+    // Requests from the source port count as the active peer's; replies go to the announced port.
+    rig.transport.clearSent();
+    rig.transport.deliver(kHost, kSource, "/pong", {OSCArgument::string("Renamed iPad")});
+    rig.transport.deliver(kHost, kSource, "/tessiva/focus/mapping/query",
+                          {OSCArgument::string("B-1")});
+    rig.transport.deliver(kHost, kSource, "/tessiva/workspace/snapshot/request", {});
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(manager.activePeerID(), id);
+    EXPECT_EQ(manager.peerDeviceName(), "Renamed iPad");
+    ASSERT_EQ(rig.transport.sent("/tessiva/focus/mapping/result").size(), 1u);
+    EXPECT_EQ(rig.transport.sent("/tessiva/focus/mapping/result")[0].port, kIPadA);
+    ASSERT_EQ(rig.transport.sent("/tessiva/workspace/snapshot/request").size(), 1u);
+    EXPECT_EQ(rig.transport.sent("/tessiva/workspace/snapshot/request")[0].port, kIPadA);
+    EXPECT_EQ(rig.countTitle("OSC inactive peer contact ignored"), 0u) << rig.eventsText();
+
+    // Another port of the same host that the iPad never pinged from is another iPad.
+    rig.transport.deliver(kHost, kIPadB, "/tessiva/device/name", {OSCArgument::string("Other")});
+    ping(rig, kIPadB);
+    EXPECT_EQ(rig.countTitle("Tessiva device name ignored"), 1u);
+    EXPECT_EQ(rig.countTitle("OSC iPad peer rejected"), 1u);
+    EXPECT_EQ(manager.peerDeviceName(), "Renamed iPad");
+}
+
 TEST(OSCDiscoveryManager, ListenerAndBonjourFailuresAreLoggedAndTheLinkKeepsWorking) {
     SCOPED_TRACE("invalid port");
     {

@@ -111,6 +111,37 @@ TEST(AsioUdpTransport, ListenerDeliversDatagramsWithTheSenderOnTheChosenQueue) {
     EXPECT_EQ(received.size(), 2u);
 }
 
+TEST(AsioUdpTransport, ANetworkThreadFilterTakesDatagramsBeforeTheQueue) {
+    Recorder recorder;
+    AsioDispatcher dispatcher;
+    auto queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
+    auto transport = makeUdpTransport();
+    UdpListenOptions options = loopback();
+    // Takes the datagrams that begin with 'm', off the delivery queue's thread.
+    options.networkThreadFilter = [&](const UdpDatagram& datagram) {
+        if (datagram.bytes.empty() || datagram.bytes[0] != 'm')
+            return false;
+        EXPECT_FALSE(queue->isCurrent());
+        recorder.add("filtered");
+        return true;
+    };
+    auto result = transport->listen(options, *queue, [&](UdpDatagram datagram) {
+        recorder.add(std::string(datagram.bytes.begin(), datagram.bytes.end()));
+    });
+    ASSERT_TRUE(result.ok()) << result.error;
+    asio::io_context context;
+    asio::ip::udp::socket sender(context,
+                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
+    const asio::ip::udp::endpoint to{asio::ip::make_address("127.0.0.1"), result.listener->port()};
+    sender.send_to(asio::buffer(std::string("midi")), to);
+    sender.send_to(asio::buffer(std::string("ping")), to);
+    ASSERT_TRUE(recorder.waitFor("ping"));
+    EXPECT_TRUE(recorder.waitFor("filtered"));
+    // Sent first, so it would have been posted before "ping" had the filter let it through.
+    const auto events = recorder.events();
+    EXPECT_EQ(std::count(events.begin(), events.end(), "midi"), 0);
+}
+
 TEST(AsioUdpTransport, ConnectionSendsReportsRefusalAndCancels) {
     Recorder recorder;
     AsioDispatcher dispatcher;
