@@ -3,7 +3,7 @@
 #include "app/Scenario.h"
 #include "app/ScenarioPlayer.h"
 #include "osc/ActivationEventSource.h"
-#include "platform/simulated/SimulatedLogic.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/VirtualScheduler.h"
 
 namespace tessiva {
