@@ -80,10 +80,12 @@ std::optional<ProjectRecallAnswer> recallAnswerFromName(const std::string& name)
 Scenario defaultHeadlessScenario() {
     Scenario scenario;
     scenario.project = "Song";
-    // The table/outline Logic until the observer reads the Logic 12 rail.
-    scenario.version = SimulatedLogicVersion::logic10;
-    scenario.notifications = SimulatedLogicNotifications::table;
-    scenario.selectionSettleDelay = 0.0;
+    // Logic 12 as recorded: the header rail, a selection published about 0.35 s after the
+    // gesture, and no notification for it.
+    scenario.version = SimulatedLogicVersion::logic12;
+    scenario.notifications = SimulatedLogicNotifications::none;
+    scenario.selectionSettleDelay = 0.35;
+    scenario.selectionSettleJitter = 0.05;
     scenario.tracks = {std::string("Piano"), std::string("Bass"), std::string("Drums"),
                        Scenario::Stack{"Strings", {"Violins", "Violas", "Cellos"}},
                        std::string("Choir")};
