@@ -23,6 +23,14 @@ LogicObserver::LogicObserver(Dependencies dependencies)
                   [this](const AXElement& element, const std::string& name) {
                       handleNotification(element, name);
                   }),
+      direct_(
+          context_,
+          [this](double at) {
+              // Logic 12 posts nothing for it: watch for the selection as after a click.
+              if (!context_.isQuarantined())
+                  selection_.gestureStarted(SelectionGesture::directSelection, at);
+          },
+          [this](const TrackListAnchor& anchor) { attachment_.adoptList(anchor, true); }),
       selectionSettleDelay(selection_.selectionSettleDelay),
       selectionPollInterval(selection_.selectionPollInterval),
       selectionPollMaxAttempts(selection_.selectionPollMaxAttempts) {
@@ -100,6 +108,11 @@ void LogicObserver::scheduleStructuralSnapshot(std::string reason) {
 
 void LogicObserver::refreshSelection(std::string trigger) {
     selection_.refreshSelection(std::move(trigger));
+}
+
+void LogicObserver::selectTrack(int number, std::optional<std::string> expectedName,
+                                DirectTrackSelection::Completion completion) {
+    direct_.select(number, std::move(expectedName), std::move(completion));
 }
 
 void LogicObserver::beginAXCapture(double seconds) {
