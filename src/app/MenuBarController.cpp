@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "app/AppNotifications.h"
+#include "app/DirectNavigation.h"
 #include "app/LearnModeStore.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
@@ -135,6 +136,9 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     router_ = std::make_unique<TrackSelectionRouter>(TrackSelectionRouter::Dependencies{
         main, dispatcher_.clock(), console_, notifications_, *log_, *mappingStore_, *learnStore_,
         *midiRelay_, *oscManager_, *discovery_, *projectTracker_, *repairState_, *stages_});
+    directNavigation_ = std::make_unique<DirectNavigation>(
+        DirectNavigation::Dependencies{services_.accessibility, console_, *log_, *mappingStore_,
+                                       *projectTracker_, *logicObserver_, *router_, *discovery_});
 
     autoAssign_ = std::make_unique<AutoAssignCoordinator>(
         AutoAssignCoordinator::Dependencies{main, notifications_, console_, *log_, *mappingStore_,
@@ -222,8 +226,12 @@ void MenuBarController::start() {
     discovery_->start(options_.listenPort);
     logicObserver_->start();
     projectTracker_->start();
+    directNavigation_->refreshMode();
     statusTimer_.start(dispatcher_.mainQueue(), kStatusRefreshInterval, kStatusRefreshInterval,
-                       [this] { refreshMenu(); });
+                       [this] {
+                           directNavigation_->refreshMode();
+                           refreshMenu();
+                       });
     refreshMenu();
 }
 
@@ -419,7 +427,7 @@ void MenuBarController::handleLinkRequest(const LinkRequest& request) {
     if (const auto* learn = std::get_if<BankLearnRequest>(&request.request)) {
         handleBankLearnRequest(*learn);
     } else if (const auto* direct = std::get_if<DirectNavigationRequest>(&request.request)) {
-        handleDirectNavigationRequest(*direct);
+        directNavigation_->handle(*direct);
     }
     // Runs, articulation-set acknowledgements and navigation exports belong to features that
     // are not in this build; their notifications are still posted for observers.
@@ -449,24 +457,6 @@ void MenuBarController::handleBankLearnRequest(const BankLearnRequest& request) 
     logMenu("Bank learned",
             fmt::format("Track {} \"{}\" now focuses bank {} ({}).", selection->index,
                         mapping.trackName, mapping.bankName, bankUUID));
-}
-
-void MenuBarController::handleDirectNavigationRequest(const DirectNavigationRequest& request) {
-    const std::vector<int> rows = mappingStore_->rowsMappedTo(request.bankUUID);
-    if (rows.empty()) {
-        logMenu("Direct navigation failed",
-                "No Logic track is mapped to bank " + request.bankUUID + ".");
-        return;
-    }
-    const auto mapping = mappingStore_->bankMapping(rows.front());
-    router_->beginDirectNavigation(
-        request, rows.front(),
-        mapping ? std::optional<std::string>(mapping->trackName) : std::nullopt);
-    // Selecting a track in Logic on request needs the Accessibility actions that this build does
-    // not perform yet; the iPad is told at once rather than after the time-out.
-    router_->completeDirectNavigation(false,
-                                      "Selecting a Logic track on request is not available in "
-                                      "this build.");
 }
 
 }  // namespace tessiva
