@@ -12,6 +12,7 @@
 #include "app/TrackSelectionRouter.h"
 #include "autoassign/AutoAssignCoordinator.h"
 #include "logic/LogicObserver.h"
+#include "logic/LogicTempoBridge.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileLibrary.h"
 #include "mapping/MappingStore.h"
@@ -125,6 +126,9 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     logicObserver_ = std::make_unique<LogicObserver>(LogicObserver::Dependencies{
         dispatcher_, services_.accessibility, services_.input, notifications_, console_});
     logicWindow_ = std::make_unique<LogicWindow>(services_.accessibility, *logicObserver_);
+    tempoBridge_ = std::make_unique<LogicTempoBridge>(
+        LogicTempoBridge::Dependencies{dispatcher_, services_.accessibility,
+                                       [this](double bpm) { discovery_->sendLogicTempo(bpm); }});
 
     stages_ = std::make_unique<SelectionStageRecorder>(dispatcher_.clock());
     repairState_ = std::make_unique<NoPendingStructuralRepair>();
@@ -160,6 +164,7 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
 
 MenuBarController::~MenuBarController() {
     statusTimer_.stop();
+    tempoBridge_.reset();
     if (projectTracker_)
         projectTracker_->stop();
     if (logicObserver_) {
@@ -200,10 +205,15 @@ void MenuBarController::observeNotifications() {
     observerTokens_.push_back(notifications_.addObserver(
         std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
         [this](const Notification& notification) {
+            const bool wasConnected = isIpadHandshakeConnected_;
             isIpadHandshakeConnected_ = notification.userInfo.boolean("connected").value_or(false);
             connectedIpadDeviceName_ = isIpadHandshakeConnected_
                                            ? notification.userInfo.string("remoteDeviceName")
                                            : std::nullopt;
+            // A tempo read while no iPad listened is not read again until it changes.
+            const auto tempo = tempoBridge_->storedTempo();
+            if (tempo && isIpadHandshakeConnected_ && !wasConnected)
+                discovery_->sendLogicTempo(*tempo);
             refreshMenu();
         }));
     observeWindowRequests();
@@ -226,6 +236,7 @@ void MenuBarController::start() {
     discovery_->start(options_.listenPort);
     logicObserver_->start();
     projectTracker_->start();
+    tempoBridge_->start();
     directNavigation_->refreshMode();
     statusTimer_.start(dispatcher_.mainQueue(), kStatusRefreshInterval, kStatusRefreshInterval,
                        [this] {

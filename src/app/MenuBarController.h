@@ -25,6 +25,7 @@ class DirectNavigation;
 class Dispatcher;
 class InputEventPort;
 class LearnModeStore;
+class LogicTempoBridge;
 class LogicObserver;
 class MIDIRelay;
 class MIDIService;
@@ -167,6 +168,7 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<SelectionStageRecorder> stages_;
     std::unique_ptr<TrackSelectionRouter> router_;
     std::unique_ptr<DirectNavigation> directNavigation_;
+    std::unique_ptr<LogicTempoBridge> tempoBridge_;
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;
