@@ -35,8 +35,9 @@ namespace {
 
 // How often the Logic status line is brought up to date.
 constexpr double kStatusRefreshInterval = 2.0;
-// "Start AX Capture (1s)" and a recorder start that names no length.
-constexpr double kDefaultAXCaptureSeconds = 1.0;
+// "Start AX Capture (1s)": a burst around one click; the events window's recorder runs until
+// stopped, at most the recorder's limit.
+constexpr double kMenuAXCaptureSeconds = 1.0;
 
 }  // namespace
 
@@ -320,7 +321,7 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             wouldOpen("The Events window");
             break;
         case MenuCommand::startAXCapture:
-            logicObserver_->beginAXCapture(kDefaultAXCaptureSeconds);
+            logicObserver_->beginAXCapture(kMenuAXCaptureSeconds, "menu-1s");
             logMenu("AX capture started", "Capturing Logic Accessibility traffic for 1 second.");
             break;
         case MenuCommand::selectLearnModeOff:
@@ -427,8 +428,9 @@ void MenuBarController::observeWindowRequests() {
     observe(kClearEventsLogNotification, [this](const Notification&) { log_->clear(); });
     observe(kStartAXFlightRecorderNotification, [this](const Notification& notification) {
         const double seconds = notification.userInfo.get<double>(kAXFlightRecorderSecondsKey)
-                                   .value_or(kDefaultAXCaptureSeconds);
-        logicObserver_->beginAXCapture(seconds > 0 ? seconds : kDefaultAXCaptureSeconds);
+                                   .value_or(AXSelectionRaceSnoop::kMaximumSeconds);
+        logicObserver_->beginAXCapture(
+            seconds > 0 ? seconds : AXSelectionRaceSnoop::kMaximumSeconds, "events-window");
     });
     observe(kStopAXFlightRecorderNotification,
             [this](const Notification&) { logicObserver_->endAXCapture(); });

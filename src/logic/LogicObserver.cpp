@@ -76,16 +76,19 @@ void LogicObserver::handleNotification(const AXElement& element, const std::stri
     if (context_.isQuarantined())
         return;
     const bool capture = context_.refreshCapture(at);
-    context_.flightNotification(name, at);
+    context_.flightNotification(name, element, at);
     const bool frontmost = context_.logicFrontmost();
     if (frontmost && context_.isPointerDragActive() && !capture)
         return;
     if (name == ax::kLayoutChanged) {
+        context_.flightNotificationDetail("route=structural-snapshot");
         publisher_.scheduleStructuralSnapshot(ax::kLayoutChanged);
         return;
     }
     if (!frontmost && !capture)
         return;
+    context_.flightNotificationDetail(std::string("route=selection frontmost=") +
+                                      (frontmost ? "yes" : "no"));
     selection_.handleNotification(element, name, at, capture);
 }
 
@@ -115,8 +118,8 @@ void LogicObserver::selectTrack(int number, std::optional<std::string> expectedN
     direct_.select(number, std::move(expectedName), std::move(completion));
 }
 
-void LogicObserver::beginAXCapture(double seconds) {
-    context_.beginCapture(seconds);
+void LogicObserver::beginAXCapture(double seconds, const std::string& label) {
+    context_.beginCapture(label, seconds);
 }
 
 void LogicObserver::endAXCapture() {

@@ -84,9 +84,12 @@ class LogicObserver {
     void selectTrack(int number, std::optional<std::string> expectedName,
                      DirectTrackSelection::Completion completion);
 
-    // Flight-recorder capture window: relaxes the frontmost and dedupe filters.
-    void beginAXCapture(double seconds);
+    // Arms the flight recorder (AXSelectionRaceSnoop) for `seconds` (at most 45): it records
+    // each click and up/down key with what follows, and relaxes the frontmost and dedupe
+    // filters meanwhile. Ending it, or a modal quarantine, posts "AX flight recorder stopped".
+    void beginAXCapture(double seconds, const std::string& label = "menu");
     void endAXCapture();
+    bool isAXCaptureRunning() const { return context_.refreshCapture(context_.now()); }
 
     // State, for the coordinator and tests. Main queue.
     bool isAttached() const { return attachment_.isAttached(); }

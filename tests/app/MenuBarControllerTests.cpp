@@ -239,6 +239,16 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     rig.logic.clickTrack(4);
     rig.scheduler.advance(1.0);
     EXPECT_EQ(loggedWithTitle(controller, "AX flight decision"), during);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder armed"), 1u);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder stopped"), 1u);
+
+    // The menu's burst arms the recorder for one second.
+    controller.perform(MenuCommand::startAXCapture);
+    rig.scheduler.advance(0.5);
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(0.7);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder stopped"), 2u);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight interaction started"), 2u);
 
     // Clear empties the event log.
     rig.notifications.post(kClearEventsLogNotification);
