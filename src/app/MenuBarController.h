@@ -22,6 +22,7 @@ class ConnectionSoundPlayer;
 class Console;
 class DebugLogStore;
 class Dispatcher;
+class IPadTransfers;
 class InputEventPort;
 class LearnModeStore;
 class LogicObserver;
@@ -99,7 +100,8 @@ class MenuBarController final : public LinkRequestHandler {
     MenuState menuState() const;
     std::function<void(const std::vector<MenuItem>&)> onMenuChanged;
 
-    // A menu command; `path` is the profile for loadRecentMappings.
+    // A menu command; `path` is the profile for loadRecentMappings and the folder the panel
+    // chose for importArticulationSets and exportNavigation (empty: the remembered one).
     void perform(MenuCommand command, const std::string& path = {});
     // "Add All Logic Tracks and Attempt Auto Assign" with the most recent Logic snapshot.
     void addAllLogicTracksAndAttemptAutoAssign();
@@ -125,6 +127,7 @@ class MenuBarController final : public LinkRequestHandler {
     LearnModeStore& learnStore() { return *learnStore_; }
     SelectionStageRecorder& stageRecorder() { return *stages_; }
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
+    IPadTransfers& transfers() { return *transfers_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -169,6 +172,7 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;
+    std::unique_ptr<IPadTransfers> transfers_;
 
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;
