@@ -127,10 +127,10 @@ void MIDIRunScheduler::cancel(std::string_view json, std::string_view sender) {
     }
     found->second.timer.cancel();
     const int released = releaseLocked(shared, found->second);
-    const std::size_t played = (found->second.nextEvent + 1) / 2;
+    const std::size_t played = found->second.notesPlayed;
     shared.runs.erase(found);
     log(shared, "MIDI run cancelled",
-        fmt::format("Run {} cancelled by {} after about {} note(s); released {} sounding note(s).",
+        fmt::format("Run {} cancelled by {} after {} note(s); released {} sounding note(s).",
                     request.runID, sender, played, released));
 }
 
@@ -214,6 +214,8 @@ void MIDIRunScheduler::playLocked(Shared& shared, Run& run, const MIDIRunEvent& 
         return;
     }
     run.sounding.set(event.note, event.isNoteOn);
+    if (event.isNoteOn)
+        ++run.notesPlayed;
 }
 
 int MIDIRunScheduler::releaseLocked(Shared& shared, Run& run) {

@@ -53,6 +53,7 @@ class MIDIRunScheduler {
         MIDIRunPlan plan;
         double startTime = 0;  // clock seconds of offset 0
         std::size_t nextEvent = 0;
+        std::size_t notesPlayed = 0;
         std::uint64_t generation = 0;
         WorkItem timer;
         std::bitset<128> sounding;

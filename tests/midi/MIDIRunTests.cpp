@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -181,18 +182,19 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
         const char* name;
         std::function<void(RunRig&)> stop;
         const char* title;
+        const char* detail;
     };
     const std::vector<Case> cases = {
         {"cancel",
          [](RunRig& r) {
              r.runs.cancel(R"({"runID":"R1","channelOneBased":3,"notes":[60,62]})", "iPad");
          },
-         "MIDI run cancelled"},
+         "MIDI run cancelled", "after 2 note(s); released 2 sounding note(s)"},
         {"replaced by a run with the same ID",
          [](RunRig& r) { r.runs.schedule(run("", "[70]"), r.scheduler.now() + 10.0, "iPad"); },
-         "MIDI run replaced"},
+         "MIDI run replaced", "released 2 note(s)"},
         {"link lost", [](RunRig& r) { r.runs.stopAll("the iPad link went down"); },
-         "MIDI runs stopped"},
+         "MIDI runs stopped", "released 2 sounding note(s): the iPad link went down"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -217,6 +219,9 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
             EXPECT_EQ(open, 0) << "note " << note << " left hanging";
         EXPECT_EQ(std::get<1>(sent.back()), 0x82);
         EXPECT_TRUE(rig.logged(c.title));
+        EXPECT_TRUE(std::any_of(rig.details.begin(), rig.details.end(), [&](const std::string& d) {
+            return d.find(c.detail) != std::string::npos;
+        })) << testing::PrintToString(rig.details);
     }
     SCOPED_TRACE("destroying the scheduler (quit) releases too");
     VirtualScheduler scheduler;
