@@ -4,6 +4,7 @@
 
 #include <charconv>
 
+#include "app/IPadTransfers.h"
 #include "app/MenuBarController.h"
 #include "mapping/MappingStore.h"
 
@@ -131,6 +132,8 @@ std::vector<std::string> ConsoleCommands::status() const {
                     store.oscBankFocusMappingsByTrackIndex().value().size()),
         fmt::format("Estimated matches waiting: {}",
                     controller_.autoAssign().pendingEstimatedAutoAssignMatches().value().size())};
+    lines.push_back(controller_.transfers().importProgress().statusLine());
+    lines.push_back(controller_.transfers().navigationExportStatus());
     const std::string& summary = controller_.autoAssign().latestSummaryMessage();
     lines.push_back(summary.empty() ? "Auto assign: not run yet"
                                     : "Auto assign: " + summary.substr(0, summary.find('\n')));

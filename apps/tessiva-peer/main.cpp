@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "PeerSocket.h"
+#include "PeerTransfers.h"
 #include "osc/OSCCodec.h"
 #include "osc/WorkspaceSnapshotChunkAssembler.h"
 #include "runtime/AtomicFile.h"
@@ -72,6 +73,8 @@ struct Session {
     std::string answerSnapshotFile;
     int answerSnapshotChunks = 1;
     std::vector<std::string> seenAddresses;
+    // The iPad's side of the articulation-set import and the navigation export.
+    std::optional<tessiva::peer::PeerTransfers> transfers;
 
     PeerSocket& sendingSocket() { return sourceSocket ? *sourceSocket : socket; }
 
@@ -149,6 +152,8 @@ struct Session {
         }
         if (!answerSnapshotFile.empty() && *address == "/tessiva/workspace/snapshot/request")
             (void)sendSnapshot(answerSnapshotFile, answerSnapshotChunks, {}, {});
+        if (transfers && arguments)
+            (void)transfers->handle(*address, *arguments);
     }
 
     // Receives and prints until `seconds` have passed, or until `address` arrives (true).
@@ -228,6 +233,22 @@ int main(int argc, char** argv) {
                    "Send the answered workspace in N chunks (1: one message)")
         ->check(CLI::Range(1, 4096));
     app.add_flag("!--no-auto-pong", session.answerPings, "Do not answer the Mac's /ping");
+    tessiva::peer::PeerTransfers::Options transferOptions;
+    app.add_option("--accept-imports", transferOptions.importFolder,
+                   "Save received articulation sets in this folder (they are acknowledged "
+                   "whether or not it is given)");
+    app.add_option("--drop-import-acks", transferOptions.dropImportAcks,
+                   "Lose this many articulation-set acknowledgements before sending one")
+        ->check(CLI::Range(0, 1000));
+    app.add_option("--answer-export", transferOptions.exportFile,
+                   "Answer /tessiva/navigation/export/request with this file");
+    app.add_option("--export-chunks", transferOptions.exportChunks,
+                   "Send the navigation export in N chunks")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 4096));
+    app.add_option("--export-vanish-after", transferOptions.exportVanishAfterChunks,
+                   "Exit after sending this many export chunks, as a closed iPad would")
+        ->check(CLI::Range(0, 4096));
 
     using Action = std::function<int(Session&)>;
     std::vector<Action> actions;
@@ -388,6 +409,60 @@ int main(int argc, char** argv) {
         rawArguments.clear();
     });
 
+    // run
+    auto* run = command("run", "Schedule a MIDI run on the Mac (/tessiva/midi/run/schedule)");
+    std::string runID = "run-1";
+    std::string runNotes = "60,62,64";
+    double runDelayMs = 0, runIntervalMs = 50, runGateMs = 40, runOverlapMs = 0;
+    bool runLegato = false;
+    int runChannel = 1, runVelocity = 100;
+    std::string runRaw;
+    run->add_option("--id", runID)->capture_default_str();
+    run->add_option("--notes", runNotes, "Comma-separated note numbers")->capture_default_str();
+    run->add_option("--delay-ms", runDelayMs, "Start delay")->capture_default_str();
+    run->add_option("--interval-ms", runIntervalMs)->capture_default_str();
+    run->add_option("--gate-ms", runGateMs)->capture_default_str();
+    run->add_option("--overlap-ms", runOverlapMs)->capture_default_str();
+    run->add_flag("--legato", runLegato);
+    run->add_option("--channel", runChannel)->capture_default_str();
+    run->add_option("--velocity", runVelocity)->capture_default_str();
+    run->add_option("--raw", runRaw, "Send this text as the payload instead (malformed runs)");
+    run->callback([&] {
+        auto nanos = [](double ms) { return static_cast<long long>(ms * 1'000'000.0); };
+        std::string payload = runRaw;
+        if (payload.empty()) {
+            payload = "{\"version\":1,\"runID\":\"" + runID +
+                      "\",\"startDelayNanoseconds\":" + std::to_string(nanos(runDelayMs)) +
+                      ",\"intervalNanoseconds\":" + std::to_string(nanos(runIntervalMs)) +
+                      ",\"gateNanoseconds\":" + std::to_string(nanos(runGateMs)) +
+                      ",\"overlapNanoseconds\":" + std::to_string(nanos(runOverlapMs)) +
+                      ",\"legato\":" + (runLegato ? "true" : "false") +
+                      ",\"channelOneBased\":" + std::to_string(runChannel) +
+                      ",\"velocity\":" + std::to_string(runVelocity) + ",\"notes\":[" + runNotes +
+                      "]}";
+        }
+        actions.push_back([payload](Session& s) {
+            return s.send("/tessiva/midi/run/schedule", {OSCArgument::string(payload)});
+        });
+        runRaw.clear();
+    });
+
+    // cancel-run
+    auto* cancelRun = command("cancel-run", "Cancel a MIDI run (/tessiva/midi/run/cancel)");
+    std::string cancelID = "run-1", cancelNotes;
+    int cancelChannel = 1;
+    cancelRun->add_option("--id", cancelID)->capture_default_str();
+    cancelRun->add_option("--channel", cancelChannel)->capture_default_str();
+    cancelRun->add_option("--notes", cancelNotes, "Comma-separated note numbers");
+    cancelRun->callback([&] {
+        const std::string payload = "{\"runID\":\"" + cancelID +
+                                    "\",\"channelOneBased\":" + std::to_string(cancelChannel) +
+                                    ",\"notes\":[" + cancelNotes + "]}";
+        actions.push_back([payload](Session& s) {
+            return s.send("/tessiva/midi/run/cancel", {OSCArgument::string(payload)});
+        });
+    });
+
     // listen
     auto* listen = command("listen", "Print what arrives for a while");
     double listenSeconds = 1.0;
@@ -433,11 +508,17 @@ int main(int argc, char** argv) {
         "        [--workspace-name]         /tessiva/bank/focus/learn\n"
         "  select --bank UUID [--request ID] [--bank-name N]\n"
         "                                   /tessiva/navigation/direct/select\n"
+        "  run [--id R] [--notes 60,62] [--delay-ms D] [--interval-ms I] [--gate-ms G]\n"
+        "      [--overlap-ms O] [--legato] [--channel C] [--velocity V] [--raw JSON]\n"
+        "                                   /tessiva/midi/run/schedule\n"
+        "  cancel-run [--id R] [--channel C] [--notes 60,62]  /tessiva/midi/run/cancel\n"
         "  send ADDRESS [i:1 s:text f:1.5 ...]  any message\n"
         "  listen [--seconds S]             print what arrives for S seconds\n"
         "  wait-for ADDRESS [--timeout S]   wait for a message; exit 3 on time-out\n"
         "With --answer-snapshot F, every /tessiva/workspace/snapshot/request is answered with F\n"
-        "while the commands pump (listen, wait-for).\n"
+        "while the commands pump (listen, wait-for). With --accept-imports D articulation sets\n"
+        "are saved in D and acknowledged; with --answer-export F the navigation export request\n"
+        "is answered with F in --export-chunks N chunks.\n"
         "Exit codes: 0 done, 2 usage, 3 time-out, 4 socket or file failure.");
     app.require_subcommand(1, 0);
     app.fallthrough();
@@ -449,6 +530,11 @@ int main(int argc, char** argv) {
     }
 
     session.macPort = static_cast<std::uint16_t>(macPort);
+    session.transfers.emplace(
+        transferOptions,
+        [&session](std::string_view address, const std::vector<OSCArgument>& arguments) {
+            return session.send(address, arguments);
+        });
     if (auto error = session.socket.bind(bindHost, static_cast<std::uint16_t>(bindPort))) {
         std::cerr << "cannot bind " << bindHost << ":" << bindPort << ": " << *error << "\n";
         return kExitFailed;

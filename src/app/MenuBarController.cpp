@@ -6,6 +6,7 @@
 
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
+#include "app/IPadTransfers.h"
 #include "app/LearnModeStore.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
@@ -154,6 +155,11 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
                                                 return true;
                                             }});
 
+    transfers_ = std::make_unique<IPadTransfers>(IPadTransfers::Dependencies{
+        dispatcher_, notifications_, console_, *log_, services_.defaults, *oscManager_, *discovery_,
+        *virtualMIDIBridge_, [this] { addAllLogicTracksAndAttemptAutoAssign(); },
+        [this] { refreshMenu(); }});
+
     logicObserver_->onTrackSelection = [this](const TrackSelection& selection) {
         router_->routeSelection(selection);
     };
@@ -172,6 +178,8 @@ MenuBarController::~MenuBarController() {
         logicObserver_->onTrackSelection = nullptr;
         logicObserver_->stop();
     }
+    // Before the link stops: no run may outlive its scheduler with a note sounding.
+    transfers_.reset();
     if (discovery_) {
         discovery_->setMirroredMIDISink(nullptr);
         discovery_->setBankMappingLookup(nullptr);
@@ -208,6 +216,8 @@ void MenuBarController::observeNotifications() {
         [this](const Notification& notification) {
             const bool wasConnected = isIpadHandshakeConnected_;
             isIpadHandshakeConnected_ = notification.userInfo.boolean("connected").value_or(false);
+            if (wasConnected && !isIpadHandshakeConnected_ && transfers_)
+                transfers_->linkWentDown();
             connectedIpadDeviceName_ = isIpadHandshakeConnected_
                                            ? notification.userInfo.string("remoteDeviceName")
                                            : std::nullopt;
@@ -253,6 +263,7 @@ void MenuBarController::shutDown() {
     started_ = false;
     statusTimer_.stop();
     projectTracker_->stop();
+    transfers_->shutDown();
     if (Status saved = mappingStore_->save(); saved) {
         console_.line("[MenuBar] Saved mappings on quit: " + mappingStore_->fileURL().string());
     }
@@ -274,6 +285,10 @@ MenuState MenuBarController::menuState() const {
     state.recentMappingsProfilePaths = profileLibrary_->recentPaths();
     state.showLegacyMIDIControls =
         services_.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey).value_or(false);
+    state.isArticulationSetImportRunning = transfers_->importProgress().running;
+    state.autoAssignAfterArticulationSetImport = transfers_->autoAssignAfterImport();
+    state.articulationSetsStatus = transfers_->importProgress().statusLine();
+    state.navigationExportStatus = transfers_->navigationExportStatus();
     return state;
 }
 
@@ -368,6 +383,17 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
         case MenuCommand::chooseMappingsFile:
             wouldOpen("The file chooser for mappings profiles");
             break;
+        case MenuCommand::importArticulationSets:
+            (void)transfers_->importArticulationSets(
+                path.empty() ? std::nullopt : std::optional<std::filesystem::path>(path));
+            break;
+        case MenuCommand::toggleAutoAssignAfterImport:
+            transfers_->setAutoAssignAfterImport(!transfers_->autoAssignAfterImport());
+            break;
+        case MenuCommand::exportNavigation:
+            (void)transfers_->exportNavigation(
+                path.empty() ? std::nullopt : std::optional<std::filesystem::path>(path));
+            break;
         case MenuCommand::toggleLegacyMIDIControls: {
             const bool shown =
                 services_.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey).value_or(false);
@@ -441,9 +467,10 @@ void MenuBarController::handleLinkRequest(const LinkRequest& request) {
         handleBankLearnRequest(*learn);
     } else if (const auto* direct = std::get_if<DirectNavigationRequest>(&request.request)) {
         directNavigation_->handle(*direct);
+    } else {
+        // Acknowledgements, exports and runs: the transfers with the iPad.
+        (void)transfers_->handleLinkRequest(request);
     }
-    // Runs, articulation-set acknowledgements and navigation exports belong to features that
-    // are not in this build; their notifications are still posted for observers.
 }
 
 void MenuBarController::handleBankLearnRequest(const BankLearnRequest& request) {

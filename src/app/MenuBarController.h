@@ -23,6 +23,7 @@ class Console;
 class DebugLogStore;
 class DirectNavigation;
 class Dispatcher;
+class IPadTransfers;
 class InputEventPort;
 class LearnModeStore;
 class LogicTempoBridge;
@@ -101,7 +102,8 @@ class MenuBarController final : public LinkRequestHandler {
     MenuState menuState() const;
     std::function<void(const std::vector<MenuItem>&)> onMenuChanged;
 
-    // A menu command; `path` is the profile for loadRecentMappings.
+    // A menu command; `path` is the profile for loadRecentMappings and the folder the panel
+    // chose for importArticulationSets and exportNavigation (empty: the remembered one).
     void perform(MenuCommand command, const std::string& path = {});
     // "Add All Logic Tracks and Attempt Auto Assign" with the most recent Logic snapshot.
     void addAllLogicTracksAndAttemptAutoAssign();
@@ -127,6 +129,7 @@ class MenuBarController final : public LinkRequestHandler {
     LearnModeStore& learnStore() { return *learnStore_; }
     SelectionStageRecorder& stageRecorder() { return *stages_; }
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
+    IPadTransfers& transfers() { return *transfers_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -172,6 +175,7 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;
+    std::unique_ptr<IPadTransfers> transfers_;
 
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "app/IPadTransfers.h"
 #include "app/MenuBarController.h"
 #include "mapping/MappingStore.h"
 
@@ -145,6 +146,29 @@ std::string MenuCommandRunner::perform(const MenuTitleMatch& match, const MenuRe
             const std::string path = recent->path;
             controller_.perform(match.command, path);
             return profileOutcome(path, "loaded");
+        }
+        case MenuCommand::importArticulationSets: {
+            IPadTransfers& transfers = controller_.transfers();
+            const std::filesystem::path folder = request.path ? std::filesystem::path(*request.path)
+                                                              : transfers.articulationSetsFolder();
+            if (auto refusal = transfers.importArticulationSets(folder))
+                return "not started: " + *refusal;
+            return "sending " + std::to_string(transfers.importProgress().fileCount) +
+                   " articulation set(s) from " + folder.string() +
+                   " (progress and results follow in the event log)";
+        }
+        case MenuCommand::toggleAutoAssignAfterImport:
+            controller_.perform(match.command);
+            return std::string("Logic tracks are ") +
+                   (controller_.transfers().autoAssignAfterImport() ? "" : "not ") +
+                   "added and auto-assigned after an import";
+        case MenuCommand::exportNavigation: {
+            IPadTransfers& transfers = controller_.transfers();
+            const std::filesystem::path folder = request.path ? std::filesystem::path(*request.path)
+                                                              : transfers.navigationExportFolder();
+            const std::string requestID = transfers.exportNavigation(folder);
+            return "asked the iPad for its navigation export (request " + requestID +
+                   "); it will be saved in " + folder.string();
         }
         case MenuCommand::toggleLegacyMIDIControls: {
             controller_.perform(match.command);

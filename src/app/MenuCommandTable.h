@@ -15,7 +15,8 @@ struct MenuRequest {
     std::string item;
     // The button that answers the item's prompt ("Clear All Mappings…": "Clear" or "Cancel").
     std::optional<std::string> answer;
-    // The file a panel would return ("Save Mappings As…", "Choose File…").
+    // The file or folder a panel would return ("Save Mappings As…", "Choose File…", the
+    // folders of "Import Articulation Sets…" and "Export Navigation Assignments…").
     std::optional<std::string> path;
 };
 
@@ -35,7 +36,7 @@ inline constexpr std::string_view kLoadMappingsSubmenuTitle = "Load Mappings";
 inline constexpr std::string_view kMenuPathSeparator = " > ";
 
 // Every item of the menu that performs something, in menu order.
-inline constexpr std::array<MenuCommandTitle, 18> kMenuCommandTitles = {{
+inline constexpr std::array<MenuCommandTitle, 21> kMenuCommandTitles = {{
     {"Setup Guide…", MenuCommand::showSetupGuide},
     {"Add All Logic Tracks and Attempt Auto Assign", MenuCommand::addAllLogicTracksAndAutoAssign},
     {"Show Events / Debug Log", MenuCommand::showEventsDebugLog},
@@ -53,6 +54,12 @@ inline constexpr std::array<MenuCommandTitle, 18> kMenuCommandTitles = {{
     {"Save Mappings As…", MenuCommand::saveMappingsAs, MenuCommandInput::optionalPath},
     {"Load Mappings > Choose File…", MenuCommand::chooseMappingsFile,
      MenuCommandInput::requiredPath},
+    {"iPad Transfers > Import Articulation Sets…", MenuCommand::importArticulationSets,
+     MenuCommandInput::optionalPath},
+    {"iPad Transfers > Add Logic Tracks and Auto Assign After Import",
+     MenuCommand::toggleAutoAssignAfterImport},
+    {"iPad Transfers > Export Navigation Assignments…", MenuCommand::exportNavigation,
+     MenuCommandInput::optionalPath},
     {"Advanced > Show Legacy MIDI Mode", MenuCommand::toggleLegacyMIDIControls},
     {"Quit Tessiva Focus", MenuCommand::quit},
 }};

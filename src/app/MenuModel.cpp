@@ -52,6 +52,25 @@ MenuItem loadSubmenu(const std::vector<std::string>& recentPaths) {
     return load;
 }
 
+// The transfers with the iPad: both need a connected iPad; one import at a time.
+MenuItem transfersSubmenu(const MenuState& state) {
+    MenuItem transfers;
+    transfers.title = std::string(kIPadTransfersSubmenuTitle);
+    MenuItem autoAssign = command("Add Logic Tracks and Auto Assign After Import",
+                                  MenuCommand::toggleAutoAssignAfterImport);
+    autoAssign.checked = state.autoAssignAfterArticulationSetImport;
+    transfers.submenu = {
+        command("Import Articulation Sets…", MenuCommand::importArticulationSets,
+                state.isIpadHandshakeConnected && !state.isArticulationSetImportRunning),
+        autoAssign,
+        statusLine(state.articulationSetsStatus),
+        MenuItem::separator(),
+        command("Export Navigation Assignments…", MenuCommand::exportNavigation,
+                state.isIpadHandshakeConnected),
+        statusLine(state.navigationExportStatus)};
+    return transfers;
+}
+
 }  // namespace
 
 std::string MenuModel::ipadStatusLine(const MenuState& state) {
@@ -110,6 +129,7 @@ std::vector<MenuItem> MenuModel::build(const MenuState& state) {
         command("Save Mappings", MenuCommand::saveMappings),
         command("Save Mappings As…", MenuCommand::saveMappingsAs),
         loadSubmenu(state.recentMappingsProfilePaths),
+        transfersSubmenu(state),
         MenuItem::separator(),
         advanced,
         MenuItem::separator(),

@@ -31,10 +31,13 @@ enum class MenuCommand {
     saveMappingsAs,
     loadRecentMappings,
     chooseMappingsFile,
+    importArticulationSets,
+    toggleAutoAssignAfterImport,
+    exportNavigation,
     toggleLegacyMIDIControls,
     quit,
 };
-inline constexpr std::size_t kMenuCommandCount = 19;
+inline constexpr std::size_t kMenuCommandCount = 22;
 inline constexpr std::array<std::string_view, kMenuCommandCount> kMenuCommandNames = {
     "showSetupGuide",
     "addAllLogicTracksAndAutoAssign",
@@ -53,6 +56,9 @@ inline constexpr std::array<std::string_view, kMenuCommandCount> kMenuCommandNam
     "saveMappingsAs",
     "loadRecentMappings",
     "chooseMappingsFile",
+    "importArticulationSets",
+    "toggleAutoAssignAfterImport",
+    "exportNavigation",
     "toggleLegacyMIDIControls",
     "quit"};
 static_assert(static_cast<std::size_t>(MenuCommand::quit) + 1 == kMenuCommandCount,
@@ -60,6 +66,8 @@ static_assert(static_cast<std::size_t>(MenuCommand::quit) + 1 == kMenuCommandCou
 inline std::string_view menuCommandName(MenuCommand command) {
     return kMenuCommandNames[static_cast<std::size_t>(command)];
 }
+
+inline constexpr std::string_view kIPadTransfersSubmenuTitle = "iPad Transfers";
 
 // One row of the menu. Status lines and explanations have no command; separators have no title.
 struct MenuItem {
@@ -92,6 +100,11 @@ struct MenuState {
     std::vector<std::string> recentMappingsProfilePaths;
     bool showLegacyMIDIControls = false;
     bool isAccessibilityTrusted = true;
+    // The transfers with the iPad (their status lines are written by IPadTransfers).
+    bool isArticulationSetImportRunning = false;
+    bool autoAssignAfterArticulationSetImport = false;
+    std::string articulationSetsStatus = "Articulation sets: not imported yet";
+    std::string navigationExportStatus = "Navigation export: none yet";
 };
 
 // The status-item menu as data: items in their fixed order with exact titles, enabled and

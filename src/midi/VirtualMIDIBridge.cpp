@@ -102,7 +102,12 @@ bool VirtualMIDIBridge::send(MIDIEventKind kind, std::uint8_t channel, std::uint
     const int shownData1 = message.bytes[1];
     const int shownData2 = message.size > 2 ? message.bytes[2] : clampedMIDIData(data2);
     LineBuffer line;
-    if (const MIDIStatusCode status = source_->emit(message.view())) {
+    MIDIStatusCode status = 0;
+    {
+        std::lock_guard guard(emitLock_);
+        status = source_->emit(message.view());
+    }
+    if (status) {
         console_.line(line.format("[VirtualMIDIBridge] MIDIReceived failed: {}", status));
         postDebugEvent(center_, kSendFailedTitle,
                        fmt::format("MIDIReceived failed with status {} for {}", status,
@@ -121,6 +126,13 @@ bool VirtualMIDIBridge::send(MIDIEventKind kind, std::uint8_t channel, std::uint
                                   nameOf(kind), shownChannel, shownData1, shownData2));
     }
     return true;
+}
+
+bool VirtualMIDIBridge::emitScheduled(const MIDIMessage& message) {
+    if (!isStarted())
+        return false;
+    std::lock_guard guard(emitLock_);
+    return source_->emit(message.view()) == 0;
 }
 
 }  // namespace tessiva

@@ -3,9 +3,11 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string_view>
 
 #include "midi/MIDIEventKind.h"
+#include "midi/MIDIMessage.h"
 #include "midi/MirroredMIDIEvent.h"
 #include "platform/midi/MIDIClient.h"
 #include "platform/midi/MIDIVirtualSource.h"
@@ -20,8 +22,9 @@ class NotificationCenter;
 // the iPad link reads each "/tessiva/midi/event" and hands its values to `mirror` (or decodes
 // them itself with decodeMirroredMIDIEvent and calls `send`), which emits them from the source.
 // `start` runs once, on any queue, before the first send; `send` runs on the mirrored-MIDI queue
-// ("tessiva.focus.osc.mirrored-midi") and does not allocate on success. Mirrored MIDI is not logged
-// per event: the console shows the first event and every 250th. Tests run it on
+// ("tessiva.focus.osc.mirrored-midi") and does not allocate on success; scheduled runs emit through
+// `emitScheduled` from their own queue, serialised with `send` by a lock. Mirrored MIDI is not
+// logged per event: the console shows the first event and every 250th. Tests run it on
 // SimulatedMIDIService.
 class VirtualMIDIBridge {
   public:
@@ -51,6 +54,10 @@ class VirtualMIDIBridge {
     bool mirror(std::string_view typeName, std::int32_t channel, std::int32_t data1,
                 std::int32_t data2);
 
+    // Emits one message of a scheduled run (MIDIRunScheduler, on the precision-run queue). Not
+    // counted or logged as mirrored MIDI. False when unstarted or refused by the platform.
+    bool emitScheduled(const MIDIMessage& message);
+
     bool isStarted() const { return isStarted_.load(std::memory_order_acquire); }
     std::uint64_t mirroredEventCount() const {
         return mirroredEventCount_.load(std::memory_order_relaxed);
@@ -62,6 +69,9 @@ class VirtualMIDIBridge {
     Console& console_;
     std::unique_ptr<MIDIClient> client_;
     std::unique_ptr<MIDIVirtualSource> source_;
+    // Mirrored MIDI (network thread) and scheduled runs (precision-run queue) share the source;
+    // the platform's emit is not safe from two threads at once.
+    std::mutex emitLock_;
     std::atomic<bool> isStarted_{false};
     std::atomic<std::uint64_t> mirroredEventCount_{0};
     std::atomic<bool> reportedUnstarted_{false};

@@ -9,6 +9,7 @@ tessiva_add_library(tessiva_osc_link
     ${CMAKE_CURRENT_LIST_DIR}/link/LinkEventLog.cpp
     ${CMAKE_CURRENT_LIST_DIR}/link/LinkRequest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/link/MirroredMIDIIngress.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/link/NavigationExportReceiver.cpp
     ${CMAKE_CURRENT_LIST_DIR}/link/PeerLink.cpp
     ${CMAKE_CURRENT_LIST_DIR}/link/WorkspaceReceiver.cpp
     ${CMAKE_CURRENT_LIST_DIR}/PeerRegistry.cpp

@@ -87,8 +87,10 @@ void OSCDiscoveryManager::startOnQueue(std::int64_t port) {
             return handled;
         };
     UdpListenResult result = context_.services.transport.listen(
-        listenOptions, *mirroredMIDIQueue_,
-        guard_.wrap([this](UdpDatagram datagram) { ingress_->receive(std::move(datagram)); }));
+        listenOptions, *mirroredMIDIQueue_, guard_.wrap([this](UdpDatagram datagram) {
+            datagram.receivedAt = context_.now();
+            ingress_->receive(std::move(datagram));
+        }));
     if (!result.ok()) {
         log_.event("OSC discovery setup failed", result.error,
                    "OSC discovery setup failed: " + result.error);
@@ -152,6 +154,10 @@ void OSCDiscoveryManager::setBankMappingLookup(BankMappingLookup* lookup) {
     dispatcher_->setBankMappingLookup(lookup);
 }
 
+void OSCDiscoveryManager::setMIDIRunSink(MIDIRunSink* sink) {
+    dispatcher_->setMIDIRunSink(sink);
+}
+
 void OSCDiscoveryManager::setLinkRequestHandler(LinkRequestHandler* handler) {
     dispatcher_->setRequestHandler(handler);
 }
@@ -178,7 +184,12 @@ void OSCDiscoveryManager::requestWorkspaceSnapshot(std::string reason) {
 
 void OSCDiscoveryManager::requestNavigationExport(std::string requestID) {
     onQueue([this, requestID = std::move(requestID)] {
-        peerLink_->requestNavigationExport(requestID);
+        if (peerLink_->requestNavigationExport(requestID)) {
+            dispatcher_->navigationExports().expect(requestID);
+        } else {
+            dispatcher_->navigationExports().requestNotSent(
+                requestID, "No iPad is connected, so the navigation export was not requested.");
+        }
     });
 }
 

@@ -28,6 +28,7 @@ class BankMappingLookup;
 class InboundDispatcher;
 class MirroredMIDIIngress;
 class MirroredMIDISink;
+class MIDIRunSink;
 class PeerLink;
 class UdpListener;
 class WorkspaceReceiver;
@@ -89,6 +90,8 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     // Any thread. Set before traffic flows, or at any time: the switch is atomic.
     void setMirroredMIDISink(MirroredMIDISink* sink);
     void setBankMappingLookup(BankMappingLookup* lookup);
+    // Where scheduled MIDI runs go, on the discovery queue, as soon as they are decoded.
+    void setMIDIRunSink(MIDIRunSink* sink);
     // Where the active iPad's requests go, on the main queue.
     void setLinkRequestHandler(LinkRequestHandler* handler);
     // Whether the iPad may ask for direct navigation; sent on connect and on every change.
@@ -99,7 +102,8 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     void sendLogicTempo(double bpm);
     // Unconditional request to the active peer (any thread).
     void requestWorkspaceSnapshot(std::string reason);
-    // Asks the active peer for its navigation export (any thread).
+    // Asks the active peer for its navigation export (any thread); the outcome arrives as a
+    // NavigationExportReceived or NavigationExportFailed request, also when no iPad is linked.
     void requestNavigationExport(std::string requestID);
     // The next accepted "/ping" also asks for a snapshot, whatever the throttle says.
     void forceWorkspaceSnapshotOnNextPing();

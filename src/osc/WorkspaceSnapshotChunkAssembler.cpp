@@ -130,6 +130,11 @@ WorkspaceSnapshotChunkAssembler::Outcome WorkspaceSnapshotChunkAssembler::addChu
     return outcome;
 }
 
+void WorkspaceSnapshotChunkAssembler::discard(const std::string& transferID) {
+    std::lock_guard guard(lock_);
+    discardLocked(transferID);
+}
+
 std::size_t WorkspaceSnapshotChunkAssembler::incompleteTransferCount() const {
     std::lock_guard guard(lock_);
     return transfers_.size();

@@ -64,6 +64,9 @@ class WorkspaceSnapshotChunkAssembler {
     Outcome addChunk(const std::string& transferID, std::int32_t index, std::int32_t total,
                      const std::string& text);
 
+    // Forgets an incomplete transfer (given up on by its owner).
+    void discard(const std::string& transferID);
+
     std::size_t incompleteTransferCount() const;
     std::size_t heldBytes() const;
 

@@ -36,6 +36,7 @@ TEST(MenuModel, ItemsInOrderWithExactTitles) {
                                         "Save Mappings",
                                         "Save Mappings As…",
                                         "Load Mappings",
+                                        "iPad Transfers",
                                         "---",
                                         "Advanced",
                                         "---",
@@ -48,7 +49,15 @@ TEST(MenuModel, ItemsInOrderWithExactTitles) {
     EXPECT_TRUE(learn->submenu[0].checked);
     EXPECT_FALSE(learn->submenu[1].checked);
     EXPECT_FALSE(learn->submenu[3].enabled);  // explanations are not commands
-    EXPECT_EQ(titles(menu[22].submenu), (std::vector<std::string>{"Show Legacy MIDI Mode"}));
+    EXPECT_EQ(titles(menu[23].submenu), (std::vector<std::string>{"Show Legacy MIDI Mode"}));
+    EXPECT_EQ(titles(menu[21].submenu),
+              (std::vector<std::string>{
+                  "Import Articulation Sets…", "Add Logic Tracks and Auto Assign After Import",
+                  "Articulation sets: not imported yet", "---", "Export Navigation Assignments…",
+                  "Navigation export: none yet"}));
+    // Both transfers need a connected iPad.
+    EXPECT_FALSE(MenuModel::find(menu, MenuCommand::importArticulationSets)->enabled);
+    EXPECT_FALSE(MenuModel::find(menu, MenuCommand::exportNavigation)->enabled);
     EXPECT_EQ(titles(menu[20].submenu), (std::vector<std::string>{"Choose File…"}));
     // Status lines are never clickable; Logic-only commands wait for Logic.
     EXPECT_FALSE(menu[1].enabled);

@@ -3,6 +3,7 @@
 #include "osc/BankMappingLookup.h"
 #include "osc/InboundAddress.h"
 #include "osc/InboundRequests.h"
+#include "osc/MIDIRunSink.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCManager.h"
 #include "osc/link/PeerLink.h"
@@ -17,7 +18,6 @@ namespace {
 
 // Enough endpoints for every real iPad; a hostile sender cycling source ports cannot grow it.
 constexpr std::size_t kMaxInboundConnections = 64;
-constexpr std::size_t kMaxNavigationExports = 8;
 
 std::string senderText(const UdpDatagram& datagram) {
     return datagram.host + ":" + std::to_string(datagram.port);
@@ -131,16 +131,20 @@ void InboundDispatcher::handleDatagram(const UdpDatagram& datagram) {
             handleSnapshotRequest(datagram);
             return;
         case InboundAddress::navigationExportStart:
-            handleNavigationExport(datagram, ExportPart::start);
+            navigationExports_.handle(datagram, NavigationExportReceiver::Part::start,
+                                      originOf(datagram));
             return;
         case InboundAddress::navigationExportChunk:
-            handleNavigationExport(datagram, ExportPart::chunk);
+            navigationExports_.handle(datagram, NavigationExportReceiver::Part::chunk,
+                                      originOf(datagram));
             return;
         case InboundAddress::navigationExportEnd:
-            handleNavigationExport(datagram, ExportPart::end);
+            navigationExports_.handle(datagram, NavigationExportReceiver::Part::end,
+                                      originOf(datagram));
             return;
         case InboundAddress::navigationExportError:
-            handleNavigationExport(datagram, ExportPart::error);
+            navigationExports_.handle(datagram, NavigationExportReceiver::Part::error,
+                                      originOf(datagram));
             return;
         case InboundAddress::midiEvent:  // always handled on the mirrored-MIDI queue
         case InboundAddress::ping:
@@ -303,91 +307,18 @@ void InboundDispatcher::handleMIDIRun(const UdpDatagram& datagram, bool schedule
         return;
     }
     MIDIRunMessage run = std::get<MIDIRunMessage>(std::move(decoded));
+    if (MIDIRunSink* sink = midiRunSink_.load()) {
+        if (schedule) {
+            sink->scheduleMIDIRun(
+                run.json, datagram.receivedAt > 0 ? datagram.receivedAt : context_.now(), sender);
+        } else {
+            sink->cancelMIDIRun(run.json, sender);
+        }
+    }
     if (schedule)
         deliver(LinkRequest{originOf(datagram), MIDIRunScheduleRequest{std::move(run)}});
     else
         deliver(LinkRequest{originOf(datagram), MIDIRunCancelRequest{std::move(run)}});
-}
-
-void InboundDispatcher::handleNavigationExport(const UdpDatagram& datagram, ExportPart part) {
-    const OSCBytes bytes = bytesOf(datagram);
-    const std::string sender = senderText(datagram);
-    auto failed = [&](const std::string& requestID, const std::string& message) {
-        navigationExports_.erase(requestID);
-        context_.log.event("Navigation export failed", message);
-        deliver(LinkRequest{originOf(datagram), NavigationExportFailed{requestID, message}});
-    };
-    auto transferFor = [&](const std::string& requestID) -> NavigationExportTransfer& {
-        if (!navigationExports_.count(requestID) &&
-            navigationExports_.size() >= kMaxNavigationExports) {
-            navigationExports_.erase(navigationExports_.begin());
-        }
-        return navigationExports_[requestID];
-    };
-    switch (part) {
-        case ExportPart::start: {
-            auto decoded = decodeNavigationExportStart(bytes, sender);
-            if (auto* refusal = std::get_if<std::string>(&decoded)) {
-                context_.log.event("Navigation export start skipped", *refusal);
-                return;
-            }
-            const auto& start = std::get<NavigationExportStart>(decoded);
-            transferFor(start.requestID) = NavigationExportTransfer{start.fileName, std::nullopt};
-            context_.log.event("Navigation export started",
-                               "Receiving navigation export " + start.requestID + " in " +
-                                   std::to_string(start.chunkCount) + " chunks from " + sender);
-            return;
-        }
-        case ExportPart::chunk: {
-            auto arguments = decodeArguments(bytes);
-            auto chunk =
-                arguments ? WorkspaceSnapshotChunk::fromArguments(*arguments) : std::nullopt;
-            if (!chunk) {
-                context_.log.event(
-                    "Navigation export chunk skipped",
-                    "Could not decode /tessiva/navigation/export/chunk from " + sender);
-                return;
-            }
-            auto outcome = navigationExportAssembler_.addChunk(chunk->transferID, chunk->index,
-                                                               chunk->count, chunk->text);
-            for (const auto& refusal : outcome.refusals)
-                context_.log.event("Navigation export chunk refused", refusal);
-            if (outcome.text)
-                transferFor(chunk->transferID).text = std::move(outcome.text);
-            return;
-        }
-        case ExportPart::end: {
-            auto decoded = decodeNavigationExportEnd(bytes, sender);
-            if (auto* refusal = std::get_if<std::string>(&decoded)) {
-                context_.log.event("Navigation export end skipped", *refusal);
-                return;
-            }
-            const std::string requestID = std::get<NavigationExportEnd>(decoded).requestID;
-            auto found = navigationExports_.find(requestID);
-            if (found == navigationExports_.end() || !found->second.text) {
-                failed(requestID,
-                       "Navigation export " + requestID + " ended before all chunks arrived.");
-                return;
-            }
-            NavigationExportReceived received{requestID, std::move(*found->second.text),
-                                              found->second.fileName};
-            navigationExports_.erase(found);
-            context_.log.event("Navigation export received",
-                               "Received navigation export " + requestID + " from " + sender);
-            deliver(LinkRequest{originOf(datagram), std::move(received)});
-            return;
-        }
-        case ExportPart::error: {
-            auto decoded = decodeNavigationExportError(bytes, sender);
-            if (auto* refusal = std::get_if<std::string>(&decoded)) {
-                context_.log.event("Navigation export error skipped", *refusal);
-                return;
-            }
-            const auto& error = std::get<NavigationExportError>(decoded);
-            failed(error.requestID, error.message);
-            return;
-        }
-    }
 }
 
 void InboundDispatcher::handleSnapshotRequest(const UdpDatagram& datagram) {

@@ -9,19 +9,23 @@
 #include "osc/WorkspaceSnapshotChunkAssembler.h"
 #include "osc/link/LinkContext.h"
 #include "osc/link/LinkRequest.h"
+#include "osc/link/NavigationExportReceiver.h"
 #include "platform/net/UdpListener.h"
 
 namespace tessiva {
 
 class BankMappingLookup;
+class MIDIRunSink;
 class PeerLink;
 class WorkspaceReceiver;
 
 // Inbound dispatch: reads each datagram's address on the discovery queue and runs its handler.
 // Handshake messages go to the PeerLink, the workspace to the WorkspaceReceiver; requests from
 // any other peer than the active one are dropped with a line; the active iPad's requests are
-// validated and handed over as typed LinkRequests (LinkRequestHandler, on the main queue) and
-// posted under their notification names. Tests drive it through OSCDiscoveryManager.
+// validated and handed over as typed LinkRequests (scheduled runs also go straight to the
+// MIDIRunSink, on this queue), navigation exports go to the NavigationExportReceiver
+// (LinkRequestHandler, on the main queue) and posted under their notification names. Tests drive it
+// through OSCDiscoveryManager.
 class InboundDispatcher {
   public:
     InboundDispatcher(LinkContext& context, PeerLink& peerLink, WorkspaceReceiver& workspace)
@@ -35,6 +39,10 @@ class InboundDispatcher {
     // Any thread.
     void setBankMappingLookup(BankMappingLookup* lookup) { bankMappingLookup_.store(lookup); }
     void setRequestHandler(LinkRequestHandler* handler) { requestHandler_.store(handler); }
+    void setMIDIRunSink(MIDIRunSink* sink) { midiRunSink_.store(sink); }
+
+    // Discovery queue: the exports this Mac asked for.
+    NavigationExportReceiver& navigationExports() { return navigationExports_; }
 
   private:
     struct InboundConnection {
@@ -44,11 +52,6 @@ class InboundDispatcher {
         std::uint64_t datagrams = 0;
         double lastSeen = 0;
     };
-    struct NavigationExportTransfer {
-        std::optional<std::string> fileName;
-        std::optional<std::string> text;
-    };
-    enum class ExportPart { start, chunk, end, error };
 
     void noteInboundConnection(const UdpDatagram& datagram);
     void ignoreInactive(const UdpDatagram& datagram, std::string_view address);
@@ -61,17 +64,17 @@ class InboundDispatcher {
     void handleBankLearn(const UdpDatagram& datagram);
     void handleImportAck(const UdpDatagram& datagram);
     void handleMIDIRun(const UdpDatagram& datagram, bool schedule);
-    void handleNavigationExport(const UdpDatagram& datagram, ExportPart part);
     void handleSnapshotRequest(const UdpDatagram& datagram);
 
     LinkContext& context_;
     PeerLink& peerLink_;
     WorkspaceReceiver& workspace_;
     std::map<std::string, InboundConnection> inboundConnectionsByID_;
-    WorkspaceSnapshotChunkAssembler navigationExportAssembler_;
-    std::map<std::string, NavigationExportTransfer> navigationExports_;
+    NavigationExportReceiver navigationExports_{
+        context_, [this](LinkRequest request) { deliver(std::move(request)); }};
     std::atomic<BankMappingLookup*> bankMappingLookup_{nullptr};
     std::atomic<LinkRequestHandler*> requestHandler_{nullptr};
+    std::atomic<MIDIRunSink*> midiRunSink_{nullptr};
 };
 
 }  // namespace tessiva

@@ -469,18 +469,19 @@ void PeerLink::requestWorkspaceSnapshotIfNeeded(const std::string& host, std::ui
                        "Requested snapshot after " + reason + " from " + endpointText(host, port));
 }
 
-void PeerLink::requestNavigationExport(const std::string& requestID) {
+bool PeerLink::requestNavigationExport(const std::string& requestID) {
     if (!peerHost_ || !peerPort_) {
         context_.log.event(
             "Navigation export request skipped",
             "No discovered Tessiva peer is currently available. requestID=" + requestID);
-        return;
+        return false;
     }
     context_.services.sender.send(*peerHost_, *peerPort_, "/tessiva/navigation/export/request",
                                   {OSCArgument::string(requestID)});
     context_.log.event("Navigation export requested",
                        "Requesting navigation export from Tessiva on " +
                            endpointText(*peerHost_, *peerPort_) + ". requestID=" + requestID);
+    return true;
 }
 
 }  // namespace tessiva

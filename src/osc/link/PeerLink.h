@@ -63,7 +63,8 @@ class PeerLink {
                                           const std::string& reason, bool force);
     void forceWorkspaceSnapshotOnNextPing() { forceWorkspaceSnapshotOnNextPing_ = true; }
     void recordSnapshotReceived() { snapshotThrottle_.recordReceived(context_.now()); }
-    void requestNavigationExport(const std::string& requestID);
+    // False (logged) when no active peer is known.
+    bool requestNavigationExport(const std::string& requestID);
     void setDirectNavigationMode(DirectNavigationMode mode);
 
     const PeerRegistry& peers() const { return peers_; }

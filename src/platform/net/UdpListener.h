@@ -13,6 +13,9 @@ struct UdpDatagram {
     std::vector<std::uint8_t> bytes;
     std::string host;
     std::uint16_t port = 0;
+    // The owner's monotonic clock reading when it took the datagram off the socket's queue
+    // (0 until stamped): what precisely timed work counts from.
+    double receivedAt = 0;
 };
 
 // The inbound half of the UDP port: a socket bound to a local port that hands every datagram to

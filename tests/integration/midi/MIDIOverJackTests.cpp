@@ -2,15 +2,18 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <vector>
 
 #include "JackMIDIReader.h"
 #include "JackServerProcess.h"
 #include "midi/DestinationStatusStore.h"
 #include "midi/MIDIRelay.h"
+#include "midi/MIDIRunScheduler.h"
 #include "midi/MirroredMIDIEvent.h"
 #include "midi/VirtualMIDIBridge.h"
 #include "platform/rtmidi/RtMidiService.h"
+#include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/VirtualScheduler.h"
@@ -160,6 +163,62 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     const auto restarted = again->take(1, 5.0);
     ASSERT_EQ(restarted.size(), 1u);
     EXPECT_EQ(restarted[0].data(), (std::vector<int>{0x91, 64, 90}));
+}
+
+// Real time, on the production queues: a run plays in order to the end, and a second run
+// cancelled in the middle leaves no note sounding on the JACK side.
+TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingSounding) {
+    AsioDispatcher dispatcher;
+    VirtualMIDIBridge bridge(midi, center, console);
+    ASSERT_TRUE(bridge.start());
+    auto reader = openReader("Run recorder", {"record"});
+    ASSERT_TRUE(reader);
+    ASSERT_TRUE(reader->connectFrom("Tessiva Focus Virtual MIDI:Tessiva MIDI", 0));
+    ASSERT_TRUE(reader->waitForCycles(3, 5.0));
+    MIDIRunScheduler runs(dispatcher, bridge, center, console);
+    auto json = [](const std::string& id, const std::string& notes) {
+        return R"({"version":1,"runID":")" + id +
+               R"(","startDelayNanoseconds":20000000,"intervalNanoseconds":30000000,)"
+               R"("gateNanoseconds":45000000,"overlapNanoseconds":0,"legato":false,)"
+               R"("channelOneBased":2,"velocity":80,"notes":[)" +
+               notes + "]}";
+    };
+
+    runs.schedule(json("A", "60,61,62,63,64,65"), dispatcher.clock().now(), "iPad");
+    auto events = reader->take(12, 5.0);
+    ASSERT_EQ(events.size(), 12u);
+    std::vector<int> onsInOrder;
+    std::map<int, int> sounding;
+    for (const auto& event : events) {
+        const bool on = event.bytes[0] == 0x91;
+        EXPECT_TRUE(on || event.bytes[0] == 0x81) << event.bytes[0];
+        if (on)
+            onsInOrder.push_back(event.bytes[1]);
+        sounding[event.bytes[1]] += on ? 1 : -1;
+    }
+    EXPECT_EQ(onsInOrder, (std::vector<int>{60, 61, 62, 63, 64, 65}));
+    for (const auto& [note, count] : sounding)
+        EXPECT_EQ(count, 0) << note;
+
+    runs.schedule(json("B", "70,71,72,73,74,75,76,77,78,79"), dispatcher.clock().now(), "iPad");
+    std::map<int, int> left;
+    auto count = [&](const std::vector<test::JackMIDIReader::Event>& list) {
+        for (const auto& event : list)
+            left[event.bytes[1]] += event.bytes[0] == 0x91 ? 1 : -1;
+    };
+    // take() counts every event so far: the 12 of run A, then 3 of B (it is playing).
+    const auto first = reader->take(15, 5.0);
+    ASSERT_EQ(first.size(), 3u);
+    count(first);
+    runs.cancel(R"({"runID":"B","channelOneBased":2,"notes":[70,71]})", "iPad");
+    EXPECT_EQ(runs.activeRunCount(), 0u);
+    ASSERT_TRUE(reader->waitForCycles(80, 5.0));  // longer than the rest of the run would take
+    count(reader->take(55, 0.0));
+    for (const auto& [note, open] : left)
+        EXPECT_EQ(open, 0) << "note " << note << " left hanging";
+    EXPECT_LT(left.size(), 10u) << "the cancel did not stop the run";
+    EXPECT_EQ(reader->dropped(), 0u);
+    EXPECT_TRUE(console.contains("Run B cancelled by iPad"));
 }
 
 }  // namespace

@@ -202,6 +202,10 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
     ActiveRig rig;
     auto& received = rig.observe("OSCDiscoveryManager.NavigationExportReceived");
     auto& failed = rig.observe("OSCDiscoveryManager.NavigationExportFailed");
+    auto request = [&](const std::string& id) {
+        rig.manager->requestNavigationExport(id);
+        rig.scheduler.runUntilIdle();
+    };
 
     rig.send("/tessiva/navigation/export/start", {s("R-1")});
     EXPECT_TRUE(rig.logged("Navigation export start skipped",
@@ -213,6 +217,18 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
     EXPECT_TRUE(rig.logged("Navigation export end skipped",
                            "Could not decode /tessiva/navigation/export/end from " + kSender));
 
+    SCOPED_TRACE("an export nobody asked for writes nothing");
+    rig.send("/tessiva/navigation/export/start", {s("R-0"), i(1)});
+    rig.send("/tessiva/navigation/export/chunk", {s("R-0"), i(0), i(1), s("x")});
+    rig.send("/tessiva/navigation/export/end", {s("R-0")});
+    EXPECT_TRUE(rig.logged("Navigation export start skipped",
+                           "Ignoring navigation export start for R-0 from " + kSender +
+                               ": this Mac did not request that export."));
+    EXPECT_TRUE(received.empty());
+
+    SCOPED_TRACE("requested: chunks in any order");
+    request("R-1");
+    ASSERT_EQ(rig.transport.sent("/tessiva/navigation/export/request").size(), 1u);
     rig.send("/tessiva/navigation/export/start", {s("R-1"), i(2), s("nav.json")});
     rig.send("/tessiva/navigation/export/chunk", {s("R-1"), i(1), i(2), s("world")});
     rig.send("/tessiva/navigation/export/chunk", {s("R-1"), i(0), i(2), s("hello ")});
@@ -221,16 +237,19 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
     EXPECT_EQ(received[0].string("text"), "hello world");
     EXPECT_EQ(received[0].string("fileName"), "nav.json");
 
+    request("R-2");
     rig.send("/tessiva/navigation/export/start", {s("R-2"), i(2)});
     rig.send("/tessiva/navigation/export/chunk", {s("R-2"), i(0), i(2), s("half")});
     rig.send("/tessiva/navigation/export/end", {s("R-2")});
     ASSERT_EQ(failed.size(), 1u);
     EXPECT_EQ(failed[0].string("message"),
               "Navigation export R-2 ended before all chunks arrived.");
+    request("R-3");
     rig.send("/tessiva/navigation/export/error", {s("R-3"), s("No assignments")});
     ASSERT_EQ(failed.size(), 2u);
     EXPECT_EQ(failed[1].string("message"), "No assignments");
 
+    request("R-4");
     rig.from(kOther, "/tessiva/navigation/export/start", {s("R-4"), i(1)});
     rig.from(kOther, "/tessiva/navigation/export/chunk", {s("R-4"), i(0), i(1), s("x")});
     rig.from(kOther, "/tessiva/navigation/export/end", {s("R-4")});
@@ -245,6 +264,34 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
                            "Ignoring export error from inactive iPad peer 127.0.0.1:53001"));
     EXPECT_EQ(received.size(), 1u);
     EXPECT_EQ(failed.size(), 2u);
+}
+
+TEST(InboundDispatch, AnExportTheIPadStopsSendingFailsAfterItsSilence) {
+    ActiveRig rig;
+    auto& failed = rig.observe("OSCDiscoveryManager.NavigationExportFailed");
+    rig.manager->requestNavigationExport("R-1");
+    rig.manager->requestNavigationExport("R-2");
+    rig.scheduler.runUntilIdle();
+    rig.send("/tessiva/navigation/export/start", {s("R-2"), i(3)});
+    rig.scheduler.advance(6.0);
+    // Each part restarts the wait: R-2 is still alive at 12 s, R-1 (never answered) is not.
+    rig.send("/tessiva/navigation/export/chunk", {s("R-2"), i(0), i(3), s("a")});
+    rig.scheduler.advance(6.0);
+    ASSERT_EQ(failed.size(), 1u);
+    EXPECT_EQ(failed[0].string("requestID"), "R-1");
+    EXPECT_EQ(failed[0].string("message"),
+              "The iPad did not answer navigation export request R-1 within 10 s. Nothing was "
+              "saved.");
+    rig.scheduler.advance(4.1);
+    ASSERT_EQ(failed.size(), 2u);
+    EXPECT_EQ(failed[1].string("message"),
+              "The iPad stopped sending navigation export R-2: nothing arrived for 10 s. Nothing "
+              "was saved.");
+    // A late chunk of the given-up export is refused, not reassembled.
+    rig.send("/tessiva/navigation/export/chunk", {s("R-2"), i(1), i(3), s("b")});
+    EXPECT_TRUE(rig.logged("Navigation export chunk skipped",
+                           "Ignoring navigation export chunk for R-2 from " + kSender +
+                               ": this Mac did not request that export."));
 }
 
 TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedPublishedOrRefused) {
