@@ -1,9 +1,15 @@
 #include "HeadlessProgram.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
+#include <thread>
 
+#include "ConsoleCommands.h"
 #include "app/AppDelegate.h"
+#include "app/MenuCommandRunner.h"
 #include "app/ScenarioPlayer.h"
 #include "mapping/DebugLogStore.h"
 #include "osc/ActivationEventSource.h"
@@ -32,6 +38,8 @@ void onQuitSignal(int) {
 
 // How often the main loop looks for Ctrl-C; a signal handler may not touch the queues itself.
 constexpr double kSignalPollInterval = 0.1;
+// How often the standard-input reader looks whether the program is quitting.
+constexpr int kConsoleInputPollMilliseconds = 100;
 
 std::string answerName(ProjectRecallAnswer answer) {
     switch (answer) {
@@ -130,6 +138,10 @@ struct HeadlessProgram::Parts {
     std::unique_ptr<ServiceAdvertiser> advertiser;
     std::unique_ptr<AppDelegate> delegate;
     std::unique_ptr<ScenarioPlayer> player;
+    std::unique_ptr<MenuCommandRunner> menuRunner;
+    std::unique_ptr<ConsoleCommands> consoleCommands;
+    std::thread consoleReader;
+    std::atomic<bool> stopConsoleReader{false};
     RepeatingTimer signalPoll;
     ObserverToken eventPrinter;
     std::string lastPrintedEventID;
@@ -143,7 +155,10 @@ HeadlessProgram::~HeadlessProgram() {
     if (!parts_)
         return;
     parts_->signalPoll.stop();
+    stopConsoleReader();
     parts_->player.reset();
+    parts_->consoleCommands.reset();
+    parts_->menuRunner.reset();
     parts_->eventPrinter.reset();
     parts_->delegate.reset();
 }
@@ -185,6 +200,7 @@ bool HeadlessProgram::start() {
             });
     }
     p.delegate->applicationDidFinishLaunching();
+    p.menuRunner = std::make_unique<MenuCommandRunner>(controller);
 
     std::signal(SIGINT, onQuitSignal);
     std::signal(SIGTERM, onQuitSignal);
@@ -200,6 +216,8 @@ bool HeadlessProgram::start() {
             p.dispatcher.mainQueue(), p.logic,
             [this](const std::string& line) { parts_->console.line("[Scenario] " + line); });
         p.player->setActivationEvents(&p.activation);
+        p.player->setMenuHandler(
+            [this](const MenuRequest& request) { return parts_->menuRunner->run(request); });
         std::function<void()> finished;
         if (p.options.quitWhenScenarioEnds) {
             finished = [this] {
@@ -209,7 +227,56 @@ bool HeadlessProgram::start() {
         }
         p.player->play(*p.options.scenario, std::move(finished));
     }
+    if (p.options.readConsoleCommands)
+        startConsoleReader();
     return true;
+}
+
+// Standard input is read on its own thread, polled so that quitting never waits for a line;
+// each line is executed on the main queue and answered on the console.
+void HeadlessProgram::startConsoleReader() {
+    Parts& p = *parts_;
+    p.consoleCommands = std::make_unique<ConsoleCommands>(p.delegate->menuBarController());
+    p.console.line("[Console] Reading commands from standard input (type \"help\")");
+    p.consoleReader = std::thread([this] {
+        Parts& parts = *parts_;
+        std::string pending;
+        char buffer[4096];
+        auto execute = [this](std::string line) {
+            parts_->dispatcher.mainQueue().post([this, line = std::move(line)] {
+                for (const auto& answer : parts_->consoleCommands->execute(line))
+                    parts_->console.line("[Console] " + answer);
+            });
+        };
+        while (!parts.stopConsoleReader.load()) {
+            pollfd input{STDIN_FILENO, POLLIN, 0};
+            const int ready = ::poll(&input, 1, kConsoleInputPollMilliseconds);
+            if (ready <= 0)
+                continue;
+            const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
+            if (count <= 0) {
+                if (!pending.empty())
+                    execute(pending);
+                parts_->dispatcher.mainQueue().post([this] {
+                    parts_->console.line(
+                        "[Console] Standard input closed; running until Ctrl-C or quit");
+                });
+                return;
+            }
+            pending.append(buffer, static_cast<std::size_t>(count));
+            for (auto end = pending.find('\n'); end != std::string::npos;
+                 end = pending.find('\n')) {
+                execute(pending.substr(0, end));
+                pending.erase(0, end + 1);
+            }
+        }
+    });
+}
+
+void HeadlessProgram::stopConsoleReader() {
+    parts_->stopConsoleReader.store(true);
+    if (parts_->consoleReader.joinable())
+        parts_->consoleReader.join();
 }
 
 void HeadlessProgram::requestQuit() {
@@ -222,6 +289,7 @@ int HeadlessProgram::run() {
     while (!p.quitRequested)
         p.dispatcher.runMainLoop();
     p.signalPoll.stop();
+    stopConsoleReader();
     p.delegate->applicationWillTerminate();
     // Let the last sends and the link's own shutdown finish before the queues go.
     p.dispatcher.runMainLoopFor(0.1);

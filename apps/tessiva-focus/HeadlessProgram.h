@@ -31,6 +31,8 @@ struct HeadlessOptions {
     std::optional<Scenario> scenario;
     // Quit when the scenario ends (its endAfter, else its last step).
     bool quitWhenScenarioEnds = false;
+    // Read console commands ("menu …", "review", "status") from standard input.
+    bool readConsoleCommands = false;
 };
 
 // The whole program without a menu bar: the coordinator on real queues with the platform's
@@ -61,6 +63,9 @@ class HeadlessProgram {
     void postAfter(double seconds, std::function<void()> work);
 
   private:
+    void startConsoleReader();
+    void stopConsoleReader();
+
     struct Parts;
     std::unique_ptr<Parts> parts_;
 };

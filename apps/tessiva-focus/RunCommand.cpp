@@ -23,6 +23,7 @@ struct RunArguments {
     std::string home;
     std::string name;
     bool quitAfterScenario = false;
+    bool console = false;
 };
 
 int runProgram(const RunArguments& arguments) {
@@ -36,6 +37,7 @@ int runProgram(const RunArguments& arguments) {
     options.printEvents = arguments.events;
     options.localDeviceName = arguments.name;
     options.quitWhenScenarioEnds = arguments.quitAfterScenario;
+    options.readConsoleCommands = arguments.console;
     options.recallAnswer = *recallAnswerFromName(arguments.recallAnswer);
     if (!arguments.scenarioFile.empty()) {
         std::string error;
@@ -89,6 +91,9 @@ void addRunCommand(CLI::App& app, int& exitCode) {
                     "Name announced to the iPad (default: this computer's)");
     run->add_flag("--quit-after-scenario", arguments->quitAfterScenario,
                   "Quit when the scenario has played");
+    run->add_flag("--console", arguments->console,
+                  "Read commands from standard input: menu TITLE, review, review apply N, "
+                  "review apply-all, status, help");
     run->callback([arguments, &exitCode] { exitCode = runProgram(*arguments); });
 }
 

@@ -4,19 +4,21 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
+#include "app/MenuCommandTable.h"
+
 namespace tessiva {
 
 namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::array<std::string_view, 25> kActionNames = {
+constexpr std::array<std::string_view, 26> kActionNames = {
     "click",        "arrow",     "insert",     "delete",     "duplicate",    "move",
     "rename",       "collapse",  "expand",     "openModal",  "dismissModal", "setProject",
     "setFrontmost", "quit",      "relaunch",   "tempo",      "say",          "undo",
     "redo",         "openMixer", "closeMixer", "mixerClick", "openPlugin",   "closePlugin",
-    "wake"};
-static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::wake) + 1,
+    "wake",         "menu"};
+static_assert(kActionNames.size() == static_cast<std::size_t>(Scenario::Action::menu) + 1,
               "one name per scenario action");
 
 struct Failure {
@@ -141,6 +143,15 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
             break;
         case A::say:
             step.text = requireString(json, "text", where);
+            break;
+        case A::menu:
+            step.text = requireString(json, "item", where);
+            if (!menuCommandForTitle(step.text))
+                throw Failure{where + ": unknown menu item \"" + step.text + "\""};
+            if (json.contains("answer"))
+                step.answer = requireString(json, "answer", where);
+            if (json.contains("path"))
+                step.path = requireString(json, "path", where);
             break;
         case A::dismissModal:
         case A::quit:

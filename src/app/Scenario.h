@@ -52,7 +52,8 @@ struct Scenario {
         mixerClick,   // track: a click on its Mixer strip
         openPlugin,   // track: its plug-in window
         closePlugin,  // the front plug-in window
-        wake,   // the Mac wakes from sleep (the iPad link pings at once)
+        wake,         // the Mac wakes from sleep (the iPad link pings at once)
+        menu,         // item: a menu title; answer: a prompt's button; path: a file panel's file
     };
 
     struct Step {
@@ -62,8 +63,10 @@ struct Scenario {
         int other = 0;     // insert: after; move: to
         std::string text;  // name, title, modifier, direction or narration
         SimulatedModalKind modalKind = SimulatedModalKind::sheet;
-        double number = 0;  // bpm
-        bool flag = false;  // setFrontmost
+        double number = 0;                  // bpm
+        bool flag = false;                  // setFrontmost
+        std::optional<std::string> answer;  // menu
+        std::optional<std::string> path;    // menu
     };
 
     std::string project = "Song";

@@ -164,6 +164,14 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             if (activation_)
                 activation_->fire(ActivationEvent::systemDidWake);
             break;
+        case A::menu: {
+            tell("choose menu item \"" + step.text + "\"" +
+                 (step.answer ? ", answer \"" + *step.answer + "\"" : std::string()) +
+                 (step.path ? ", file " + *step.path : std::string()));
+            if (menuHandler_)
+                tell(menuHandler_(MenuRequest{step.text, step.answer, step.path}));
+            break;
+        }
     }
 }
 

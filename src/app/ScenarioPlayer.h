@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "app/MenuCommandTable.h"
 #include "app/Scenario.h"
 #include "runtime/Queue.h"
 
@@ -33,12 +34,16 @@ class ScenarioPlayer {
     void perform(const Scenario::Step& step);
     // Where "wake" steps go: the program's activation events (absent: the step is only told).
     void setActivationEvents(ActivationEventSource* activation) { activation_ = activation; }
+    // Where "menu" steps go: performs the item and says what happened (absent: only told).
+    using MenuHandler = std::function<std::string(const MenuRequest& request)>;
+    void setMenuHandler(MenuHandler handler) { menuHandler_ = std::move(handler); }
 
   private:
     Queue& mainQueue_;
     SimulatedLogic& logic_;
     Narrator narrate_;
     ActivationEventSource* activation_ = nullptr;
+    MenuHandler menuHandler_;
     std::vector<WorkItem> scheduled_;
 };
 

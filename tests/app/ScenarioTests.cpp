@@ -95,6 +95,38 @@ TEST(Scenario, RefusalsNameTheStepAndKey) {
               "logic: \"selectionSettleDelay\" must not be negative");
     EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "openModal", "title": "X", "kind": "alert"}]})"),
               "steps[0]: \"kind\" must be sheet or dialog");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "menu", "item": "Save Everything"}]})"),
+              "steps[0]: unknown menu item \"Save Everything\"");
+    EXPECT_EQ(
+        error(R"({"steps": [{"at": 1, "do": "menu", "item": "Save Mappings As…", "path": 3}]})"),
+        "steps[0]: \"path\" must be a string");
+}
+
+TEST(Scenario, AMenuStepGoesToTheMenuHandlerWithItsAnswerAndPath) {
+    auto parsed = Scenario::parse(R"({"steps": [
+        {"at": 0.5, "do": "menu", "item": "Clear All Mappings…", "answer": "Clear"},
+        {"at": 1.0, "do": "menu", "item": "Save Mappings As…", "path": "Cue.json"}]})");
+    ASSERT_TRUE(std::holds_alternative<Scenario>(parsed)) << std::get<std::string>(parsed);
+    VirtualScheduler scheduler;
+    SimulatedLogic logic(scheduler.clock());
+    std::vector<std::string> told;
+    std::vector<MenuRequest> requests;
+    ScenarioPlayer player(scheduler.mainQueue(), logic,
+                          [&](const std::string& line) { told.push_back(line); });
+    player.setMenuHandler([&](const MenuRequest& request) {
+        requests.push_back(request);
+        return std::string("done");
+    });
+    player.play(std::get<Scenario>(parsed));
+    scheduler.advance(1.5);
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].item, "Clear All Mappings…");
+    EXPECT_EQ(requests[0].answer, "Clear");
+    EXPECT_FALSE(requests[0].path);
+    EXPECT_EQ(requests[1].path, "Cue.json");
+    EXPECT_EQ(told, (std::vector<std::string>{
+                        "choose menu item \"Clear All Mappings…\", answer \"Clear\"", "done",
+                        "choose menu item \"Save Mappings As…\", file Cue.json", "done"}));
 }
 
 TEST(Scenario, AWakeStepFiresTheSystemWakeEvent) {
