@@ -9,6 +9,8 @@ debian_packages=(
   librtmidi-dev libjack-jackd2-dev libasound2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libavahi-compat-libdnssd-dev
+  # CI and fuzzing: the ThreadSanitizer and libFuzzer builds use clang.
+  clang
   # Test-only: real MIDI ports without sound hardware, and a real mDNS responder.
   jackd2 avahi-daemon avahi-utils dbus iproute2
   # Bench-only: the OSC libraries the codec is measured against.
