@@ -31,8 +31,9 @@ void appendKey(std::string& out, std::string_view key) {
 }
 
 void appendNumber(std::string& out, double value) {
-    // JSON has no NaN or infinity; a non-finite date is written as the reference date.
-    fmt::format_to(std::back_inserter(out), "{}", std::isfinite(value) ? value : 0.0);
+    // JSON has no NaN or infinity; a non-finite date is written as the reference date. Minus zero
+    // is written as 0: "-0" would read back as the integer 0 and the next save would differ.
+    fmt::format_to(std::back_inserter(out), "{}", std::isfinite(value) && value != 0 ? value : 0.0);
 }
 
 template <typename Value, typename Write>

@@ -121,6 +121,19 @@ TEST(ProfileCodec, OptionalKeysDefaultAndAreWrittenBack) {
     EXPECT_TRUE(ProfileCodec::decode(withNulls).ok());
 }
 
+TEST(ProfileCodec, ASecondSaveWritesTheSameBytes) {
+    MappingProfileSnapshot s;
+    OSCBankFocusMapping m;
+    m.id = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+    m.trackIndex = 1;
+    m.updatedAt = -0.0;  // "-0" would read back as the integer 0
+    s.oscBankFocusMappingsByTrackIndex[1] = m;
+    const std::string first = ProfileCodec::encode(s);
+    const auto decoded = ProfileCodec::decode(first);
+    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
+    EXPECT_EQ(ProfileCodec::encode(*decoded.snapshot), first);
+}
+
 TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
     const std::string head = R"({"version":1,"trackIndexToName":{},"trackIndexToChannel":{},)"
                              R"("trackIndexToEventType":{},"trackIndexToNote":{},)";
