@@ -1,33 +1,45 @@
-# Thin wrapper over CMake presets. `make test` and `make demo` install what is missing first.
-PRESET ?= $(if $(CI),ci,default)
+# Thin wrapper over CMake presets. `make test` and `make demo` install what is missing first;
+# `make build` only configures and builds.
+PRESET ?= default
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: deps configure build test test-asan bench demo format clean
+.PHONY: deps configure build test test-asan test-tsan bench demo format format-check clean
 
 deps:
 	@bash scripts/install-deps.sh
 
-configure: deps
+configure:
 	@cmake --preset $(PRESET) >/dev/null
 
 build: configure
 	@cmake --build $(BUILD_DIR) -j$(JOBS)
 
-test: build
+test: deps
+	@$(MAKE) --no-print-directory build
 	@bash scripts/run-tests.sh $(BUILD_DIR) $(JOBS)
 
 test-asan:
-	@$(MAKE) test PRESET=asan
+	@$(MAKE) --no-print-directory test PRESET=asan
+
+# The threaded tests only, under ThreadSanitizer.
+test-tsan: deps
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan -j$(JOBS)
+	@ctest --preset tsan -j$(JOBS)
 
 bench: build
 	@bash scripts/run-benchmarks.sh $(BUILD_DIR)
 
-demo: build
+demo: deps
+	@$(MAKE) --no-print-directory build
 	@$(BUILD_DIR)/apps/tessiva-focus/tessiva-focus demo
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+format-check:
+	@bash scripts/check-format.sh
 
 clean:
 	@rm -rf build

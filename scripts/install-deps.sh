@@ -5,17 +5,19 @@ set -euo pipefail
 
 debian_packages=(
   build-essential cmake ninja-build pkg-config clang-format
-  libasio-dev nlohmann-json3-dev libfmt-dev libcli11-dev libutf8proc-dev
+  libasio-dev nlohmann-json3-dev libsimdjson-dev libfmt-dev libcli11-dev libutf8proc-dev
   librtmidi-dev libjack-jackd2-dev libasound2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libavahi-compat-libdnssd-dev
+  # CI and fuzzing: the ThreadSanitizer and libFuzzer builds use clang.
+  clang
   # Test-only: real MIDI ports without sound hardware, and a real mDNS responder.
   jackd2 avahi-daemon avahi-utils dbus iproute2
   # Bench-only: the OSC libraries the codec is measured against.
   liboscpack-dev liblo-dev
 )
 
-brew_formulae=(cmake ninja pkg-config asio nlohmann-json fmt cli11 utf8proc rtmidi googletest google-benchmark liblo)
+brew_formulae=(cmake ninja pkg-config asio nlohmann-json simdjson fmt cli11 utf8proc rtmidi googletest google-benchmark liblo)
 
 install_debian() {
   local missing=()

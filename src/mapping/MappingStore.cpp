@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "mapping/DebugLogStore.h"
+#include "runtime/AtomicFile.h"
 #include "runtime/Clock.h"
 #include "runtime/Console.h"
 #include "runtime/UUID.h"
@@ -48,6 +49,11 @@ ProfileReadOutcome MappingStore::open(const fs::path& folder, const std::string&
         deps_.log.log("Mappings folder unavailable",
                       fmt::format("Could not create the mappings folder at {}. Error: {}",
                                   folder.string(), ec.message()));
+    }
+    // Saves cut short by a crash or a kill leave hidden temporary files; nothing else removes them.
+    if (const int removed = removeInterruptedSaveLeftovers(folder); removed > 0) {
+        deps_.console.line(fmt::format(
+            "[MappingStore] Removed {} temporary file(s) left by interrupted saves", removed));
     }
     const ProfileFileChoice choice = MappingProfileFile::choose(folder, fileName);
     fileURL_ = choice.target;

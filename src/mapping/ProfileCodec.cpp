@@ -4,11 +4,12 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <limits>
 
-#include "mapping/JsonPullReader.h"
+#include "runtime/Json.h"
 #include "runtime/Text.h"
 #include "runtime/UUID.h"
 
@@ -18,64 +19,6 @@ namespace {
 
 // ---- encoding -------------------------------------------------------------------------------
 
-void appendString(std::string& out, std::string_view value) {
-    out.push_back('"');
-    std::size_t offset = 0;
-    while (offset < value.size()) {
-        // Plain ASCII runs go in one append; most names are nothing else.
-        std::size_t run = offset;
-        while (run < value.size()) {
-            const auto byte = static_cast<unsigned char>(value[run]);
-            if (byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\')
-                break;
-            ++run;
-        }
-        out.append(value.substr(offset, run - offset));
-        offset = run;
-        if (offset >= value.size())
-            break;
-        const auto byte = static_cast<unsigned char>(value[offset]);
-        if (byte < 0x80) {
-            switch (byte) {
-                case '"':
-                    out += "\\\"";
-                    break;
-                case '\\':
-                    out += "\\\\";
-                    break;
-                case '\n':
-                    out += "\\n";
-                    break;
-                case '\r':
-                    out += "\\r";
-                    break;
-                case '\t':
-                    out += "\\t";
-                    break;
-                case '\b':
-                    out += "\\b";
-                    break;
-                case '\f':
-                    out += "\\f";
-                    break;
-                default:
-                    out += fmt::format("\\u{:04x}", byte);
-            }
-            ++offset;
-            continue;
-        }
-        std::int32_t codePoint = 0;
-        const std::size_t length = text::decodeCodePoint(value, offset, codePoint);
-        if (codePoint < 0) {
-            out += "\\ufffd";
-        } else {
-            out.append(value.substr(offset, length));
-        }
-        offset += length;
-    }
-    out.push_back('"');
-}
-
 void appendInt(std::string& out, long long value) {
     char buffer[24];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
@@ -83,13 +26,14 @@ void appendInt(std::string& out, long long value) {
 }
 
 void appendKey(std::string& out, std::string_view key) {
-    appendString(out, key);
+    appendJsonString(out, key);
     out.push_back(':');
 }
 
 void appendNumber(std::string& out, double value) {
-    // JSON has no NaN or infinity; a non-finite date is written as the reference date.
-    fmt::format_to(std::back_inserter(out), "{}", std::isfinite(value) ? value : 0.0);
+    // JSON has no NaN or infinity; a non-finite date is written as the reference date. Minus zero
+    // is written as 0: "-0" would read back as the integer 0 and the next save would differ.
+    fmt::format_to(std::back_inserter(out), "{}", std::isfinite(value) && value != 0 ? value : 0.0);
 }
 
 template <typename Value, typename Write>
@@ -116,26 +60,26 @@ void appendOptionalField(std::string& out, std::string_view key,
         return;
     out.push_back(',');
     appendKey(out, key);
-    appendString(out, *value);
+    appendJsonString(out, *value);
 }
 
 void appendMapping(std::string& out, const OSCBankFocusMapping& m) {
     out.push_back('{');
     appendKey(out, "id");
-    appendString(out, m.id);
+    appendJsonString(out, m.id);
     out.push_back(',');
     appendKey(out, "trackIndex");
     appendInt(out, m.trackIndex);
     out.push_back(',');
     appendKey(out, "trackName");
-    appendString(out, m.trackName);
+    appendJsonString(out, m.trackName);
     appendOptionalField(out, "trackIdentity", m.trackIdentity);
     out.push_back(',');
     appendKey(out, "bankUUID");
-    appendString(out, m.bankUUID);
+    appendJsonString(out, m.bankUUID);
     out.push_back(',');
     appendKey(out, "bankName");
-    appendString(out, m.bankName);
+    appendJsonString(out, m.bankName);
     appendOptionalField(out, "groupUUID", m.groupUUID);
     appendOptionalField(out, "groupName", m.groupName);
     appendOptionalField(out, "sectionName", m.sectionName);
@@ -165,205 +109,201 @@ struct KeyPath {
     }
 };
 
-std::optional<int> parseRow(std::string_view key) {
-    int row = 0;
-    if (key.empty() || key.front() == '+' || (key.size() > 1 && key.front() == '0')) {
-        return std::nullopt;
+using Element = simdjson::dom::element;
+using Type = simdjson::dom::element_type;
+
+// Hand-edited profiles are a few megabytes at most; anything far larger is not a profile. A
+// profile nests three levels; the margin keeps hand-written extras readable.
+constexpr JsonLimits kProfileLimits{.maxBytes = 64u * 1024 * 1024, .maxDepth = 64};
+
+const char* kindName(Element value) {
+    switch (value.type()) {
+        case Type::OBJECT:
+            return "object";
+        case Type::ARRAY:
+            return "array";
+        case Type::STRING:
+            return "string";
+        case Type::INT64:
+        case Type::UINT64:
+        case Type::DOUBLE:
+            return "number";
+        case Type::BOOL:
+            return "boolean";
+        case Type::NULL_VALUE:
+            return "null";
     }
-    const auto [end, ec] = std::from_chars(key.data(), key.data() + key.size(), row);
-    if (ec != std::errc() || end != key.data() + key.size() || row < 0)
-        return std::nullopt;
-    return row;
+    return "unknown";
 }
 
-// Decodes straight from the reader into the snapshot. Syntax errors come from the reader with a
-// byte offset; a value of the wrong shape stops decoding with its key path.
+std::optional<int> parseRow(std::string_view key) {
+    if (key.empty() || key.size() > 10 || (key.size() > 1 && key.front() == '0'))
+        return std::nullopt;
+    long long row = 0;
+    for (const char c : key) {
+        if (c < '0' || c > '9')
+            return std::nullopt;
+        row = row * 10 + (c - '0');
+    }
+    if (row > std::numeric_limits<int>::max())
+        return std::nullopt;
+    return static_cast<int>(row);
+}
+
+// Decodes a parsed document into the snapshot; a value of the wrong shape stops decoding with its
+// key path.
 class Decoder {
   public:
-    explicit Decoder(std::string_view json) : reader_(json) {}
-
-    ProfileDecodeResult run() {
-        ProfileDecodeResult result;
+    std::optional<MappingProfileSnapshot> run(Element root) {
         MappingProfileSnapshot snapshot;
-        if (readSnapshot(snapshot) && reader_.finish()) {
-            result.snapshot = std::move(snapshot);
-        } else if (reader_.failed()) {
-            result.error.byteOffset = reader_.errorOffset();
-            result.error.reason = reader_.errorReason();
-        } else {
-            result.error.key = std::move(faultKey_);
-            result.error.reason = std::move(faultReason_);
-        }
-        return result;
+        if (!readSnapshot(root, snapshot))
+            return std::nullopt;
+        return snapshot;
     }
 
-  private:
-    using Kind = JsonPullReader::Kind;
+    ProfileDecodeError error;
 
+  private:
     bool fault(const KeyPath& path, std::string reason) {
-        if (!faulted_) {
-            faulted_ = true;
-            faultKey_ = path.str();
-            faultReason_ = std::move(reason);
-        }
+        error.key = path.str();
+        error.reason = std::move(reason);
         return false;
     }
 
-    // Malformed input wins over a type complaint: let the reader report the byte.
-    bool wrongKind(const KeyPath& path, const char* expected, Kind found) {
-        if (found == Kind::invalid || found == Kind::end)
-            return reader_.skipValue();
-        return fault(
-            path, fmt::format("expected {}, found {}", expected, JsonPullReader::kindName(found)));
+    bool wrongKind(const KeyPath& path, const char* expected, Element found) {
+        return fault(path, fmt::format("expected {}, found {}", expected, kindName(found)));
     }
 
-    bool readInt(const KeyPath& path, int& out) {
-        const Kind kind = reader_.peek();
-        if (kind != Kind::number)
-            return wrongKind(path, "an integer", kind);
-        JsonPullReader::Number n;
-        if (!reader_.readNumber(n))
-            return false;
+    bool readInt(const KeyPath& path, Element value, int& out) {
         constexpr auto lo = std::numeric_limits<int>::min();
         constexpr auto hi = std::numeric_limits<int>::max();
-        if (n.isInteger) {
-            if (!n.fitsInt64 || n.integer < lo || n.integer > hi) {
-                return fault(path, fmt::format("integer out of range: {}", n.text));
+        switch (value.type()) {
+            case Type::INT64: {
+                const std::int64_t integer = value.get_int64().value_unsafe();
+                if (integer < lo || integer > hi)
+                    return fault(path, fmt::format("integer out of range: {}", integer));
+                out = static_cast<int>(integer);
+                return true;
             }
-            out = static_cast<int>(n.integer);
-            return true;
+            case Type::UINT64:  // only values past the int64 range are typed so
+                return fault(path, fmt::format("integer out of range: {}",
+                                               value.get_uint64().value_unsafe()));
+            case Type::DOUBLE: {
+                // Hand-written files may say 10.0 for 10.
+                const double number = value.get_double().value_unsafe();
+                if (std::trunc(number) == number && number >= lo && number <= hi) {
+                    out = static_cast<int>(number);
+                    return true;
+                }
+                return fault(path, fmt::format("expected an integer, found {}", number));
+            }
+            default:
+                return wrongKind(path, "an integer", value);
         }
-        // Hand-written files may say 10.0 for 10.
-        if (n.finite && std::trunc(n.value) == n.value && n.value >= lo && n.value <= hi) {
-            out = static_cast<int>(n.value);
-            return true;
-        }
-        return fault(path, fmt::format("expected an integer, found {}", n.text));
     }
 
-    bool readDate(const KeyPath& path, Date& out) {
-        const Kind kind = reader_.peek();
-        if (kind != Kind::number)
-            return wrongKind(path, "a date (seconds since 2001)", kind);
-        JsonPullReader::Number n;
-        if (!reader_.readNumber(n))
-            return false;
-        if (!n.finite)
-            return fault(path, fmt::format("date out of range: {}", n.text));
-        out = n.value;
+    bool readDate(const KeyPath& path, Element value, Date& out) {
+        // The reader refuses numbers past a double, so every number is a finite date.
+        if (!value.is_number())
+            return wrongKind(path, "a date (seconds since 2001)", value);
+        out = value.get_double().value_unsafe();
         return true;
     }
 
-    bool readString(const KeyPath& path, std::string& out) {
-        const Kind kind = reader_.peek();
-        if (kind != Kind::string)
-            return wrongKind(path, "a string", kind);
-        return reader_.readString(out);
+    bool readString(const KeyPath& path, Element value, std::string& out) {
+        if (!value.is_string())
+            return wrongKind(path, "a string", value);
+        out = value.get_string().value_unsafe();
+        return true;
     }
 
-    bool readOptionalString(const KeyPath& path, std::optional<std::string>& out) {
-        if (reader_.peek() == Kind::null) {
+    bool readOptionalString(const KeyPath& path, Element value, std::optional<std::string>& out) {
+        if (value.is_null()) {
             out.reset();
-            return reader_.readNull();
+            return true;
         }
-        std::string value;
-        if (!readString(path, value))
+        std::string text;
+        if (!readString(path, value, text))
             return false;
-        out = std::move(value);
+        out = std::move(text);
         return true;
     }
 
-    bool readEventType(const KeyPath& path, MappingEventType& out) {
-        const Kind kind = reader_.peek();
-        if (kind != Kind::string)
-            return wrongKind(path, "\"programChange\" or \"note\"", kind);
-        if (!reader_.readString(scratch_))
-            return false;
-        const auto type = mappingEventTypeFromRaw(scratch_);
+    bool readEventType(const KeyPath& path, Element value, MappingEventType& out) {
+        if (!value.is_string())
+            return wrongKind(path, "\"programChange\" or \"note\"", value);
+        const std::string raw(value.get_string().value_unsafe());
+        const auto type = mappingEventTypeFromRaw(raw);
         if (!type)
-            return fault(path, fmt::format("unknown event type \"{}\"", scratch_));
+            return fault(path, fmt::format("unknown event type \"{}\"", raw));
         out = *type;
         return true;
     }
 
     template <typename Value, typename ReadValue>
-    bool readRows(std::string_view key, RowKeyed<Value>& out, ReadValue&& readValue) {
-        const Kind kind = reader_.peek();
-        if (kind != Kind::object)
-            return wrongKind({key}, "an object keyed by row", kind);
-        if (!reader_.beginObject())
-            return false;
-        std::string rowKey;
-        while (reader_.nextMember(rowKey)) {
+    bool readRows(std::string_view key, Element object, RowKeyed<Value>& out,
+                  ReadValue&& readValue) {
+        if (!object.is_object())
+            return wrongKind({key}, "an object keyed by row", object);
+        const simdjson::dom::object rows = object.get_object().value_unsafe();
+        for (const auto [rowKey, json] : rows) {
             const auto row = parseRow(rowKey);
             const KeyPath path{key, rowKey};
             if (!row)
                 return fault(path, "row key is not a non-negative decimal integer");
             Value value{};
-            if (!(this->*readValue)(path, value))
+            if (!(this->*readValue)(path, json, value))
                 return false;
-            // Rows arrive in ascending order in files this program wrote.
-            if (out.empty() || out.rbegin()->first < *row) {
-                out.emplace_hint(out.end(), *row, std::move(value));
-            } else {
-                out.insert_or_assign(*row, std::move(value));
-            }
+            out.insert_or_assign(*row, std::move(value));
         }
-        return !reader_.failed();
+        return true;
     }
 
-    bool readMapping(const KeyPath& path, OSCBankFocusMapping& m) {
-        const Kind kind = reader_.peek();
-        if (kind != Kind::object)
-            return wrongKind(path, "an object", kind);
-        if (!reader_.beginObject())
-            return false;
+    bool readMapping(const KeyPath& path, Element object, OSCBankFocusMapping& m) {
+        if (!object.is_object())
+            return wrongKind(path, "an object", object);
         enum Seen { id, trackIndex, trackName, bankUUID, bankName, updatedAt, count };
         bool seen[count] = {};
-        std::string key;
-        while (reader_.nextMember(key)) {
+        const simdjson::dom::object fields = object.get_object().value_unsafe();
+        for (const auto [key, value] : fields) {
             const KeyPath at{path.a, path.b, key};
             bool ok = true;
             if (key == "id") {
-                ok = readString(at, m.id);
+                ok = readString(at, value, m.id);
                 if (ok && !isUUIDString(m.id))
                     ok = fault(at, "not a UUID: " + m.id);
                 seen[id] = true;
             } else if (key == "trackIndex") {
-                ok = readInt(at, m.trackIndex);
+                ok = readInt(at, value, m.trackIndex);
                 seen[trackIndex] = true;
             } else if (key == "trackName") {
-                ok = readString(at, m.trackName);
+                ok = readString(at, value, m.trackName);
                 seen[trackName] = true;
             } else if (key == "trackIdentity") {
-                ok = readOptionalString(at, m.trackIdentity);
+                ok = readOptionalString(at, value, m.trackIdentity);
             } else if (key == "bankUUID") {
-                ok = readString(at, m.bankUUID);
+                ok = readString(at, value, m.bankUUID);
                 seen[bankUUID] = true;
             } else if (key == "bankName") {
-                ok = readString(at, m.bankName);
+                ok = readString(at, value, m.bankName);
                 seen[bankName] = true;
             } else if (key == "groupUUID") {
-                ok = readOptionalString(at, m.groupUUID);
+                ok = readOptionalString(at, value, m.groupUUID);
             } else if (key == "groupName") {
-                ok = readOptionalString(at, m.groupName);
+                ok = readOptionalString(at, value, m.groupName);
             } else if (key == "sectionName") {
-                ok = readOptionalString(at, m.sectionName);
+                ok = readOptionalString(at, value, m.sectionName);
             } else if (key == "workspaceUUID") {
-                ok = readOptionalString(at, m.workspaceUUID);
+                ok = readOptionalString(at, value, m.workspaceUUID);
             } else if (key == "workspaceName") {
-                ok = readOptionalString(at, m.workspaceName);
+                ok = readOptionalString(at, value, m.workspaceName);
             } else if (key == "updatedAt") {
-                ok = readDate(at, m.updatedAt);
+                ok = readDate(at, value, m.updatedAt);
                 seen[updatedAt] = true;
-            } else {
-                ok = reader_.skipValue();
             }
             if (!ok)
                 return false;
         }
-        if (reader_.failed())
-            return false;
         static constexpr const char* names[count] = {"id",       "trackIndex", "trackName",
                                                      "bankUUID", "bankName",   "updatedAt"};
         for (int i = 0; i < count; ++i) {
@@ -373,60 +313,52 @@ class Decoder {
         return true;
     }
 
-    bool readSnapshot(MappingProfileSnapshot& s) {
-        const Kind kind = reader_.peek();
-        if (kind == Kind::invalid || kind == Kind::end)
-            return reader_.skipValue();
-        if (kind != Kind::object) {
-            return fault({}, fmt::format("the profile is not a JSON object but {}",
-                                         JsonPullReader::kindName(kind)));
+    bool readSnapshot(Element root, MappingProfileSnapshot& s) {
+        if (!root.is_object()) {
+            return fault({},
+                         fmt::format("the profile is not a JSON object but {}", kindName(root)));
         }
-        if (!reader_.beginObject())
-            return false;
         enum Seen { version, pc, name, channel, eventType, note, count };
         bool seen[count] = {};
-        std::string key;
-        while (reader_.nextMember(key)) {
+        const simdjson::dom::object fields = root.get_object().value_unsafe();
+        for (const auto [key, value] : fields) {
             bool ok = true;
             if (key == "version") {
-                ok = readInt({"version"}, s.version);
+                ok = readInt({"version"}, value, s.version);
                 seen[version] = true;
             } else if (key == "trackIndexToPC") {
-                ok = readRows("trackIndexToPC", s.trackIndexToPC, &Decoder::readInt);
+                ok = readRows("trackIndexToPC", value, s.trackIndexToPC, &Decoder::readInt);
                 seen[pc] = true;
             } else if (key == "trackIndexToName") {
-                ok = readRows("trackIndexToName", s.trackIndexToName, &Decoder::readString);
+                ok = readRows("trackIndexToName", value, s.trackIndexToName, &Decoder::readString);
                 seen[name] = true;
             } else if (key == "trackIndexToChannel") {
-                ok = readRows("trackIndexToChannel", s.trackIndexToChannel, &Decoder::readInt);
+                ok = readRows("trackIndexToChannel", value, s.trackIndexToChannel,
+                              &Decoder::readInt);
                 seen[channel] = true;
             } else if (key == "trackIndexToEventType") {
-                ok = readRows("trackIndexToEventType", s.trackIndexToEventType,
+                ok = readRows("trackIndexToEventType", value, s.trackIndexToEventType,
                               &Decoder::readEventType);
                 seen[eventType] = true;
             } else if (key == "trackIndexToNote") {
-                ok = readRows("trackIndexToNote", s.trackIndexToNote, &Decoder::readInt);
+                ok = readRows("trackIndexToNote", value, s.trackIndexToNote, &Decoder::readInt);
                 seen[note] = true;
-            } else if (reader_.peek() == Kind::null &&
+            } else if (value.is_null() &&
                        (key == "oscTrackIdentityByIndex" || key == "oscInsertedTrackSerial" ||
                         key == "oscBankFocusMappingsByTrackIndex")) {
-                ok = reader_.readNull();  // an explicit null reads like an absent key
+                // An explicit null reads like an absent key.
             } else if (key == "oscTrackIdentityByIndex") {
-                ok = readRows("oscTrackIdentityByIndex", s.oscTrackIdentityByIndex,
+                ok = readRows("oscTrackIdentityByIndex", value, s.oscTrackIdentityByIndex,
                               &Decoder::readString);
             } else if (key == "oscInsertedTrackSerial") {
-                ok = readInt({"oscInsertedTrackSerial"}, s.oscInsertedTrackSerial);
+                ok = readInt({"oscInsertedTrackSerial"}, value, s.oscInsertedTrackSerial);
             } else if (key == "oscBankFocusMappingsByTrackIndex") {
-                ok = readRows("oscBankFocusMappingsByTrackIndex",
+                ok = readRows("oscBankFocusMappingsByTrackIndex", value,
                               s.oscBankFocusMappingsByTrackIndex, &Decoder::readMapping);
-            } else {
-                ok = reader_.skipValue();
             }
             if (!ok)
                 return false;
         }
-        if (reader_.failed())
-            return false;
         static constexpr const char* names[count] = {"version",
                                                      "trackIndexToPC",
                                                      "trackIndexToName",
@@ -439,12 +371,6 @@ class Decoder {
         }
         return true;
     }
-
-    JsonPullReader reader_;
-    bool faulted_ = false;
-    std::string faultKey_;
-    std::string faultReason_;
-    std::string scratch_;
 };
 
 }  // namespace
@@ -464,7 +390,7 @@ std::string ProfileCodec::encode(const MappingProfileSnapshot& s) {
     const auto writeInt = [](std::string& o, int v) {
         fmt::format_to(std::back_inserter(o), "{}", v);
     };
-    const auto writeString = [](std::string& o, const std::string& v) { appendString(o, v); };
+    const auto writeString = [](std::string& o, const std::string& v) { appendJsonString(o, v); };
     out.push_back('{');
     appendKey(out, "version");
     writeInt(out, s.version);
@@ -476,7 +402,7 @@ std::string ProfileCodec::encode(const MappingProfileSnapshot& s) {
     appendRowObject(out, "trackIndexToChannel", s.trackIndexToChannel, writeInt);
     out.push_back(',');
     appendRowObject(out, "trackIndexToEventType", s.trackIndexToEventType,
-                    [](std::string& o, MappingEventType v) { appendString(o, rawValue(v)); });
+                    [](std::string& o, MappingEventType v) { appendJsonString(o, rawValue(v)); });
     out.push_back(',');
     appendRowObject(out, "trackIndexToNote", s.trackIndexToNote, writeInt);
     out.push_back(',');
@@ -492,7 +418,19 @@ std::string ProfileCodec::encode(const MappingProfileSnapshot& s) {
 }
 
 ProfileDecodeResult ProfileCodec::decode(std::string_view json) {
-    return Decoder(json).run();
+    ProfileDecodeResult result;
+    StrictJsonReader reader(kProfileLimits);
+    Element root;
+    if (auto failure = reader.parse(json, root)) {
+        result.error.byteOffset = failure->byteOffset;
+        result.error.reason = std::move(failure->reason);
+        return result;
+    }
+    Decoder decoder;
+    result.snapshot = decoder.run(root);
+    if (!result.snapshot)
+        result.error = std::move(decoder.error);
+    return result;
 }
 
 }  // namespace tessiva

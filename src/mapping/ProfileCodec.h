@@ -31,7 +31,9 @@ struct ProfileDecodeResult {
 // The profile file's JSON form, both ways, with no I/O. Output is compact, keys in field order,
 // rows ascending as decimal strings, dates as seconds since 1 January 2001. Decoding ignores
 // unknown keys, fills the three optional keys with their defaults and names the first key at
-// fault. Malformed UTF-8 in names is written as U+FFFD so the file always reads back.
+// fault. Reading is strict: malformed JSON, malformed UTF-8, nesting past 64 levels and files
+// past 64 MB are refused with the byte offset. Malformed UTF-8 held in memory is written as
+// U+FFFD, so whatever is written reads back, and what was read writes back byte for byte.
 class ProfileCodec {
   public:
     static std::string encode(const MappingProfileSnapshot& snapshot);

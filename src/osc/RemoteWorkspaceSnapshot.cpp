@@ -1,12 +1,19 @@
 #include "osc/RemoteWorkspaceSnapshot.h"
 
-#include <nlohmann/json.hpp>
+#include <fmt/format.h>
+
+#include <cstdint>
+
+#include "runtime/Json.h"
 
 namespace tessiva {
 
 namespace {
 
-using Json = nlohmann::json;
+using Element = simdjson::dom::element;
+
+// A snapshot of a few hundred banks is well under a megabyte and nests five levels.
+constexpr JsonLimits kSnapshotLimits{.maxBytes = 16u * 1024 * 1024, .maxDepth = 64};
 
 // Decoding failures carry the path of the offending value so a bad payload from the iPad can be
 // diagnosed from the event log alone.
@@ -18,42 +25,41 @@ struct DecodeError {
     throw DecodeError{path + ": " + what};
 }
 
-const Json& required(const Json& object, const char* key, const std::string& path) {
-    auto found = object.find(key);
-    if (found == object.end() || found->is_null()) {
+std::optional<Element> optional(Element object, const char* key) {
+    const simdjson::dom::object fields = object.get_object().value_unsafe();
+    Element found;
+    if (fields.at_key(key).get(found) || found.is_null())
+        return std::nullopt;
+    return found;
+}
+
+Element required(Element object, const char* key, const std::string& path) {
+    const auto found = optional(object, key);
+    if (!found)
         fail(path, std::string("missing key \"") + key + "\"");
-    }
     return *found;
 }
 
-const Json* optional(const Json& object, const char* key) {
-    auto found = object.find(key);
-    if (found == object.end() || found->is_null())
-        return nullptr;
-    return &*found;
-}
-
-std::string text(const Json& value, const std::string& path) {
+std::string text(Element value, const std::string& path) {
     if (!value.is_string())
         fail(path, "expected a string");
-    return value.get<std::string>();
+    return std::string(value.get_string().value_unsafe());
 }
 
-std::optional<std::string> optionalText(const Json& object, const char* key,
-                                        const std::string& path) {
-    const Json* value = optional(object, key);
+std::optional<std::string> optionalText(Element object, const char* key, const std::string& path) {
+    const auto value = optional(object, key);
     if (!value)
         return std::nullopt;
     return text(*value, path + "." + key);
 }
 
-const Json& array(const Json& value, const std::string& path) {
+simdjson::dom::array array(Element value, const std::string& path) {
     if (!value.is_array())
         fail(path, "expected an array");
-    return value;
+    return value.get_array().value_unsafe();
 }
 
-RemoteWorkspaceBank decodeBank(const Json& value, const std::string& path) {
+RemoteWorkspaceBank decodeBank(Element value, const std::string& path) {
     if (!value.is_object())
         fail(path, "expected an object");
     RemoteWorkspaceBank bank;
@@ -62,33 +68,42 @@ RemoteWorkspaceBank decodeBank(const Json& value, const std::string& path) {
     bank.groupUUID = optionalText(value, "groupUUID", path);
     bank.groupName = optionalText(value, "groupName", path);
     bank.sectionName = text(required(value, "sectionName", path), path + ".sectionName");
-    const Json& count = required(value, "articulationCount", path);
-    if (!count.is_number_integer())
+    // Counts past the signed range are typed unsigned; they would read back negative.
+    const Element count = required(value, "articulationCount", path);
+    if (count.type() != simdjson::dom::element_type::INT64)
         fail(path + ".articulationCount", "expected an integer");
-    bank.articulationCount = count.get<std::int64_t>();
+    bank.articulationCount = count.get_int64().value_unsafe();
     const std::string namesPath = path + ".articulationNames";
-    const Json& names = array(required(value, "articulationNames", path), namesPath);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        bank.articulationNames.push_back(text(names[i], namesPath + "[" + std::to_string(i) + "]"));
+    std::size_t index = 0;
+    for (const Element name : array(required(value, "articulationNames", path), namesPath)) {
+        bank.articulationNames.push_back(
+            text(name, namesPath + "[" + std::to_string(index++) + "]"));
     }
-    if (const Json* pinned = optional(value, "isPinned")) {
-        if (!pinned->is_boolean())
+    if (const auto pinned = optional(value, "isPinned")) {
+        if (!pinned->is_bool())
             fail(path + ".isPinned", "expected a Boolean");
-        bank.isPinned = pinned->get<bool>();
+        bank.isPinned = pinned->get_bool().value_unsafe();
     }
     return bank;
 }
 
-RemoteWorkspaceSection decodeSection(const Json& value, const std::string& path) {
+RemoteWorkspaceSection decodeSection(Element value, const std::string& path) {
     if (!value.is_object())
         fail(path, "expected an object");
     RemoteWorkspaceSection section;
     section.name = text(required(value, "name", path), path + ".name");
-    const Json& banks = array(required(value, "banks", path), path + ".banks");
-    for (std::size_t i = 0; i < banks.size(); ++i) {
-        section.banks.push_back(decodeBank(banks[i], path + ".banks[" + std::to_string(i) + "]"));
+    std::size_t index = 0;
+    for (const Element bank : array(required(value, "banks", path), path + ".banks")) {
+        section.banks.push_back(decodeBank(bank, path + ".banks[" + std::to_string(index++) + "]"));
     }
     return section;
+}
+
+void appendField(std::string& out, std::string_view key, std::string_view value) {
+    appendJsonString(out, key);
+    out.push_back(':');
+    appendJsonString(out, value);
+    out.push_back(',');
 }
 
 }  // namespace
@@ -101,19 +116,23 @@ std::size_t RemoteWorkspaceSnapshot::bankCount() const {
 }
 
 RemoteWorkspaceSnapshotDecoding decodeRemoteWorkspaceSnapshot(std::string_view json) {
-    Json root = Json::parse(json, nullptr, /*allow_exceptions=*/false);
-    if (root.is_discarded())
-        return std::string("The data is not valid JSON.");
+    StrictJsonReader reader(kSnapshotLimits);
+    Element root;
+    if (const auto failure = reader.parse(json, root)) {
+        return fmt::format("The data is not valid JSON at byte offset {}: {}", failure->byteOffset,
+                           failure->reason);
+    }
     try {
         if (!root.is_object())
             fail("snapshot", "expected an object");
         RemoteWorkspaceSnapshot snapshot;
         snapshot.workspaceUUID = optionalText(root, "workspaceUUID", "snapshot");
         snapshot.workspaceName = optionalText(root, "workspaceName", "snapshot");
-        const Json& sections = array(required(root, "sections", "snapshot"), "snapshot.sections");
-        for (std::size_t i = 0; i < sections.size(); ++i) {
+        std::size_t index = 0;
+        for (const Element section :
+             array(required(root, "sections", "snapshot"), "snapshot.sections")) {
             snapshot.sections.push_back(
-                decodeSection(sections[i], "sections[" + std::to_string(i) + "]"));
+                decodeSection(section, "sections[" + std::to_string(index++) + "]"));
         }
         return snapshot;
     } catch (const DecodeError& error) {
@@ -122,32 +141,44 @@ RemoteWorkspaceSnapshotDecoding decodeRemoteWorkspaceSnapshot(std::string_view j
 }
 
 std::string encodeRemoteWorkspaceSnapshot(const RemoteWorkspaceSnapshot& snapshot) {
-    Json root = Json::object();
+    std::string out = "{";
     if (snapshot.workspaceUUID)
-        root["workspaceUUID"] = *snapshot.workspaceUUID;
+        appendField(out, "workspaceUUID", *snapshot.workspaceUUID);
     if (snapshot.workspaceName)
-        root["workspaceName"] = *snapshot.workspaceName;
-    Json sections = Json::array();
+        appendField(out, "workspaceName", *snapshot.workspaceName);
+    out += "\"sections\":[";
     for (const auto& section : snapshot.sections) {
-        Json banks = Json::array();
+        if (out.back() != '[')
+            out.push_back(',');
+        out.push_back('{');
+        appendField(out, "name", section.name);
+        out += "\"banks\":[";
         for (const auto& bank : section.banks) {
-            Json entry = {{"uuid", bank.uuid},
-                          {"name", bank.name},
-                          {"sectionName", bank.sectionName},
-                          {"articulationCount", bank.articulationCount},
-                          {"articulationNames", bank.articulationNames}};
+            if (out.back() != '[')
+                out.push_back(',');
+            out.push_back('{');
+            appendField(out, "uuid", bank.uuid);
+            appendField(out, "name", bank.name);
             if (bank.groupUUID)
-                entry["groupUUID"] = *bank.groupUUID;
+                appendField(out, "groupUUID", *bank.groupUUID);
             if (bank.groupName)
-                entry["groupName"] = *bank.groupName;
+                appendField(out, "groupName", *bank.groupName);
+            appendField(out, "sectionName", bank.sectionName);
             if (bank.isPinned)
-                entry["isPinned"] = *bank.isPinned;
-            banks.push_back(std::move(entry));
+                out += *bank.isPinned ? "\"isPinned\":true," : "\"isPinned\":false,";
+            out += fmt::format("\"articulationCount\":{},\"articulationNames\":[",
+                               bank.articulationCount);
+            for (const auto& name : bank.articulationNames) {
+                if (out.back() != '[')
+                    out.push_back(',');
+                appendJsonString(out, name);
+            }
+            out += "]}";
         }
-        sections.push_back({{"name", section.name}, {"banks", std::move(banks)}});
+        out += "]}";
     }
-    root["sections"] = std::move(sections);
-    return root.dump();
+    out += "]}";
+    return out;
 }
 
 }  // namespace tessiva

@@ -27,7 +27,49 @@ int flushToDisk(int fd) {
     return ::fsync(fd);
 }
 
+// ".<target name>.<8 hex digits>.tmp", the name writeFileAtomically gives its temporary file.
+bool isInterruptedSaveName(std::string_view name) {
+    constexpr std::string_view suffix = ".tmp";
+    constexpr std::size_t hexDigits = 8;
+    // A dot, at least one character of the target name, a dot, the digits, the suffix.
+    if (name.size() < 3 + hexDigits + suffix.size() || name.front() != '.' ||
+        name.substr(name.size() - suffix.size()) != suffix)
+        return false;
+    const std::size_t digits = name.size() - suffix.size() - hexDigits;
+    if (name[digits - 1] != '.')
+        return false;
+    for (std::size_t i = digits; i < digits + hexDigits; ++i) {
+        const char c = name[i];
+        if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f')))
+            return false;
+    }
+    return true;
+}
+
 }  // namespace
+
+int removeInterruptedSaveLeftovers(const std::filesystem::path& folder,
+                                   std::chrono::seconds minimumAge) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    fs::directory_iterator it(folder, ec);
+    if (ec)
+        return 0;
+    const auto now = fs::file_time_type::clock::now();
+    int removed = 0;
+    for (const fs::directory_entry& entry : it) {
+        if (!isInterruptedSaveName(entry.path().filename().string()))
+            continue;
+        if (!entry.is_regular_file(ec) || entry.is_symlink(ec))
+            continue;
+        const auto modified = entry.last_write_time(ec);
+        if (ec || now - modified < minimumAge)
+            continue;
+        if (fs::remove(entry.path(), ec))
+            ++removed;
+    }
+    return removed;
+}
 
 Status writeFileAtomically(const std::filesystem::path& target, std::string_view contents) {
     const std::filesystem::path folder =

@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -265,6 +266,17 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         EXPECT_TRUE(fs::exists(aside[0]));
         EXPECT_EQ(readWholeFile(aside[0]).value(), broken);
     }
+}
+
+TEST(MappingStore, OpeningRemovesWhatAKilledSaveLeftBehind) {
+    TempFolder folder;
+    const fs::path leftover = folder / ".Tessiva Focus Mappings.json.0A1B2C3D.tmp";
+    ASSERT_TRUE(writeFileAtomically(leftover, "{").ok());
+    fs::last_write_time(leftover, fs::file_time_type::clock::now() - std::chrono::minutes(2));
+    StoreHarness h;
+    h.store.open(folder.path());
+    EXPECT_FALSE(fs::exists(leftover));
+    EXPECT_TRUE(h.console.contains("Removed 1 temporary file(s) left by interrupted saves"));
 }
 
 TEST(MappingStore, AFailedSaveKeepsTheOldFile) {

@@ -121,6 +121,19 @@ TEST(ProfileCodec, OptionalKeysDefaultAndAreWrittenBack) {
     EXPECT_TRUE(ProfileCodec::decode(withNulls).ok());
 }
 
+TEST(ProfileCodec, ASecondSaveWritesTheSameBytes) {
+    MappingProfileSnapshot s;
+    OSCBankFocusMapping m;
+    m.id = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+    m.trackIndex = 1;
+    m.updatedAt = -0.0;  // "-0" would read back as the integer 0
+    s.oscBankFocusMappingsByTrackIndex[1] = m;
+    const std::string first = ProfileCodec::encode(s);
+    const auto decoded = ProfileCodec::decode(first);
+    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
+    EXPECT_EQ(ProfileCodec::encode(*decoded.snapshot), first);
+}
+
 TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
     const std::string head = R"({"version":1,"trackIndexToName":{},"trackIndexToChannel":{},)"
                              R"("trackIndexToEventType":{},"trackIndexToNote":{},)";
@@ -200,6 +213,48 @@ TEST(ProfileCodec, TextIsEscapedAndMalformedBytesStayReadable) {
     EXPECT_EQ(decoded.snapshot->trackIndexToName.at(2),
               "bad\xEF\xBF\xBD\xEF\xBF\xBD"
               "end");
+    // What was read writes back byte for byte.
+    EXPECT_EQ(ProfileCodec::encode(*decoded.snapshot), json);
+}
+
+TEST(ProfileCodec, RefusesMalformedTextDepthAndSize) {
+    const std::string head = R"({"version":1,"trackIndexToName":{"0":")";
+    struct Case {
+        const char* name;
+        std::string json;
+        std::size_t offset;
+        std::string reasonPart;
+    };
+    const Case cases[] = {
+        {"invalid byte in a name", head + "ab\xff\"}}", head.size() + 2, "UTF-8"},
+        {"overlong encoding", head + "\xc0\xaf\"}}", head.size(), "UTF-8"},
+        {"encoded surrogate", head + "\xed\xa0\x80\"}}", head.size(), "UTF-8"},
+        // Just after the string that holds it.
+        {"lone escaped surrogate", head + "\\ud800x\"}}", head.size() + 8, "string"},
+        {"too deep", "{\"x\":" + std::string(100, '[') + std::string(100, ']') + "}", 5 + 63,
+         "deeper than 64"},
+        {"number past a double", R"({"version":1e400})", 11, "number"},
+        {"too large", std::string(64u * 1024 * 1024 + 1, ' '), 64u * 1024 * 1024, "larger than"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto decoded = ProfileCodec::decode(c.json);
+        ASSERT_FALSE(decoded.ok());
+        EXPECT_EQ(decoded.error.byteOffset, std::optional<std::size_t>(c.offset))
+            << decoded.error.describe();
+        EXPECT_NE(decoded.error.describe().find(c.reasonPart), std::string::npos)
+            << decoded.error.describe();
+    }
+    // Brackets inside names do not count as nesting.
+    const std::string brackets = R"({"version":1,"trackIndexToPC":{},"trackIndexToName":{"0":")" +
+                                 std::string(100, '[') +
+                                 R"("},"trackIndexToChannel":{},"trackIndexToEventType":{},)"
+                                 R"("trackIndexToNote":{}})";
+    EXPECT_TRUE(ProfileCodec::decode(brackets).ok());
+    // A byte-order mark from a text editor is skipped; offsets still count it.
+    EXPECT_TRUE(ProfileCodec::decode("\xEF\xBB\xBF" + brackets).ok());
+    EXPECT_EQ(ProfileCodec::decode("\xEF\xBB\xBF{\"version\":1e400}").error.byteOffset,
+              std::optional<std::size_t>(14));
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <set>
+#include <vector>
 
 #include "platform/defaults/JsonFileUserDefaults.h"
 #include "runtime/AtomicFile.h"
@@ -93,6 +96,32 @@ TEST(AtomicFile, ReplacesWholeFileAndAFailedWriteKeepsTheOldOne) {
     std::string error;
     EXPECT_FALSE(readWholeFile(folder.path() / "missing.json", &error).has_value());
     EXPECT_NE(error.find("missing.json"), std::string::npos);
+}
+
+TEST(AtomicFile, RemovesOnlyOwnOldLeftoversOfInterruptedSaves) {
+    TempFolder folder;
+    const auto make = [&](const std::string& name, std::chrono::seconds age) {
+        const fs::path path = folder.path() / name;
+        std::ofstream(path) << "x";
+        fs::last_write_time(path, fs::file_time_type::clock::now() - age);
+        return path;
+    };
+    using std::chrono::seconds;
+    const fs::path oldLeftover = make(".profile.json.0A1b2C3d.tmp", seconds(120));
+    const std::vector<fs::path> kept = {
+        make(".profile.json.0A1B2C3D.tmp", seconds(10)),  // a save may still be writing it
+        make(".profile.json.0A1B2C3.tmp", seconds(120)),  // seven digits
+        make(".profile.json.0A1B2C3G.tmp", seconds(120)),
+        make("profile.json.0A1B2C3D.tmp", seconds(120)),  // not hidden
+        make(".0A1B2C3D.tmp", seconds(120)),              // no target name
+        make(".profile.json.0A1B2C3D.tmpx", seconds(120)),
+        make("profile.json", seconds(120)),
+    };
+    EXPECT_EQ(removeInterruptedSaveLeftovers(folder.path()), 1);
+    EXPECT_FALSE(fs::exists(oldLeftover));
+    for (const fs::path& path : kept)
+        EXPECT_TRUE(fs::exists(path)) << path;
+    EXPECT_EQ(removeInterruptedSaveLeftovers(folder.path() / "missing"), 0);
 }
 
 TEST(JsonFileUserDefaults, PersistsEveryTypeAndSurvivesACorruptFile) {

@@ -75,9 +75,34 @@ TEST(RemoteWorkspaceSnapshot, RefusesMissingOrMistypedRequiredValuesWithTheirPat
     EXPECT_EQ(errorOf(R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N",
         "sectionName": "S", "articulationCount": 1, "articulationNames": [], "isPinned": "yes"}]}]})"),
               "sections[0].banks[0].isPinned: expected a Boolean");
+    EXPECT_EQ(errorOf(R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N",
+        "sectionName": "S", "articulationCount": 9223372036854775808, "articulationNames": []}]}]})"),
+              "sections[0].banks[0].articulationCount: expected an integer");
     EXPECT_EQ(errorOf(R"([1, 2])"), "snapshot: expected an object");
-    EXPECT_EQ(errorOf("{\"sections\": [}"), "The data is not valid JSON.");
-    EXPECT_EQ(errorOf(""), "The data is not valid JSON.");
+}
+
+TEST(RemoteWorkspaceSnapshot, RefusesMalformedTextWithTheByteOffset) {
+    const struct {
+        std::string json;
+        std::string message;
+    } cases[] = {
+        {"{\"sections\": [}",
+         "The data is not valid JSON at byte offset 14: The JSON document has "
+         "an improper structure"},
+        {"", "The data is not valid JSON at byte offset 0: "},
+        {"{\"workspaceName\": \"a\xC3\"}",
+         "The data is not valid JSON at byte offset 20: malformed UTF-8"},
+        {"{\"sections\": [], \"x\": 1e999}",
+         "The data is not valid JSON at byte offset 22: Problem while parsing a number"},
+        {std::string(65, '[') + std::string(65, ']'),
+         "The data is not valid JSON at byte offset 64: nested deeper than 64 levels"},
+        {std::string(64, '[') + std::string(64, ']'), "snapshot: expected an object"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.json);
+        const std::string error = errorOf(c.json);
+        EXPECT_EQ(error.substr(0, c.message.size()), c.message) << error;
+    }
 }
 
 }  // namespace
