@@ -3,7 +3,7 @@ PRESET ?= $(if $(CI),ci,default)
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: deps configure build test test-asan bench demo format clean
+.PHONY: deps configure build test test-asan bench demo dmg format clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -25,6 +25,11 @@ bench: build
 
 demo: build
 	@$(BUILD_DIR)/apps/tessiva-focus/tessiva-focus demo
+
+# The app bundle in a drag-to-Applications disk image; Apple's tools build it on a Mac only.
+dmg: build
+	@if [ "$$(uname -s)" != Darwin ]; then echo "make dmg: disk images are built on macOS" >&2; exit 1; fi
+	@cd $(BUILD_DIR) && cpack -G DragNDrop
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

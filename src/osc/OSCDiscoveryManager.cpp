@@ -1,6 +1,6 @@
 #include "osc/OSCDiscoveryManager.h"
 
-#include "osc/ActivationEventSource.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "osc/link/InboundDispatcher.h"
 #include "osc/link/MirroredMIDIIngress.h"
 #include "osc/link/WorkspaceReceiver.h"
