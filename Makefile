@@ -4,7 +4,7 @@ PRESET ?= default
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: deps configure build test test-asan test-tsan bench demo format format-check clean
+.PHONY: deps configure build test test-asan test-tsan bench demo dmg format format-check clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -34,6 +34,11 @@ bench: build
 demo: deps
 	@$(MAKE) --no-print-directory build
 	@$(BUILD_DIR)/apps/tessiva-focus/tessiva-focus demo
+
+# The app bundle in a drag-to-Applications disk image; Apple's tools build it on a Mac only.
+dmg: build
+	@if [ "$$(uname -s)" != Darwin ]; then echo "make dmg: disk images are built on macOS" >&2; exit 1; fi
+	@cd $(BUILD_DIR) && cpack -G DragNDrop
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -9,8 +9,10 @@ debian_packages=(
   librtmidi-dev libjack-jackd2-dev libasound2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libavahi-compat-libdnssd-dev
-  # CI and fuzzing: the ThreadSanitizer and libFuzzer builds use clang.
-  clang
+  # CI, fuzzing and the Mac checks: the ThreadSanitizer and libFuzzer builds use clang, which
+  # also compiles the macOS sources against the Apple declarations and the portable sources
+  # against libc++ (the standard library of Apple's toolchain).
+  clang libc++-dev libc++abi-dev
   # Test-only: real MIDI ports without sound hardware, and a real mDNS responder.
   jackd2 avahi-daemon avahi-utils dbus iproute2
   # Bench-only: the OSC libraries the codec is measured against.

@@ -12,15 +12,16 @@
 #include "app/MenuCommandRunner.h"
 #include "app/ScenarioPlayer.h"
 #include "mapping/DebugLogStore.h"
-#include "osc/ActivationEventSource.h"
-#include "osc/ConnectionSoundPlayer.h"
 #include "osc/OSCDiscoveryManager.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "platform/defaults/JsonFileUserDefaults.h"
 #include "platform/dnssd/ServiceAdvertiser.h"
 #include "platform/midi/MIDIService.h"
 #include "platform/net/UdpTransport.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
+#include "platform/system/SystemPlatform.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
@@ -38,6 +39,9 @@ void onQuitSignal(int) {
 
 // How often the main loop looks for Ctrl-C; a signal handler may not touch the queues itself.
 constexpr double kSignalPollInterval = 0.1;
+// How often the main thread hands waiting system events (workspace notifications, event
+// monitors) to AppKit when Asio, not AppKit, owns the main thread.
+constexpr double kSystemEventPumpInterval = 0.05;
 // How often the standard-input reader looks whether the program is quitting.
 constexpr int kConsoleInputPollMilliseconds = 100;
 
@@ -136,6 +140,9 @@ struct HeadlessProgram::Parts {
     ActivationEventSource activation;
     CommandLineRecallAlert recallAlert;
     std::unique_ptr<ServiceAdvertiser> advertiser;
+    // The real Logic's adapters, when the program watches it.
+    std::unique_ptr<SystemPlatform> system;
+    RepeatingTimer systemEventPump;
     std::unique_ptr<AppDelegate> delegate;
     std::unique_ptr<ScenarioPlayer> player;
     std::unique_ptr<MenuCommandRunner> menuRunner;
@@ -155,6 +162,7 @@ HeadlessProgram::~HeadlessProgram() {
     if (!parts_)
         return;
     parts_->signalPoll.stop();
+    parts_->systemEventPump.stop();
     stopConsoleReader();
     parts_->player.reset();
     parts_->consoleCommands.reset();
@@ -165,11 +173,30 @@ HeadlessProgram::~HeadlessProgram() {
 
 bool HeadlessProgram::start() {
     Parts& p = *parts_;
-    const Scenario scenario = p.options.scenario.value_or(defaultHeadlessScenario());
-    // Logic starts with the scenario's project already open, as when the user launches us later.
-    p.logic.quit();
-    ScenarioPlayer::buildProject(p.logic, scenario);
-    p.logic.launch();
+    const LogicChoice choice = p.options.logic;
+    if (choice == LogicChoice::system ||
+        (choice == LogicChoice::automatic && !p.options.scenario)) {
+        p.system = makeSystemPlatform(p.dispatcher.mainQueue(), p.dispatcher.clock(), p.activation,
+                                      p.console);
+        if (!p.system && choice == LogicChoice::system)
+            p.console.line(
+                "[Platform] This system cannot run Logic Pro; watching the simulated "
+                "Logic instead");
+    }
+    if (p.system) {
+        if (p.options.scenario)
+            p.console.line("[Platform] A scenario plays only in the simulated Logic; ignored");
+        p.options.scenario.reset();
+        p.systemEventPump.start(p.dispatcher.mainQueue(), 0.0, kSystemEventPumpInterval,
+                                [this] { parts_->system->pumpMainThreadEvents(); });
+    } else {
+        const Scenario scenario = p.options.scenario.value_or(defaultHeadlessScenario());
+        // Logic starts with the scenario's project already open, as when the user launches us
+        // later.
+        p.logic.quit();
+        ScenarioPlayer::buildProject(p.logic, scenario);
+        p.logic.launch();
+    }
 
     CoordinatorOptions coordinator;
     coordinator.profilesFolder = p.options.homeFolder;
@@ -178,8 +205,11 @@ bool HeadlessProgram::start() {
     coordinator.localDeviceName = p.options.localDeviceName;
     p.delegate = std::make_unique<AppDelegate>(
         p.dispatcher, p.notifications, p.console,
-        PlatformServices{p.logic, p.logic.input(), *p.midi, *p.udp, p.defaults, *p.sound,
-                         p.activation, p.recallAlert, p.advertiser.get()},
+        p.system ? PlatformServices{*p.system->accessibility, *p.system->input, *p.midi, *p.udp,
+                                    *p.system->defaults, *p.system->sound, p.activation,
+                                    p.recallAlert, p.advertiser.get()}
+                 : PlatformServices{p.logic, p.logic.input(), *p.midi, *p.udp, p.defaults, *p.sound,
+                                    p.activation, p.recallAlert, p.advertiser.get()},
         coordinator);
     MenuBarController& controller = p.delegate->menuBarController();
     controller.onQuitRequested = [this] { requestQuit(); };
@@ -289,6 +319,7 @@ int HeadlessProgram::run() {
     while (!p.quitRequested)
         p.dispatcher.runMainLoop();
     p.signalPoll.stop();
+    p.systemEventPump.stop();
     stopConsoleReader();
     p.delegate->applicationWillTerminate();
     // Let the last sends and the link's own shutdown finish before the queues go.

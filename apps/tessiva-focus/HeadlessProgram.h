@@ -17,6 +17,8 @@ class Console;
 class SimulatedLogic;
 class SimulatedMIDIService;
 
+enum class LogicChoice { automatic, system, simulated };
+
 struct HeadlessOptions {
     std::filesystem::path homeFolder;
     std::uint16_t port = 12111;
@@ -33,10 +35,16 @@ struct HeadlessOptions {
     bool quitWhenScenarioEnds = false;
     // Read console commands ("menu …", "review", "status") from standard input.
     bool readConsoleCommands = false;
+    // Which Logic Pro to watch. `system`: the real one through the system's adapters
+    // (Accessibility, event tap, preferences, sound); only a Mac has them, elsewhere the program
+    // says so and plays the simulated one. `automatic`: the real one where the system has it,
+    // unless a scenario (which plays only in the simulated Logic) is given.
+    LogicChoice logic = LogicChoice::simulated;
 };
 
 // The whole program without a menu bar: the coordinator on real queues with the platform's
-// adapters. On Linux Logic Pro is the simulated one, driven by an optional scenario. Console
+// adapters. With `useSystemLogic` on a Mac it watches the real Logic Pro; otherwise Logic is the
+// simulated one, driven by an optional scenario, with preferences in the home folder. Console
 // lines go to `console`; Ctrl-C (SIGINT or SIGTERM) quits after saving the profile.
 class HeadlessProgram {
   public:

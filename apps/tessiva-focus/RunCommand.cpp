@@ -24,6 +24,7 @@ struct RunArguments {
     std::string name;
     bool quitAfterScenario = false;
     bool console = false;
+    std::string logic = "auto";
 };
 
 int runProgram(const RunArguments& arguments) {
@@ -38,6 +39,9 @@ int runProgram(const RunArguments& arguments) {
     options.localDeviceName = arguments.name;
     options.quitWhenScenarioEnds = arguments.quitAfterScenario;
     options.readConsoleCommands = arguments.console;
+    options.logic = arguments.logic == "system"      ? LogicChoice::system
+                    : arguments.logic == "simulated" ? LogicChoice::simulated
+                                                     : LogicChoice::automatic;
     options.recallAnswer = *recallAnswerFromName(arguments.recallAnswer);
     if (!arguments.scenarioFile.empty()) {
         std::string error;
@@ -91,6 +95,11 @@ void addRunCommand(CLI::App& app, int& exitCode) {
                     "Name announced to the iPad (default: this computer's)");
     run->add_flag("--quit-after-scenario", arguments->quitAfterScenario,
                   "Quit when the scenario has played");
+    run->add_option("--logic", arguments->logic,
+                    "Which Logic Pro to watch: system (the real one, on a Mac), simulated, or "
+                    "auto (the real one unless a scenario is given)")
+        ->check(CLI::IsMember({"auto", "system", "simulated"}))
+        ->capture_default_str();
     run->add_flag("--console", arguments->console,
                   "Read commands from standard input: menu TITLE, review, review apply N, "
                   "review apply-all, status, help");

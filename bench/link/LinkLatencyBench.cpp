@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "midi/VirtualMIDIBridge.h"
-#include "osc/ConnectionSoundPlayer.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/MirroredMIDISink.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "osc/ActivationEventSource.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 
 namespace tessiva {

@@ -3,7 +3,6 @@
 tessiva_add_library(tessiva_osc_link
   SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/InboundRequests.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/ConnectionSoundPlayer.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OSCDiscoveryManager.cpp
     ${CMAKE_CURRENT_LIST_DIR}/link/InboundDispatcher.cpp
     ${CMAKE_CURRENT_LIST_DIR}/link/LinkEventLog.cpp
@@ -18,4 +17,5 @@ tessiva_add_library(tessiva_osc_link
     ${CMAKE_CURRENT_LIST_DIR}/StoredPeerEndpoint.cpp
     ${CMAKE_CURRENT_LIST_DIR}/WorkspaceSnapshotChunkAssembler.cpp
   PUBLIC_LINKS tessiva_osc tessiva_runtime tessiva_platform_net tessiva_platform_dnssd_port
+    tessiva_platform_sound tessiva_platform_activation
   PRIVATE_LINKS nlohmann_json::nlohmann_json fmt::fmt)

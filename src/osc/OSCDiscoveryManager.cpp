@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "osc/ActivationEventSource.h"
 #include "osc/OSCManager.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "osc/link/InboundDispatcher.h"
 #include "osc/link/MirroredMIDIIngress.h"
 #include "osc/link/WorkspaceReceiver.h"

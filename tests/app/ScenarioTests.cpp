@@ -2,7 +2,7 @@
 
 #include "app/Scenario.h"
 #include "app/ScenarioPlayer.h"
-#include "osc/ActivationEventSource.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/VirtualScheduler.h"
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "osc/ConnectionSoundPlayer.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"

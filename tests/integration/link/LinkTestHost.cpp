@@ -9,7 +9,7 @@
 #include <iostream>
 #include <thread>
 
-#include "osc/ConnectionSoundPlayer.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/MirroredMIDISink.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "osc/ActivationEventSource.h"
-#include "osc/ConnectionSoundPlayer.h"
+#include "platform/activation/ActivationEventSource.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"

@@ -1,4 +1,4 @@
-#include "osc/ConnectionSoundPlayer.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 
 #include <cmath>
 
