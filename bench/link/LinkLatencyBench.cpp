@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "midi/VirtualMIDIBridge.h"
-#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/MirroredMIDISink.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"
@@ -26,6 +25,7 @@
 #include "osc/RemoteWorkspaceStore.h"
 #include "platform/asio/AsioUdpTransport.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
 #include "runtime/UserDefaults.h"

@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "osc/OSCManager.h"
-#include "platform/activation/ActivationEventSource.h"
 #include "osc/link/InboundDispatcher.h"
 #include "osc/link/MirroredMIDIIngress.h"
 #include "osc/link/WorkspaceReceiver.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "platform/dnssd/ServiceAdvertiser.h"
 #include "platform/net/UdpTransport.h"
 #include "runtime/Clock.h"

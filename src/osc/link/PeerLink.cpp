@@ -4,11 +4,11 @@
 
 #include <cmath>
 
-#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"
 #include "osc/StoredPeerEndpoint.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/Queue.h"

@@ -1,7 +1,6 @@
-#include "platform/sound/ConnectionSoundPlayer.h"
-
 #include <cmath>
 
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
 
 namespace tessiva {

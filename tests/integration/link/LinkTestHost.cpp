@@ -9,7 +9,6 @@
 #include <iostream>
 #include <thread>
 
-#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/MirroredMIDISink.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"
@@ -18,6 +17,7 @@
 #include "platform/asio/AsioUdpTransport.h"
 #include "platform/dnssd/InMemoryServiceAdvertiser.h"
 #include "platform/dnssd/ServiceAdvertiser.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "platform/activation/ActivationEventSource.h"
-#include "platform/sound/ConnectionSoundPlayer.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"
 #include "osc/RemoteWorkspaceStore.h"
+#include "platform/activation/ActivationEventSource.h"
 #include "platform/dnssd/InMemoryServiceAdvertiser.h"
 #include "platform/net/UdpTransport.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/NotificationCenter.h"

@@ -3,8 +3,8 @@
 // for the Linux compile check of src/platform/macos. Never linked.
 #pragma once
 
-#import <Foundation/Foundation.h>
 #include <ApplicationServices/ApplicationServices.h>
+#import <Foundation/Foundation.h>
 
 typedef CGPoint NSPoint;
 typedef CGSize NSSize;

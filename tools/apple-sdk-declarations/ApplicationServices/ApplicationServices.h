@@ -113,8 +113,8 @@ enum { kCGEventTapOptionDefault = 0, kCGEventTapOptionListenOnly = 1 };
 typedef uint32_t CGEventField;
 enum { kCGKeyboardEventKeycode = 9 };
 #define CGEventMaskBit(eventType) ((CGEventMask)1 << (eventType))
-typedef CGEventRef (*CGEventTapCallBack)(CGEventTapProxy proxy, CGEventType type,
-                                         CGEventRef event, void* userInfo);
+typedef CGEventRef (*CGEventTapCallBack)(CGEventTapProxy proxy, CGEventType type, CGEventRef event,
+                                         void* userInfo);
 CFMachPortRef CGEventTapCreate(CGEventTapLocation tap, CGEventTapPlacement place,
                                CGEventTapOptions options, CGEventMask eventsOfInterest,
                                CGEventTapCallBack callback, void* userInfo);

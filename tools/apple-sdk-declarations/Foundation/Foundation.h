@@ -21,7 +21,7 @@ enum { NSUTF8StringEncoding = 4 };
 @end
 
 __attribute__((objc_root_class))
-@interface NSObject <NSObject>
+@interface NSObject<NSObject>
 + (instancetype)alloc;
 + (instancetype)new;
 - (instancetype)init;
