@@ -126,7 +126,10 @@ AXElement LogicTempoBridge::findTempoElement(const AXElement& application) {
     std::deque<std::pair<AXElement, int>> pending{{window, 0}};
     int visited = 0;
     while (!pending.empty() && visited < kSearchVisitLimit) {
-        auto [element, depth] = pending.front();
+        // Plain variables, not a structured binding: the lambda below captures them, which
+        // Apple's clang refuses for bindings.
+        const AXElement element = pending.front().first;
+        const int depth = pending.front().second;
         pending.pop_front();
         ++visited;
         auto read = [&](const char* attribute) {
