@@ -34,6 +34,7 @@ class OSCManager;
 class RemoteWorkspaceStore;
 class SelectionStageRecorder;
 class ServiceAdvertiser;
+class StructuralRepairOrchestrator;
 class StructuralRepairState;
 class TrackSelectionRouter;
 class UdpTransport;
@@ -125,6 +126,7 @@ class MenuBarController final : public LinkRequestHandler {
     LearnModeStore& learnStore() { return *learnStore_; }
     SelectionStageRecorder& stageRecorder() { return *stages_; }
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
+    StructuralRepairOrchestrator& structuralRepair() { return *structuralRepair_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -135,10 +137,15 @@ class MenuBarController final : public LinkRequestHandler {
     class LogicWindow;
     class MirroredMIDIForwarder;
     class MappedTrackLookup;
+    class RepairCaptureSource;
+    class RepairSelectionState;
 
     void observeNotifications();
     // The requests the windows post by name (AppNotifications.h).
     void observeWindowRequests();
+    // Structural repair's triggers and baselines: Logic's commands, snapshots, loads, syncs.
+    void wireStructuralRepair();
+    void postManualMappingSync(const std::string& reason);
     void handleBankLearnRequest(const BankLearnRequest& request);
     void handleDirectNavigationRequest(const DirectNavigationRequest& request);
     void refreshMenu();
@@ -163,6 +170,8 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<LogicObserver> logicObserver_;
     std::unique_ptr<LogicWindow> logicWindow_;
     std::unique_ptr<ProjectTracker> projectTracker_;
+    std::unique_ptr<RepairCaptureSource> repairCaptureSource_;
+    std::unique_ptr<StructuralRepairOrchestrator> structuralRepair_;
     std::unique_ptr<StructuralRepairState> repairState_;
     std::unique_ptr<SelectionStageRecorder> stages_;
     std::unique_ptr<TrackSelectionRouter> router_;
