@@ -384,11 +384,10 @@ void StructuralRepairOrchestrator::noteStateChanges(const Engine::State& before,
                  " visible Logic row(s) as the collapsed-header ownership baseline. reason=" +
                  reason);
     } else if (now.visibleBaseline != before.visibleBaseline && !before.ownershipBaseline.empty()) {
-        deps_.console.line(
-            "[StructuralRepair] Collapsed ownership baseline preserved: Kept existing "
-            "collapsed-header ownership baseline instead of replacing it with this visible "
-            "snapshot. reason=" +
-            reason);
+        note("Collapsed ownership baseline preserved",
+             "Kept existing collapsed-header ownership baseline instead of replacing it with this "
+             "visible snapshot. reason=" +
+                 reason);
     }
     if (now.terminalAnchorName && (now.terminalAnchorIndex != before.terminalAnchorIndex ||
                                    now.terminalAnchorName != before.terminalAnchorName)) {
