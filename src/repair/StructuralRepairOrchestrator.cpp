@@ -243,9 +243,9 @@ void StructuralRepairOrchestrator::settledCapture(std::uint64_t request, std::si
                 finish();
                 return;
             }
-            deps_.console.line(
-                "[StructuralRepair] Could not capture a non-empty Logic track snapshot. retry=" +
-                std::to_string(attempt + 1));
+            note("Could not capture a non-empty Logic track snapshot",
+                 "Could not capture a non-empty Logic track snapshot. retry=" +
+                     std::to_string(attempt + 1));
             pendingAutomaticStructuralRepairWorkItem_ = deps_.mainQueue.postAfter(
                 delays[attempt], [this, alive, request, attempt, then = std::move(then)] {
                     if (alive.expired() || stale(request))

@@ -231,9 +231,12 @@ TEST_F(Orchestration, EmptyCapturesAreRetriedThenGivenUp) {
         rig.scheduler.advance(0.02);
         EXPECT_EQ(rig.captures.captures, before + attempt + 1) << attempt;
     }
-    EXPECT_TRUE(
-        rig.console.contains("Could not capture a non-empty Logic track snapshot. retry=4"));
-    EXPECT_EQ(*rig.detailOf("Could not capture a non-empty Logic track snapshot"),
+    std::vector<std::string> details;
+    for (const auto& entry : rig.log.entries().value())
+        details.push_back(entry.detail.value_or(""));
+    ASSERT_EQ(details.size(), 6u);  // the context, four retries, the failure
+    EXPECT_EQ(details[4], "Could not capture a non-empty Logic track snapshot. retry=4");
+    EXPECT_EQ(details[5],
               "Could not capture a non-empty Logic track snapshot after 4 settled retries. "
               "reason=automatic structural capture after Logic duplicate command");
     EXPECT_FALSE(rig.repair.pendingRepairDelta());
