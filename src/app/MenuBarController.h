@@ -21,9 +21,11 @@ class AutoAssignCoordinator;
 class ConnectionSoundPlayer;
 class Console;
 class DebugLogStore;
+class DirectNavigation;
 class Dispatcher;
 class InputEventPort;
 class LearnModeStore;
+class LogicTempoBridge;
 class LogicObserver;
 class MIDIRelay;
 class MIDIService;
@@ -147,7 +149,6 @@ class MenuBarController final : public LinkRequestHandler {
     void wireStructuralRepair();
     void postManualMappingSync(const std::string& reason);
     void handleBankLearnRequest(const BankLearnRequest& request);
-    void handleDirectNavigationRequest(const DirectNavigationRequest& request);
     void refreshMenu();
     void wouldOpen(const std::string& what);
     void logMenu(const std::string& title, const std::string& detail);
@@ -175,6 +176,8 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<StructuralRepairState> repairState_;
     std::unique_ptr<SelectionStageRecorder> stages_;
     std::unique_ptr<TrackSelectionRouter> router_;
+    std::unique_ptr<DirectNavigation> directNavigation_;
+    std::unique_ptr<LogicTempoBridge> tempoBridge_;
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;

@@ -70,5 +70,6 @@ inline constexpr const char* kLayoutChanged = "AXLayoutChanged";
 inline constexpr const char* kTitleChanged = "AXTitleChanged";
 // A menu item of the application was chosen (the element is the item; its title names it).
 inline constexpr const char* kMenuItemSelected = "AXMenuItemSelected";
+inline constexpr const char* kUIElementDestroyed = "AXUIElementDestroyed";
 
 }  // namespace tessiva::ax
