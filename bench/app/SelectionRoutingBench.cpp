@@ -35,6 +35,14 @@
 namespace tessiva {
 namespace {
 
+// Structural repair that never has a repair pending: these runs make no structural edits.
+class NoStructuralRepair final : public StructuralRepairState {
+  public:
+    void noteSelection(const TrackSelection&,
+                       const std::optional<std::map<int, std::string>>&) override {}
+    std::optional<int> pendingRepairDelta() const override { return std::nullopt; }
+};
+
 using SteadyClock = std::chrono::steady_clock;
 
 // Notes when a datagram reaches a connection, then passes it to the real one.
@@ -144,7 +152,7 @@ int run() {
     LoopbackSink sink;
     FixedPeer peer(sink.port());
     LoadedProfileProjectKeyProvider projectKeys([] { return std::optional<std::string>("Song"); });
-    NoPendingStructuralRepair repair;
+    NoStructuralRepair repair;
     SelectionStageRecorder stages(scheduler.clock());
     TrackSelectionRouter router({scheduler.mainQueue(), scheduler.clock(), console, center, log,
                                  store, learn, relay, osc, peer, projectKeys, repair, stages});

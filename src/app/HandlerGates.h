@@ -24,7 +24,7 @@ inline std::string_view handlerGateName(HandlerGate gate) {
 
 // What the gates look at, gathered by the handler before it decides.
 struct HandlerGateInputs {
-    std::optional<std::string> savedName;  // the name saved with the row's MIDI mapping
+    std::optional<std::string> savedName;  // the row's MIDI mapping name, else its bank mapping's
     std::string selectedName;              // the selection's trimmed name
     std::optional<std::string> currentProjectKey;
     std::optional<std::string> loadedProjectKey;

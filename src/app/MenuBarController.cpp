@@ -25,6 +25,9 @@
 #include "osc/OSCManager.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "platform/ax/AccessibilityPort.h"
+#include "repair/LogicStructuralCommand.h"
+#include "repair/StructuralCaptureSource.h"
+#include "repair/StructuralRepairOrchestrator.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/Queue.h"
@@ -88,6 +91,33 @@ class MenuBarController::MappedTrackLookup final : public BankMappingLookup {
     MappingStore& store_;
 };
 
+// Logic's visible track list for structural repair, read through the observer.
+class MenuBarController::RepairCaptureSource final : public StructuralCaptureSource {
+  public:
+    explicit RepairCaptureSource(LogicObserver& observer) : observer_(observer) {}
+    void captureVisibleTrackList(std::function<void(std::optional<RowMap>)> done) override {
+        observer_.captureVisibleTrackList(std::move(done));
+    }
+    bool isQuarantined() const override { return observer_.isQuarantined(); }
+
+  private:
+    LogicObserver& observer_;
+};
+
+// The selection routing's view of structural repair.
+class MenuBarController::RepairSelectionState final : public StructuralRepairState {
+  public:
+    explicit RepairSelectionState(StructuralRepairOrchestrator& repair) : repair_(repair) {}
+    void noteSelection(const TrackSelection& selection,
+                       const std::optional<RowMap>& trackNames) override {
+        repair_.noteSelection(StructuralSelection{selection.index, selection.name}, trackNames);
+    }
+    std::optional<int> pendingRepairDelta() const override { return repair_.pendingRepairDelta(); }
+
+  private:
+    StructuralRepairOrchestrator& repair_;
+};
+
 MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter& notifications,
                                      Console& console, PlatformServices services,
                                      CoordinatorOptions options)
@@ -133,12 +163,26 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
                                        [this](double bpm) { discovery_->sendLogicTempo(bpm); }});
 
     stages_ = std::make_unique<SelectionStageRecorder>(dispatcher_.clock());
-    repairState_ = std::make_unique<NoPendingStructuralRepair>();
-    projectTracker_ = std::make_unique<ProjectTracker>(ProjectTracker::Dependencies{
-        main, dispatcher_.clock(), console_, *log_, *mappingStore_, *logicWindow_,
-        services_.recallAlert, options_.profilesFolder,
-        [this](const std::string& reason) { router_->resetSelectionState(reason); },
-        [this](const std::string& reason) { logicObserver_->requestTrackNamesSnapshot(reason); }});
+    repairCaptureSource_ = std::make_unique<RepairCaptureSource>(*logicObserver_);
+    structuralRepair_ =
+        std::make_unique<StructuralRepairOrchestrator>(StructuralRepairOrchestrator::Dependencies{
+            main, dispatcher_.clock(), console_, *log_, *mappingStore_, *repairCaptureSource_,
+            [this] { return projectTracker_->loadedProfileProjectKey(); }});
+    repairState_ = std::make_unique<RepairSelectionState>(*structuralRepair_);
+    projectTracker_ = std::make_unique<ProjectTracker>(
+        ProjectTracker::Dependencies{main, dispatcher_.clock(), console_, *log_, *mappingStore_,
+                                     *logicWindow_, services_.recallAlert, options_.profilesFolder,
+                                     [this](const std::string& reason) {
+                                         router_->resetSelectionState(reason);
+                                         structuralRepair_->reset(reason);
+                                     },
+                                     [this](const std::string& reason) {
+                                         logicObserver_->requestTrackNamesSnapshot(reason);
+                                         // Every refresh but the one after a project switch follows
+                                         // a profile load.
+                                         if (reason != "project-change-settled-refresh")
+                                             postManualMappingSync("profile loaded: " + reason);
+                                     }});
     router_ = std::make_unique<TrackSelectionRouter>(TrackSelectionRouter::Dependencies{
         main, dispatcher_.clock(), console_, notifications_, *log_, *mappingStore_, *learnStore_,
         *midiRelay_, *oscManager_, *discovery_, *projectTracker_, *repairState_, *stages_});
@@ -165,8 +209,42 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     };
     logicObserver_->onAXAccessibilityResumed = [this] {
         logicObserver_->refreshSelection("AXAccessibilityResumed");
+        structuralRepair_->quarantineEnded();
     };
     observeNotifications();
+    wireStructuralRepair();
+}
+
+void MenuBarController::wireStructuralRepair() {
+    auto currentSelection = [this]() -> std::optional<StructuralSelection> {
+        const auto& selection = router_->lastHandledSelection();
+        if (!selection)
+            return std::nullopt;
+        return StructuralSelection{selection->index, selection->name};
+    };
+    logicObserver_->onLogicKeyDown = [this, currentSelection](const InputEvent& event) {
+        if (const auto command = logicCommandForKey(event.keyCode, event.modifiers))
+            structuralRepair_->logicCommand(*command, currentSelection());
+    };
+    logicObserver_->onLogicMenuItemChosen = [this, currentSelection](const std::string& title) {
+        if (const auto command = logicCommandForMenuTitle(title))
+            structuralRepair_->logicCommand(*command, currentSelection());
+    };
+    observerTokens_.push_back(notifications_.addObserver(
+        kManualMappingSyncAcceptedNotification, [this](const Notification& notification) {
+            const std::string reason =
+                notification.userInfo.string("reason").value_or("manual mapping sync");
+            if (reason.find("profile loaded") != std::string::npos)
+                structuralRepair_->profileLoaded(reason);
+            else
+                structuralRepair_->manualSyncAccepted(reason);
+        }));
+}
+
+void MenuBarController::postManualMappingSync(const std::string& reason) {
+    UserInfo info;
+    info.set("reason", reason);
+    notifications_.post(kManualMappingSyncAcceptedNotification, std::move(info));
 }
 
 MenuBarController::~MenuBarController() {
@@ -209,6 +287,8 @@ void MenuBarController::observeNotifications() {
             }
             snapshot.namesByRow = *names;
             mappingStore_->applyLogicTrackNameSnapshot(snapshot);
+            structuralRepair_->snapshotPublished(
+                *names, notification.userInfo.string(kSnapshotReasonKey).value_or("published"));
             router_->updateTrackSnapshot(std::move(*names));
         }));
     observerTokens_.push_back(notifications_.addObserver(
@@ -371,7 +451,8 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             break;
         case MenuCommand::saveMappings: {
             ProfileActionResult result = profileLibrary_->save();
-            (void)result;
+            if (result.ok)
+                structuralRepair_->profileSaved();
             break;
         }
         case MenuCommand::saveMappingsAs:
@@ -419,6 +500,8 @@ void MenuBarController::loadMappingsFrom(const std::filesystem::path& file) {
     if (result.ok && result.shouldRefreshLiveTrackNames) {
         logicObserver_->requestTrackNamesSnapshot("mappings-profile-loaded");
     }
+    if (result.ok)
+        postManualMappingSync("profile loaded: " + file.filename().string());
     refreshMenu();
 }
 
@@ -494,6 +577,7 @@ void MenuBarController::handleBankLearnRequest(const BankLearnRequest& request) 
     if (Status stored = mappingStore_->setBankMapping(selection->index, mapping); !stored)
         return;
     (void)mappingStore_->save();
+    postManualMappingSync("bank learn");
     logMenu("Bank learned",
             fmt::format("Track {} \"{}\" now focuses bank {} ({}).", selection->index,
                         mapping.trackName, mapping.bankName, bankUUID));

@@ -37,6 +37,7 @@ class OSCManager;
 class RemoteWorkspaceStore;
 class SelectionStageRecorder;
 class ServiceAdvertiser;
+class StructuralRepairOrchestrator;
 class StructuralRepairState;
 class TrackSelectionRouter;
 class UdpTransport;
@@ -130,6 +131,7 @@ class MenuBarController final : public LinkRequestHandler {
     SelectionStageRecorder& stageRecorder() { return *stages_; }
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
     IPadTransfers& transfers() { return *transfers_; }
+    StructuralRepairOrchestrator& structuralRepair() { return *structuralRepair_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -140,10 +142,15 @@ class MenuBarController final : public LinkRequestHandler {
     class LogicWindow;
     class MirroredMIDIForwarder;
     class MappedTrackLookup;
+    class RepairCaptureSource;
+    class RepairSelectionState;
 
     void observeNotifications();
     // The requests the windows post by name (AppNotifications.h).
     void observeWindowRequests();
+    // Structural repair's triggers and baselines: Logic's commands, snapshots, loads, syncs.
+    void wireStructuralRepair();
+    void postManualMappingSync(const std::string& reason);
     void handleBankLearnRequest(const BankLearnRequest& request);
     void refreshMenu();
     void wouldOpen(const std::string& what);
@@ -167,6 +174,8 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<LogicObserver> logicObserver_;
     std::unique_ptr<LogicWindow> logicWindow_;
     std::unique_ptr<ProjectTracker> projectTracker_;
+    std::unique_ptr<RepairCaptureSource> repairCaptureSource_;
+    std::unique_ptr<StructuralRepairOrchestrator> structuralRepair_;
     std::unique_ptr<StructuralRepairState> repairState_;
     std::unique_ptr<SelectionStageRecorder> stages_;
     std::unique_ptr<TrackSelectionRouter> router_;

@@ -103,6 +103,17 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
             break;
         case A::remove:
         case A::duplicate:
+            // With "via" the command acts on Logic's selected tracks, as a key or menu command.
+            if (json.contains("via")) {
+                step.text = requireString(json, "via", where);
+                if (step.text != "key" && step.text != "menu")
+                    throw Failure{where + ": \"via\" must be key or menu"};
+                if (json.contains("track"))
+                    throw Failure{where + ": \"track\" cannot be given with \"via\""};
+                break;
+            }
+            step.track = requireInt(json, "track", where);
+            break;
         case A::mixerClick:
         case A::openPlugin:
             step.track = requireInt(json, "track", where);
@@ -162,6 +173,10 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
         case A::relaunch:
         case A::undo:
         case A::redo:
+            step.text = json.value("via", "key");
+            if (step.text != "key" && step.text != "menu")
+                throw Failure{where + ": \"via\" must be key or menu"};
+            break;
         case A::openMixer:
         case A::closeMixer:
         case A::closePlugin:

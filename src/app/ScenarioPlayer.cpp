@@ -77,12 +77,28 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             logic_.insertTrack(step.other, step.text);
             break;
         case A::remove:
-            tell(fmt::format("delete track {}", step.track));
-            logic_.deleteTrack(step.track);
+            if (step.text == "key") {
+                tell("delete the selected tracks (Cmd-Delete)");
+                logic_.pressDelete();
+            } else if (step.text == "menu") {
+                tell("delete the selected tracks (Edit > Delete)");
+                logic_.chooseMenuItem("Delete");
+            } else {
+                tell(fmt::format("delete track {}", step.track));
+                logic_.deleteTrack(step.track);
+            }
             break;
         case A::duplicate:
-            tell(fmt::format("duplicate track {}", step.track));
-            logic_.duplicateTrack(step.track);
+            if (step.text == "key") {
+                tell("duplicate the selected track (Cmd-D)");
+                logic_.pressDuplicate();
+            } else if (step.text == "menu") {
+                tell("duplicate the selected track (Track > New Track With Duplicate Settings)");
+                logic_.chooseMenuItem("New Track With Duplicate Settings");
+            } else {
+                tell(fmt::format("duplicate track {}", step.track));
+                logic_.duplicateTrack(step.track);
+            }
             break;
         case A::move:
             tell(fmt::format("move track {} to {}", step.track, step.other));
@@ -137,12 +153,22 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             tell(step.text);
             break;
         case A::undo:
-            tell("undo (Cmd-Z)");
-            logic_.pressUndo();
+            if (step.text == "menu") {
+                tell("undo (Edit > Undo)");
+                logic_.chooseMenuItem("Undo");
+            } else {
+                tell("undo (Cmd-Z)");
+                logic_.pressUndo();
+            }
             break;
         case A::redo:
-            tell("redo (Shift-Cmd-Z)");
-            logic_.pressRedo();
+            if (step.text == "menu") {
+                tell("redo (Edit > Redo)");
+                logic_.chooseMenuItem("Redo");
+            } else {
+                tell("redo (Shift-Cmd-Z)");
+                logic_.pressRedo();
+            }
             break;
         case A::openMixer:
             tell("open the Mixer");

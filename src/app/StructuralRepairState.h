@@ -10,8 +10,8 @@ namespace tessiva {
 
 // The selection path's view of structural repair: it reports each handled selection with the
 // latest Logic track names (a click can reveal that rows shifted, and the repair then schedules
-// itself), and asks whether a repair is pending, which holds MIDI output back. The settled-capture
-// orchestration is the real implementation; NoPendingStructuralRepair stands in until it lands.
+// itself), and asks whether a repair is pending, which holds MIDI output back. The coordinator
+// implements it over StructuralRepairOrchestrator; routing tests use a scripted stand-in.
 class StructuralRepairState {
   public:
     virtual ~StructuralRepairState() = default;
@@ -19,13 +19,6 @@ class StructuralRepairState {
                                const std::optional<std::map<int, std::string>>& trackNames) = 0;
     // The signed track-count delta of the pending repair; absent when none is pending.
     virtual std::optional<int> pendingRepairDelta() const = 0;
-};
-
-class NoPendingStructuralRepair final : public StructuralRepairState {
-  public:
-    void noteSelection(const TrackSelection&,
-                       const std::optional<std::map<int, std::string>>&) override {}
-    std::optional<int> pendingRepairDelta() const override { return std::nullopt; }
 };
 
 }  // namespace tessiva

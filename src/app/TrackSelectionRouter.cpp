@@ -10,6 +10,7 @@
 #include "app/SelectionDedupe.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
+#include "autoassign/AutoAssignCoordinator.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
 #include "midi/MIDIRelay.h"
@@ -125,10 +126,8 @@ void TrackSelectionRouter::handle(const TrackSelection& selection) {
     // reports a pending delta below.
     deps_.repairState.noteSelection(selection, mostRecentLogicTrackSnapshot_);
 
-    const auto midiMapping = deps_.mappingStore.midiMapping(row);
     HandlerGateInputs inputs;
-    if (midiMapping && !midiMapping->trackName.empty())
-        inputs.savedName = midiMapping->trackName;
+    inputs.savedName = savedTrackName(row);
     inputs.selectedName = name;
     inputs.currentProjectKey = deps_.projectKeys.currentProjectKey();
     inputs.loadedProjectKey = deps_.projectKeys.loadedProfileProjectKey();
@@ -270,6 +269,10 @@ void TrackSelectionRouter::captureLearnedRow(int row, const std::string& name) {
         return;
     (void)deps_.mappingStore.save();
     deps_.console.line("[MenuBar] Learn: captured track=" + std::to_string(row) + " name=" + name);
+    // What the user just mapped is, by definition, where the track is now.
+    UserInfo info;
+    info.set("reason", std::string("learn"));
+    deps_.notifications.post(kManualMappingSyncAcceptedNotification, std::move(info));
     if (!existing && addTracksModeActive_) {
         note("New mapping captured",
              trackLabel(row, name) + " was added while Add Tracks was active.");
@@ -336,6 +339,16 @@ void TrackSelectionRouter::playMapping(int row) {
          "track=" + std::to_string(row) + (pc ? " PC=" : " NOTE=") + std::to_string(*value) +
              " ch=" + std::to_string(mapping->channel));
     postFocusEventSent(row, type, *value, mapping->channel);
+}
+
+std::optional<std::string> TrackSelectionRouter::savedTrackName(int row) const {
+    if (const auto midi = deps_.mappingStore.midiMapping(row); midi && !midi->trackName.empty())
+        return midi->trackName;
+    // A row learned from the iPad carries only a bank mapping; its saved track name guards it
+    // the same way, so a shifted row never focuses the bank of the track that used to be there.
+    if (const auto bank = deps_.mappingStore.bankMapping(row); bank && !bank->trackName.empty())
+        return bank->trackName;
+    return std::nullopt;
 }
 
 void TrackSelectionRouter::updateTrackSnapshot(RowMap snapshot) {

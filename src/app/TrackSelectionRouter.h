@@ -151,6 +151,9 @@ class TrackSelectionRouter {
     BankFocusAttempt focusBank(const TrackSelection& selection, const std::string& name,
                                BankFocusLookup lookup, bool projectMatches);
     void captureLearnedRow(int row, const std::string& name);
+    // The saved track name the name gate compares with: the MIDI mapping's, else the bank
+    // mapping's.
+    std::optional<std::string> savedTrackName(int row) const;
     void sendMappedOutput(int row, const std::string& name);
     void sendDirectNavigationResult(const DirectNavigationRequest& request, int row, bool success,
                                     const std::string& message);

@@ -32,6 +32,8 @@ void LogicAttachment::attach() {
     if (!context_.windowObserver)
         context_.observer->addNotification(application, ax::kFocusedWindowChanged);
     context_.observer->addNotification(application, ax::kValueChanged);
+    // Edit and Track menu commands (Undo, Delete, ...) that may change the track list.
+    context_.observer->addNotification(application, ax::kMenuItemSelected);
 
     lastNotificationRefreshTime_ = context_.now();
     publisher_.noteUserActivity(context_.now());

@@ -7,6 +7,7 @@ namespace tessiva {
 LogicObserver::LogicObserver(Dependencies dependencies)
     : onTrackSelection(selection_.onTrackSelection),
       onAXAccessibilityResumed(quarantine_.onAXAccessibilityResumed),
+      onLogicKeyDown(quarantine_.onLogicKeyDown),
       learnAwaitsTrackName(selection_.learnAwaitsTrackName),
       onLearnRowResolved(selection_.onLearnRowResolved),
       selectionSettle(selection_.settle),
@@ -75,6 +76,10 @@ void LogicObserver::handleNotification(const AXElement& element, const std::stri
     }
     if (context_.isQuarantined())
         return;
+    if (name == ax::kMenuItemSelected) {
+        readChosenMenuItem(element);
+        return;
+    }
     const bool capture = context_.refreshCapture(at);
     context_.flightNotification(name, element, at);
     const bool frontmost = context_.logicFrontmost();
@@ -107,6 +112,23 @@ void LogicObserver::requestTrackNamesSnapshot(std::string reason) {
 
 void LogicObserver::scheduleStructuralSnapshot(std::string reason) {
     publisher_.scheduleStructuralSnapshot(std::move(reason));
+}
+
+void LogicObserver::captureVisibleTrackList(
+    std::function<void(std::optional<std::map<int, std::string>>)> done) {
+    publisher_.captureVisibleTrackList(std::move(done));
+}
+
+void LogicObserver::readChosenMenuItem(const AXElement& item) {
+    context_.selectionWorkQueue->post(context_.guarded([this, item] {
+        auto title = context_.reader.string(item, ax::kTitle);
+        if (!title)
+            return;
+        context_.mainQueue.post(context_.guarded([this, title = *title] {
+            if (onLogicMenuItemChosen)
+                onLogicMenuItemChosen(title);
+        }));
+    }));
 }
 
 void LogicObserver::refreshSelection(std::string trigger) {

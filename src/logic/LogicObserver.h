@@ -56,6 +56,10 @@ class LogicObserver {
     // Set by the coordinator before `start`; all are called on the main queue.
     std::function<void(const TrackSelection&)>& onTrackSelection;
     std::function<void()>& onAXAccessibilityResumed;
+    // Keys pressed while Logic is frontmost, and the titles of Logic's menu items as they are
+    // chosen: where Logic's undo, redo, duplicate and delete commands are recognised.
+    std::function<void(const InputEvent&)>& onLogicKeyDown;
+    std::function<void(const std::string& title)> onLogicMenuItemChosen;
     // While the learn flow waits for a track, header rows whose value changes are resolved for
     // it: the row and a trigger ending in "-authoritative" when the row is also selected.
     bool& learnAwaitsTrackName;
@@ -72,6 +76,9 @@ class LogicObserver {
     // Captures the visible track list on the selection queue and publishes it if it changed.
     void requestTrackNamesSnapshot(std::string reason);
     void scheduleStructuralSnapshot(std::string reason);
+    // One unpublished capture of the visible rows for structural repair (see TrackListPublisher).
+    void captureVisibleTrackList(
+        std::function<void(std::optional<std::map<int, std::string>>)> done);
     // Schedules a read of the current selection as a notification with this trigger would (the
     // coordinator uses it after onAXAccessibilityResumed). Main queue.
     void refreshSelection(std::string trigger);
@@ -136,6 +143,7 @@ class LogicObserver {
 
   private:
     void handleNotification(const AXElement& element, const std::string& name);
+    void readChosenMenuItem(const AXElement& item);
 
     ObservationContext context_;
     TrackListPublisher publisher_;

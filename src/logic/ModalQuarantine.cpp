@@ -144,6 +144,8 @@ void ModalQuarantine::handleMonitorEvent(const InputEvent& event) {
 void ModalQuarantine::handleKeyDown(const InputEvent& event, bool frontmost, double at) {
     if (!frontmost)
         return;
+    if (onLogicKeyDown)
+        onLogicKeyDown(event);
     const int key = event.keyCode;
     const bool confirmationKey = key == keycode::kReturn || key == keycode::kEnter ||
                                  key == keycode::kEscape || key == keycode::kSpace;

@@ -30,6 +30,9 @@ class ModalQuarantine {
     ModalQuarantine& operator=(const ModalQuarantine&) = delete;
 
     std::function<void()> onAXAccessibilityResumed;
+    // Every key pressed while Logic is frontmost (the coordinator recognises Logic's
+    // structural commands in them). Main queue.
+    std::function<void(const InputEvent&)> onLogicKeyDown;
 
     // The tap and the global monitor.
     void install();

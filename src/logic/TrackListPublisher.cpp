@@ -86,6 +86,17 @@ void TrackListPublisher::publishSnapshot(const TrackListSnapshot& snapshot,
     postSnapshotNotification(snapshot, reason);
 }
 
+void TrackListPublisher::captureVisibleTrackList(
+    std::function<void(std::optional<std::map<int, std::string>>)> done) {
+    context_.structureQueue->post(context_.guarded([this, done = std::move(done)] {
+        auto rows = captureVisibleStructure();
+        std::optional<std::map<int, std::string>> names;
+        if (rows)
+            names = rows->snapshot.namesByIndex;
+        context_.mainQueue.post(context_.guarded([done, names] { done(names); }));
+    }));
+}
+
 void TrackListPublisher::pollVisibleStructure() {
     const double at = context_.now();
     const bool active = at - lastUserActivityTime_ < kActivityWindow;

@@ -45,6 +45,10 @@ class TrackListPublisher {
     // One structure poll, unless the last one is recent enough for how active the user is.
     void pollVisibleStructure();
     void scheduleStructuralSnapshot(std::string reason);
+    // One capture of the visible rows on the structure queue, handed to `done` on the main
+    // queue; nothing while quarantined, dragging or when no row could be read. Not published.
+    void captureVisibleTrackList(
+        std::function<void(std::optional<std::map<int, std::string>>)> done);
     void cancelStructuralSnapshot() { pendingStructuralSnapshotWorkItem_.cancel(); }
     // The user worked in Logic.
     void noteUserActivity(double at) { lastUserActivityTime_ = at; }

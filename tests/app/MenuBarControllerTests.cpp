@@ -422,3 +422,53 @@ TEST(MenuBarController, MenuItemsByTitleAnswerPromptsAndPanels) {
 
 }  // namespace
 }  // namespace tessiva
+
+namespace tessiva {
+namespace {
+
+bool loggedWith(MenuBarController& controller, const std::string& title, const std::string& part) {
+    for (const auto& entry : controller.log().entries().value()) {
+        if (entry.title == title && entry.detail.value_or("").find(part) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
+    CoordinatorRig rig;
+    rig.writeProfile("Song.json");
+    MenuBarController& controller = rig.start();
+    rig.scheduler.advance(3.0);
+    EXPECT_TRUE(loggedWith(controller, "Post-load structural baseline accepted",
+                           "5 visible Logic track name(s) after mappings profile load"));
+    const MappingProfileSnapshot loaded = controller.mappingStore().snapshot();
+
+    rig.logic.clickTrack(1);  // Piano, above the mapped Bass
+    rig.scheduler.advance(1.0);
+    rig.logic.pressDelete();
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(loggedWith(controller, "Structural edit context retained",
+                           "kind=deletion source=1 \"Piano\""));
+    ASSERT_TRUE(controller.mappingStore().midiMapping(1));
+    EXPECT_EQ(controller.mappingStore().midiMapping(1)->trackName, "Bass");
+
+    // A click on Bass at its new row sends its Program Change (Logic selected it already).
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    rig.midi.clearRecords();
+    rig.logic.clickTrack(1);
+    rig.scheduler.advance(1.0);
+    ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
+    EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
+
+    rig.logic.chooseMenuItem("Undo");
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(
+        loggedWith(controller, "Structural edit context retained", "reason=Logic undo command"));
+    EXPECT_TRUE(loggedWith(controller, "Offset repair applied: deletion undo",
+                           "via contiguous deletion undo"));
+    EXPECT_EQ(controller.mappingStore().snapshot(), loaded);
+}
+
+}  // namespace
+}  // namespace tessiva

@@ -100,6 +100,15 @@ TEST(Scenario, RefusalsNameTheStepAndKey) {
     EXPECT_EQ(
         error(R"({"steps": [{"at": 1, "do": "menu", "item": "Save Mappings As…", "path": 3}]})"),
         "steps[0]: \"path\" must be a string");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "delete", "via": "mouse"}]})"),
+              "steps[0]: \"via\" must be key or menu");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "duplicate", "via": "key", "track": 2}]})"),
+              "steps[0]: \"track\" cannot be given with \"via\"");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "undo", "via": "voice"}]})"),
+              "steps[0]: \"via\" must be key or menu");
+    EXPECT_EQ(error(R"({"steps": [{"at": 1, "do": "delete", "via": "menu"},
+                                  {"at": 2, "do": "redo", "via": "menu"}]})"),
+              "<parsed>");
 }
 
 TEST(Scenario, AMenuStepGoesToTheMenuHandlerWithItsAnswerAndPath) {

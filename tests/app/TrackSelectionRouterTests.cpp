@@ -165,6 +165,25 @@ TEST(TrackSelectionRouter, NameGateHoldsMIDIAndTriesTheUniqueName) {
     }
 }
 
+TEST(TrackSelectionRouter, NameGateGuardsRowsThatOnlyFocusABank) {
+    // Row 5 was learned from the iPad for "Bass"; Logic now shows "Cello" there.
+    RoutingRig rig;
+    rig.mapBank(5, "Bass", "B-5", "Bass Bank");
+    rig.takeLog();
+    rig.select(5, "Cello");
+    EXPECT_EQ(rig.takeStages(),
+              (Lines{"router/accepted", "handler/started",
+                     "bank/name-fallback-rejected reason=non-unique-name-or-target",
+                     "handler/blocked-name-mismatch expected=Bass actual=Cello "
+                     "bankFallback=not-sent"}));
+    EXPECT_TRUE(rig.takeOSC().empty());
+    // The track itself still focuses its bank.
+    rig.select(5, "bass");
+    auto osc = rig.takeOSC();
+    ASSERT_EQ(osc.size(), 1u);
+    EXPECT_EQ(osc[0].second, bankFocusArgs("bank", "B-5", "bass", "Bass Bank", 5));
+}
+
 TEST(TrackSelectionRouter, ProjectGateSendsNothing) {
     {
         SCOPED_TRACE("another project's profile");

@@ -39,6 +39,7 @@ inline constexpr const char* kRoleOutline = "AXOutline";
 inline constexpr const char* kRoleRow = "AXRow";
 inline constexpr const char* kRoleTextField = "AXTextField";
 inline constexpr const char* kRoleButton = "AXButton";
+inline constexpr const char* kRoleMenuItem = "AXMenuItem";
 inline constexpr const char* kRoleSlider = "AXSlider";
 inline constexpr const char* kRoleStaticText = "AXStaticText";
 inline constexpr const char* kRoleLayoutItem = "AXLayoutItem";
@@ -67,6 +68,8 @@ inline constexpr const char* kSelectedRowsChanged = "AXSelectedRowsChanged";
 inline constexpr const char* kRowCountChanged = "AXRowCountChanged";
 inline constexpr const char* kLayoutChanged = "AXLayoutChanged";
 inline constexpr const char* kTitleChanged = "AXTitleChanged";
+// A menu item of the application was chosen (the element is the item; its title names it).
+inline constexpr const char* kMenuItemSelected = "AXMenuItemSelected";
 inline constexpr const char* kUIElementDestroyed = "AXUIElementDestroyed";
 
 }  // namespace tessiva::ax

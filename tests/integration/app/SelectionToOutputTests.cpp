@@ -30,6 +30,14 @@
 namespace tessiva {
 namespace {
 
+// Structural repair that never has a repair pending: these runs make no structural edits.
+class NoStructuralRepair final : public StructuralRepairState {
+  public:
+    void noteSelection(const TrackSelection&,
+                       const std::optional<std::map<int, std::string>>&) override {}
+    std::optional<int> pendingRepairDelta() const override { return std::nullopt; }
+};
+
 using Bytes = std::vector<std::uint8_t>;
 
 // The iPad: a plain UDP socket on 127.0.0.1 with an ephemeral port.
@@ -176,7 +184,7 @@ class SelectionToOutput : public ::testing::Test {
     FakeIPadSocket iPad;
     FixedPeer peer{iPad.port()};
     LoadedProfileProjectKeyProvider projectKeys{[] { return std::optional<std::string>("Song"); }};
-    NoPendingStructuralRepair repair;
+    NoStructuralRepair repair;
     SelectionStageRecorder stages{scheduler.clock()};
     TrackSelectionRouter router{{scheduler.mainQueue(), scheduler.clock(), console, center, log,
                                  store, learn, relay, osc, peer, projectKeys, repair, stages}};

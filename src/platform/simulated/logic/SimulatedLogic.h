@@ -111,6 +111,10 @@ class SimulatedLogic final : public AccessibilityPort {
     void pressRedo();
     void pressDuplicate();
     void pressDelete();
+    // The same commands chosen from Logic's menus by title: "Undo", "Redo", "Delete" (the
+    // selected tracks) and "New Track With Duplicate Settings" (the selected track). Logic posts
+    // AXMenuItemSelected for the item; none acts while a modal is open. Other titles only post.
+    void chooseMenuItem(const std::string& title);
     // A pointer drag of a track header onto another row, in three steps so time can pass:
     // press on the header, move over the rows, release (which moves the track).
     // Presses and holds the pointer in the regions area beside the track headers.
@@ -268,6 +272,9 @@ class SimulatedLogic final : public AccessibilityPort {
     void deleteTrackLocked(int number);
     void duplicateTrackLocked(int number);
     void commandKey(int keyCode, std::uint32_t modifiers);
+    void undoLocked();
+    void redoLocked();
+    void deleteSelectionLocked();
     void closeModal();
     // After rows were inserted or removed: select, renumber, and post what Logic posts.
     void finishTrackListEdit(std::vector<std::uint64_t> selection);

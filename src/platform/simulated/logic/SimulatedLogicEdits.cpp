@@ -148,6 +148,10 @@ void SimulatedLogic::pressUndo() {
     if (!running_)
         return;
     commandKey(simulated_keycode::kZ, 0);
+    undoLocked();
+}
+
+void SimulatedLogic::undoLocked() {
     if (modalOpen_ || undo_.empty()) {
         deliverPending();
         return;
@@ -163,6 +167,10 @@ void SimulatedLogic::pressRedo() {
     if (!running_)
         return;
     commandKey(simulated_keycode::kZ, static_cast<std::uint32_t>(InputModifier::shift));
+    redoLocked();
+}
+
+void SimulatedLogic::redoLocked() {
     if (modalOpen_ || redo_.empty()) {
         deliverPending();
         return;
@@ -190,6 +198,10 @@ void SimulatedLogic::pressDelete() {
     if (!running_)
         return;
     commandKey(simulated_keycode::kDelete, 0);
+    deleteSelectionLocked();
+}
+
+void SimulatedLogic::deleteSelectionLocked() {
     if (modalOpen_ || selection_.empty()) {
         deliverPending();
         return;
@@ -204,6 +216,27 @@ void SimulatedLogic::pressDelete() {
         deleteTrackLocked(number);
     undo_.resize(undo_.size() - std::min(undo_.size(), numbers.size()));
     undo_.push_back(std::move(before));
+}
+
+void SimulatedLogic::chooseMenuItem(const std::string& title) {
+    std::lock_guard lock(mutex_);
+    if (!running_)
+        return;
+    // Menu items live outside the windows' trees; Logic posts the selection on the item.
+    const auto item = tree_.make(NodeKind::item, ax::kRoleMenuItem, 0, title);
+    queueNotification(item, ax::kMenuItemSelected);
+    if (title.rfind("Undo", 0) == 0) {
+        undoLocked();
+    } else if (title.rfind("Redo", 0) == 0) {
+        redoLocked();
+    } else if (title == "Delete" || title.rfind("Delete Track", 0) == 0) {
+        deleteSelectionLocked();
+    } else if (title.rfind("New Track With Duplicate Settings", 0) == 0 && !modalOpen_ &&
+               !selection_.empty()) {
+        duplicateTrackLocked(numberOf(selection_.back()));
+    } else {
+        deliverPending();
+    }
 }
 
 }  // namespace tessiva

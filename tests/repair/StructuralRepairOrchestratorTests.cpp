@@ -1,0 +1,398 @@
+// The repair orchestration on virtual time with a real mapping store and a scripted Logic: each
+// trigger, settled captures and their retries, confirmation of destructive captures, undo and
+// redo restores, the fallback, the modal pause and the reset.
+#include <gtest/gtest.h>
+
+#include "runtime/UUID.h"
+#include "support/RepairRig.h"
+
+namespace tessiva {
+namespace {
+
+struct Orchestration : ::testing::Test {
+    std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("tessiva-repair-" + makeUUID());
+    RepairRig rig{folder};
+    RowMap list = RepairRig::namedRows(20);
+
+    Orchestration() {
+        rig.mapRows(list);
+        rig.trust(list);
+        rig.log.clear();
+    }
+    ~Orchestration() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+    // `list` with `names` inserted before row `at`.
+    static RowMap inserted(const RowMap& rows, int at, std::vector<std::string> names) {
+        RowMap result;
+        const int k = static_cast<int>(names.size());
+        for (const auto& [row, name] : rows)
+            result[row < at ? row : row + k] = name;
+        for (int i = 0; i < k; ++i)
+            result[at + i] = names[static_cast<std::size_t>(i)];
+        return result;
+    }
+    static RowMap deleted(const RowMap& rows, int at) {
+        RowMap result;
+        for (const auto& [row, name] : rows) {
+            if (row != at)
+                result[row < at ? row : row - 1] = name;
+        }
+        return result;
+    }
+    std::optional<std::string> midiNameAt(int row) const {
+        const auto mapping = rig.store.midiMapping(row);
+        return mapping ? std::optional(mapping->trackName) : std::nullopt;
+    }
+    void publish(const RowMap& rows) {
+        rig.captures.rows = rows;
+        rig.repair.snapshotPublished(rows, "test");
+    }
+};
+
+TEST_F(Orchestration, CommandsOpenAContextAndCaptureAfterTheirDelay) {
+    const int before = rig.captures.captures;
+    rig.scheduler.advance(5.0);  // the last capture is no longer fresh
+    rig.repair.logicCommand(LogicStructuralCommand::deleteBackspace,
+                            StructuralSelection{4, "Track 4"});
+    ASSERT_TRUE(rig.repair.editContext());
+    EXPECT_EQ(rig.repair.editContext()->kind, StructuralEditContext::Kind::deletion);
+    EXPECT_EQ(*rig.detailOf("Structural edit context retained"),
+              "kind=deletion source=4 \"Track 4\" trustedMax=20 reason=Logic delete/backspace. "
+              "Context remains valid until resolved, superseded, contradicted, or reset.");
+    EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);
+    rig.scheduler.advance(0.14);
+    EXPECT_EQ(rig.captures.captures, before);
+    rig.scheduler.advance(0.02);
+    EXPECT_EQ(rig.captures.captures, before + 1);
+    EXPECT_FALSE(rig.repair.pendingRepairDelta());
+
+    // Right after a capture, the next command takes the fast path; it supersedes the context.
+    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    EXPECT_TRUE(rig.logged("Structural edit context superseded"));
+    rig.scheduler.advance(0.06);
+    EXPECT_EQ(rig.captures.captures, before + 2);
+}
+
+TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
+    const MappingProfileSnapshot original = rig.store.snapshot();
+    publish(inserted(list, 1, {"New A", "New B"}));
+    EXPECT_EQ(rig.repair.pendingRepairDelta(), 2);
+    rig.scheduler.advance(1.0);
+    EXPECT_FALSE(rig.repair.pendingRepairDelta());
+    EXPECT_EQ(midiNameAt(3), "Track 1");
+    EXPECT_EQ(midiNameAt(22), "Track 20");
+    EXPECT_FALSE(midiNameAt(1));
+    ASSERT_TRUE(rig.repair.insertionUndoCandidate());
+    EXPECT_EQ(*rig.detailOf("Insertion undo candidate stored"),
+              "Stored reversible insertion checkpoint for Logic rows 1, 2.");
+    // The repaired profile is on disk.
+    RepairRig reader(folder);
+    EXPECT_EQ(reader.store.snapshot(), rig.store.snapshot());
+
+    rig.captures.rows = list;
+    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.logged("Structural reconciliation applied: insertion undo"));
+    EXPECT_EQ(rig.store.snapshot(), original);
+    EXPECT_EQ(rig.repair.engine().state.maxObservedIndex, 20);
+}
+
+TEST_F(Orchestration, InsertionUndoAfterAMappingEditRestoresNothing) {
+    publish(inserted(list, 5, {"New"}));
+    rig.scheduler.advance(1.0);
+    MIDIMapping edited = *rig.store.midiMapping(7);
+    edited.programChange = 99;
+    ASSERT_TRUE(rig.store.setMIDIMapping(7, edited).ok());
+    const MappingProfileSnapshot afterEdit = rig.store.snapshot();
+
+    rig.captures.rows = list;
+    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(*rig.detailOf("Insertion undo candidate cleared"),
+              "Mappings changed after the insertion, so its checkpoint cannot be restored safely.");
+    EXPECT_FALSE(rig.logged("Structural reconciliation applied: insertion undo"));
+    EXPECT_FALSE(rig.repair.insertionUndoCandidate());
+    // The engine computes the deletion of the inserted row instead: the edit stays with its row.
+    EXPECT_EQ(rig.store.midiMapping(6)->programChange, 99);
+    EXPECT_NE(rig.store.snapshot(), afterEdit);
+}
+
+TEST_F(Orchestration, DeletionUndoAndReinsertionRestoreTheDeletedRowsMapping) {
+    const MappingProfileSnapshot original = rig.store.snapshot();
+    for (const bool byUndo : {true, false}) {
+        SCOPED_TRACE(byUndo ? "undo" : "re-inserted");
+        // Another row the second time: Logic reaching the first deletion again is a redo.
+        const int row = byUndo ? 8 : 12;
+        rig.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
+        publish(deleted(list, row));  // the track list poll sees it too
+        rig.scheduler.advance(2.0);   // 20 rows: the capture is confirmed first
+        ASSERT_TRUE(rig.repair.deletionUndoCandidate());
+        EXPECT_EQ(midiNameAt(row), "Track " + std::to_string(row + 1));
+        rig.log.clear();
+        if (byUndo) {
+            rig.captures.rows = list;
+            rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+        } else {
+            publish(list);
+        }
+        rig.scheduler.advance(2.0);
+        const auto detail = rig.detailOf("Offset repair applied: deletion undo");
+        ASSERT_TRUE(detail);
+        EXPECT_NE(detail->find("Highest observed Logic index increased by +1. Restored previous "
+                               "mapping snapshot via contiguous deletion undo because deleted "
+                               "rows " +
+                               std::to_string(row) + " reappeared"),
+                  std::string::npos);
+        EXPECT_EQ(detail->find("settled insertion matched previous deletion undo candidate") !=
+                      std::string::npos,
+                  !byUndo);
+        EXPECT_EQ(rig.store.snapshot(), original);
+    }
+}
+
+TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
+    const MappingProfileSnapshot original = rig.store.snapshot();
+    RowMap moved = list;  // rows 3-5 moved below row 12
+    moved.clear();
+    std::vector<std::string> order;
+    for (const auto& [row, name] : list)
+        order.push_back(name);
+    std::rotate(order.begin() + 2, order.begin() + 5, order.begin() + 12);
+    for (std::size_t i = 0; i < order.size(); ++i)
+        moved[static_cast<int>(i) + 1] = order[i];
+    publish(moved);
+    rig.scheduler.advance(1.0);
+    const MappingProfileSnapshot repaired = rig.store.snapshot();
+    ASSERT_NE(repaired, original);
+    EXPECT_EQ(midiNameAt(10), "Track 3");
+
+    rig.captures.rows = list;
+    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.logged("Verified structural blockMove undo"));
+    EXPECT_EQ(rig.store.snapshot(), original);
+    EXPECT_EQ(rig.repair.journal().cursor(), 0u);
+
+    rig.captures.rows = moved;
+    rig.repair.logicCommand(LogicStructuralCommand::redo, std::nullopt);
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.logged("Verified structural blockMove redo"));
+    EXPECT_EQ(rig.store.snapshot(), repaired);
+}
+
+TEST_F(Orchestration, SelectionsThatRevealAChangeScheduleARepair) {
+    struct Case {
+        const char* what;
+        StructuralSelection selection;
+        const char* title;  // nullptr: nothing scheduled
+        std::optional<int> delta;
+    };
+    const Case cases[] = {
+        {"row beyond the trusted maximum", {22, "Track 20"}, "Structural repair scheduled", 2},
+        {"saved name differs", {3, "Track 1"}, "Structural reorder repair scheduled", 0},
+        {"matching name", {3, "Track 3"}, nullptr, std::nullopt},
+        {"no name", {3, std::nullopt}, nullptr, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        rig.log.clear();
+        rig.repair.noteSelection(c.selection, list);
+        EXPECT_EQ(rig.repair.pendingRepairDelta(), c.delta);
+        if (c.title)
+            EXPECT_TRUE(rig.logged(c.title));
+        else
+            EXPECT_TRUE(rig.log.entries().value().empty());
+        rig.scheduler.advance(3.0);
+        EXPECT_FALSE(rig.repair.pendingRepairDelta());
+    }
+
+    // A name unmapped at its row that a mapping elsewhere carries.
+    ASSERT_TRUE(rig.store.clearMIDIMapping(6));
+    ASSERT_TRUE(rig.store.removeBankMapping(6));
+    rig.log.clear();
+    rig.repair.noteSelection({6, "Track 2"}, list);
+    EXPECT_EQ(*rig.detailOf("Structural reorder repair scheduled"),
+              "\"Track 2\" is unmapped at its new row but still belongs to a mapping at another "
+              "row. Scheduled settled reorder repair.");
+}
+
+TEST_F(Orchestration, EmptyCapturesAreRetriedThenGivenUp) {
+    rig.captures.rows = std::nullopt;
+    const int before = rig.captures.captures;
+    rig.repair.logicCommand(LogicStructuralCommand::duplicate, std::nullopt);
+    const double waits[] = {0.15, 0.35, 0.75, 1.25, 2.0};
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        // Each check starts 0.01 s after the previous capture (the first at the command).
+        rig.scheduler.advance(waits[attempt] - (attempt == 0 ? 0.01 : 0.02));
+        EXPECT_EQ(rig.captures.captures, before + attempt) << attempt;
+        rig.scheduler.advance(0.02);
+        EXPECT_EQ(rig.captures.captures, before + attempt + 1) << attempt;
+    }
+    std::vector<std::string> details;
+    for (const auto& entry : rig.log.entries().value())
+        details.push_back(entry.detail.value_or(""));
+    ASSERT_EQ(details.size(), 6u);  // the context, four retries, the failure
+    EXPECT_EQ(details[4], "Could not capture a non-empty Logic track snapshot. retry=4");
+    EXPECT_EQ(details[5],
+              "Could not capture a non-empty Logic track snapshot after 4 settled retries. "
+              "reason=automatic structural capture after Logic duplicate command");
+    EXPECT_FALSE(rig.repair.pendingRepairDelta());
+}
+
+TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
+    const RowMap shrunk = deleted(list, 8);
+    RowMap renamed = shrunk;
+    renamed[3] = "Renamed";
+    const struct {
+        const char* what;
+        std::optional<RowMap> second;
+        const char* title;
+    } cases[] = {
+        {"no fresh capture", std::nullopt,
+         "Structural repair deferred without confirming snapshot"},
+        {"only a name differs", renamed,
+         "Structural repair rejected unstable destructive snapshot"},
+        {"identical", shrunk,
+         "Structural reconciliation applied: Deleted 1 Logic row(s) from row "
+         "8; removed affected mappings and shifted later mappings downward."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        rig.log.clear();
+        rig.captures.rows = c.second;
+        rig.captures.queued = {shrunk};
+        rig.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
+        rig.scheduler.advance(0.16);
+        EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);  // waiting for the second capture
+        rig.scheduler.advance(1.0);
+        EXPECT_TRUE(rig.logged(c.title));
+        EXPECT_FALSE(rig.repair.pendingRepairDelta());
+    }
+}
+
+TEST_F(Orchestration, SmallListsAreEvaluatedWithoutConfirmation) {
+    RepairRig small(folder / "small");
+    const RowMap fifteen = RepairRig::namedRows(15);
+    small.mapRows(fifteen);
+    small.trust(fifteen);
+    const int before = small.captures.captures;
+    small.captures.rows = deleted(fifteen, 4);
+    small.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
+    small.scheduler.advance(1.0);
+    EXPECT_EQ(small.captures.captures, before + 1);
+    EXPECT_EQ(small.store.midiMapping(4)->trackName, "Track 5");
+}
+
+TEST_F(Orchestration, ModalQuarantinePausesAndResumes) {
+    rig.captures.quarantined = true;
+    rig.captures.rows = inserted(list, 1, {"New"});
+    rig.repair.logicCommand(LogicStructuralCommand::redo, std::nullopt);
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.repair.isPaused());
+    EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);
+    EXPECT_EQ(midiNameAt(1), "Track 1");
+
+    rig.captures.quarantined = false;
+    rig.repair.quarantineEnded();
+    EXPECT_EQ(*rig.detailOf("Structural edit resumed after AX recovery"),
+              "redo repair from its retained source and baseline after Logic's modal quarantine "
+              "ended. reason=automatic structural capture after Logic redo command");
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(midiNameAt(2), "Track 1");
+    EXPECT_FALSE(rig.repair.pendingRepairDelta());
+}
+
+TEST_F(Orchestration, EditContextsExpireContradictAndBelongToOneProfile) {
+    rig.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
+    const StructuralEditContext context = *rig.repair.editContext();
+    EXPECT_TRUE(context.isValid(context.startedAt + 30.0, std::string("song")));
+    EXPECT_FALSE(context.isValid(context.startedAt + 30.01, std::string("song")));
+    EXPECT_FALSE(context.isValid(context.startedAt + 1.0, std::string("other")));
+
+    // A "deletion" that added a row ends the context and is repaired as what it is.
+    rig.captures.rows = inserted(list, 20, {"New"});
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.logged("Settled structural evidence contradicted the pending deletion"));
+    EXPECT_FALSE(rig.repair.editContext());
+}
+
+TEST_F(Orchestration, HeldEvidenceIsAcceptedWhenInSyncOrFallsBackToTheReconciler) {
+    // An unmapped row renamed: nothing explains it, but every mapped row still matches.
+    ASSERT_TRUE(rig.store.clearMIDIMapping(10));
+    ASSERT_TRUE(rig.store.removeBankMapping(10));
+    RowMap renamed = list;
+    renamed[10] = "Something Else";
+    const MappingProfileSnapshot unchanged = rig.store.snapshot();
+    publish(renamed);
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.logged("Structural reconciliation held"));
+    EXPECT_NE(rig.detailOf("Structural baseline accepted from in-sync snapshot")
+                  ->find("but 19 visible mapped row(s) match Logic"),
+              std::string::npos);
+    EXPECT_EQ(rig.repair.engine().state.visibleBaseline.at(10), "Something Else");
+    EXPECT_EQ(rig.store.snapshot(), unchanged);
+
+    // A long block moved with unrelated renames around it: the engine holds, two captures agree
+    // and the reconciler moves the run.
+    RepairRig other(folder / "fallback");
+    const RowMap names = RepairRig::namedRows(12);
+    other.mapRows(names);
+    other.trust(names);
+    RowMap shuffled;
+    const std::vector<int> order{1, 2, 7, 8, 9, 10, 3, 4, 5, 6, 11, 12};
+    for (std::size_t i = 0; i < order.size(); ++i)
+        shuffled[static_cast<int>(i) + 1] = names.at(order[i]);
+    shuffled[1] = "Renamed A";
+    shuffled[12] = "Renamed B";
+    other.captures.rows = shuffled;
+    other.repair.snapshotPublished(shuffled, "test");
+    other.scheduler.advance(3.0);
+    EXPECT_TRUE(other.logged("Structural reconciliation held"));
+    EXPECT_TRUE(other.logged("Structural reconciliation applied: stable sequence fallback"));
+    EXPECT_EQ(other.store.midiMapping(3)->trackName, "Track 7");
+    EXPECT_EQ(other.store.midiMapping(7)->trackName, "Track 3");
+}
+
+TEST_F(Orchestration, BaselinesAcceptedWithoutRepairAndReset) {
+    rig.repair.manualSyncAccepted("learn");
+    EXPECT_EQ(*rig.detailOf("Manual sync accepted"),
+              "Manual mapping sync accepted as the current structural baseline.");
+    rig.repair.profileSaved();
+    EXPECT_EQ(*rig.detailOf("Saved mappings baseline accepted"),
+              "The saved mapping identities matched every mapped Logic row. Reset structural "
+              "repair history and accepted 20 Logic tracks as the new baseline.");
+
+    rig.captures.rows = std::nullopt;
+    rig.repair.profileLoaded("profile loaded: Song.json");
+    rig.scheduler.advance(10.0);
+    EXPECT_FALSE(rig.logged("Post-load structural baseline accepted"));
+    publish(list);
+    EXPECT_EQ(*rig.detailOf("Post-load structural baseline recovered"),
+              "20 visible Logic track name(s) after the initial post-load snapshot was "
+              "unavailable.");
+
+    rig.repair.reset("logic-project-changed");
+    EXPECT_TRUE(rig.repair.engine().state.visibleBaseline.empty());
+    EXPECT_EQ(rig.repair.journal().entries().size(), 0u);
+    EXPECT_EQ(*rig.detailOf("Structural repair state reset"),
+              "Cleared pending repair evidence, visible and collapsed baselines, session-end "
+              "anchor, transaction history, and trusted max index. reason=logic-project-changed");
+}
+
+TEST_F(Orchestration, ANewerTriggerDiscardsTheOlderCapture) {
+    publish(inserted(list, 1, {"New"}));
+    const std::uint64_t first = rig.repair.automaticStructuralRepairRequestID();
+    rig.captures.rows = list;
+    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    EXPECT_EQ(rig.repair.automaticStructuralRepairRequestID(), first + 1);
+    rig.scheduler.advance(1.0);
+    // Only the newer capture ran, and it saw the list unchanged.
+    EXPECT_EQ(midiNameAt(1), "Track 1");
+    EXPECT_FALSE(rig.logged("Insertion undo candidate stored"));
+}
+
+}  // namespace
+}  // namespace tessiva

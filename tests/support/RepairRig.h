@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingStore.h"
+#include "repair/StructuralCaptureSource.h"
+#include "repair/StructuralRepairOrchestrator.h"
+#include "runtime/Console.h"
+#include "runtime/VirtualScheduler.h"
+
+namespace tessiva {
+
+// Logic's visible track list as the test scripts it: each capture hands out the front of
+// `queued` (then `rows`), one main-queue turn later, as the observer does.
+class ScriptedCaptureSource final : public StructuralCaptureSource {
+  public:
+    explicit ScriptedCaptureSource(Queue& mainQueue) : mainQueue_(mainQueue) {}
+    void captureVisibleTrackList(std::function<void(std::optional<RowMap>)> done) override {
+        ++captures;
+        std::optional<RowMap> answer = rows;
+        if (!queued.empty()) {
+            answer = queued.front();
+            queued.erase(queued.begin());
+        }
+        mainQueue_.post([done = std::move(done), answer] { done(answer); });
+    }
+    bool isQuarantined() const override { return quarantined; }
+
+    std::optional<RowMap> rows;
+    std::vector<std::optional<RowMap>> queued;
+    bool quarantined = false;
+    int captures = 0;
+
+  private:
+    Queue& mainQueue_;
+};
+
+// The orchestration with a real mapping store in `folder`, a scripted Logic and virtual time.
+struct RepairRig {
+    explicit RepairRig(std::filesystem::path profileFolder) : folder(std::move(profileFolder)) {
+        (void)store.open(folder);
+        scheduler.runUntilIdle();
+    }
+
+    // Rows 1...count named "<prefix> n".
+    static RowMap namedRows(int count, const std::string& prefix = "Track") {
+        RowMap rows;
+        for (int row = 1; row <= count; ++row)
+            rows[row] = prefix + " " + std::to_string(row);
+        return rows;
+    }
+    // Maps each row to Program Change row-1 (mod 128) and a bank named after the track.
+    void mapRows(const RowMap& rows) {
+        for (const auto& [row, name] : rows) {
+            MIDIMapping midi;
+            midi.programChange = (row - 1) % 128;
+            midi.channel = 1;
+            midi.trackName = name;
+            (void)store.setMIDIMapping(row, midi);
+            OSCBankFocusMapping bank;
+            char id[40];
+            std::snprintf(id, sizeof id, "00000000-0000-4000-8000-%012d", row);
+            bank.id = id;
+            bank.trackName = name;
+            bank.bankUUID = "BANK-" + name;
+            bank.bankName = name;
+            (void)store.setBankMapping(row, bank);
+        }
+    }
+    // Logic shows `rows` from now on; the first capture of them becomes the baseline.
+    void trust(const RowMap& rows) {
+        captures.rows = rows;
+        repair.snapshotPublished(rows, "test");
+        scheduler.advance(3.0);
+    }
+    bool logged(const std::string& title) const {
+        for (const auto& entry : log.entries().value()) {
+            if (entry.title == title)
+                return true;
+        }
+        return false;
+    }
+    std::optional<std::string> detailOf(const std::string& title) const {
+        for (const auto& entry : log.entries().value()) {
+            if (entry.title == title)
+                return entry.detail;
+        }
+        return std::nullopt;
+    }
+
+    std::filesystem::path folder;
+    VirtualScheduler scheduler;
+    CapturingConsole console;
+    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
+    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
+    ScriptedCaptureSource captures{scheduler.mainQueue()};
+    std::optional<std::string> profileKey = std::string("song");
+    StructuralRepairOrchestrator repair{{scheduler.mainQueue(), scheduler.clock(), console, log,
+                                         store, captures, [this] { return profileKey; }}};
+};
+
+}  // namespace tessiva
