@@ -3,7 +3,7 @@ PRESET ?= $(if $(CI),ci,default)
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: deps configure build test test-asan bench demo format clean
+.PHONY: deps configure build test test-asan bench demo app screenshots format clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -22,6 +22,14 @@ test-asan:
 
 bench: build
 	@bash scripts/run-benchmarks.sh $(BUILD_DIR)
+
+# The menu-bar program with its windows (Qt 6).
+app: configure
+	@cmake --build $(BUILD_DIR) -j$(JOBS) --target tessiva-focus-app
+
+# Regenerates the README's pictures of the menu and every window.
+screenshots: app
+	@QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/apps/tessiva-focus-app/tessiva-focus-app --screenshots docs/screenshots
 
 demo: build
 	@$(BUILD_DIR)/apps/tessiva-focus/tessiva-focus demo

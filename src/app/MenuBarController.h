@@ -9,6 +9,7 @@
 
 #include "app/MenuModel.h"
 #include "app/ProjectTracker.h"
+#include "mapping/MappingProfileLibrary.h"
 #include "osc/link/LinkRequest.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/RepeatingTimer.h"
@@ -28,6 +29,7 @@ class LogicObserver;
 class MIDIRelay;
 class MIDIService;
 class MappingProfileLibrary;
+class MappingsEditor;
 class MappingStore;
 class OSCDiscoveryManager;
 class OSCManager;
@@ -112,6 +114,19 @@ class MenuBarController final : public LinkRequestHandler {
 
     // Quit was chosen; the shell ends the run loop.
     std::function<void()> onQuitRequested;
+    // A profile file action failed and the user must be told ("Failed to save mappings", ...).
+    // Headless, the failure is only logged.
+    std::function<void(const ProfileAlert&)> onProfileAlert;
+    // The shell has windows: window commands post their notifications (the shell opens the
+    // window) instead of logging that the window would open here.
+    void setWindowsAvailable(bool available) { windowsAvailable_ = available; }
+    // The first-run item: writes "<project>.json" from the current mappings and makes it the
+    // loaded profile; never overwrites an existing file.
+    void createProjectProfile();
+    const std::filesystem::path& profilesFolder() const { return options_.profilesFolder; }
+    // What "Save Mappings As…" proposes: "<open project>.json", else the library's proposal.
+    std::string proposedSaveAsName() const;
+    UserDefaults& defaults() { return services_.defaults; }
 
     DebugLogStore& log() { return *log_; }
     MappingStore& mappingStore() { return *mappingStore_; }
@@ -125,6 +140,8 @@ class MenuBarController final : public LinkRequestHandler {
     LearnModeStore& learnStore() { return *learnStore_; }
     SelectionStageRecorder& stageRecorder() { return *stages_; }
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
+    MappingsEditor& mappingsEditor() { return *mappingsEditor_; }
+    NotificationCenter& notifications() { return notifications_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -143,6 +160,7 @@ class MenuBarController final : public LinkRequestHandler {
     void handleDirectNavigationRequest(const DirectNavigationRequest& request);
     void refreshMenu();
     void wouldOpen(const std::string& what);
+    void showAlertIfFailed(const ProfileActionResult& result);
     void logMenu(const std::string& title, const std::string& detail);
 
     Dispatcher& dispatcher_;
@@ -169,6 +187,7 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;
+    std::unique_ptr<MappingsEditor> mappingsEditor_;
 
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;
@@ -177,6 +196,7 @@ class MenuBarController final : public LinkRequestHandler {
     RepeatingTimer statusTimer_;
     std::vector<ObserverToken> observerTokens_;
     bool started_ = false;
+    bool windowsAvailable_ = false;
 };
 
 }  // namespace tessiva
