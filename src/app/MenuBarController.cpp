@@ -6,6 +6,7 @@
 
 #include "app/AppNotifications.h"
 #include "app/LearnModeStore.h"
+#include "app/MappingReconcile.h"
 #include "app/MappingsEditor.h"
 #include "app/ProjectProfileSetup.h"
 #include "app/ProjectTitle.h"
@@ -150,6 +151,10 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
 
     mappingsEditor_ =
         std::make_unique<MappingsEditor>(*mappingStore_, notifications_, console_, *log_);
+    mappingReconcile_ = std::make_unique<MappingReconcile>(MappingReconcile::Dependencies{
+        main, notifications_, console_, *log_, *mappingStore_,
+        [this](const std::string& reason) { logicObserver_->requestTrackNamesSnapshot(reason); },
+        [this] { return RowMap(logicObserver_->lastTrackNamesSnapshot()); }});
 
     logicObserver_->onTrackSelection = [this](const TrackSelection& selection) {
         router_->routeSelection(selection);

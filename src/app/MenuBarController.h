@@ -30,6 +30,7 @@ class MIDIRelay;
 class MIDIService;
 class MappingProfileLibrary;
 class MappingsEditor;
+class MappingReconcile;
 class MappingStore;
 class OSCDiscoveryManager;
 class OSCManager;
@@ -141,6 +142,7 @@ class MenuBarController final : public LinkRequestHandler {
     SelectionStageRecorder& stageRecorder() { return *stages_; }
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
     MappingsEditor& mappingsEditor() { return *mappingsEditor_; }
+    MappingReconcile& mappingReconcile() { return *mappingReconcile_; }
     NotificationCenter& notifications() { return notifications_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
@@ -188,6 +190,7 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;
     std::unique_ptr<MappingsEditor> mappingsEditor_;
+    std::unique_ptr<MappingReconcile> mappingReconcile_;
 
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;

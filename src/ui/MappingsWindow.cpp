@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 
 #include "app/AppNotifications.h"
+#include "app/MappingReconcile.h"
 #include "app/MenuBarController.h"
 #include "mapping/MappingStore.h"
 #include "osc/RemoteWorkspaceStore.h"
@@ -50,7 +51,11 @@ MappingsWindow::MappingsWindow(MenuBarController& controller)
       play_(new QPushButton("Play")),
       follow_(new QCheckBox("Follow Logic Selection")),
       syncWarning_(new QLabel),
-      status_(new QLabel) {
+      status_(new QLabel),
+      reconcile_(new QPushButton("Reconcile Mappings")),
+      applyReconcile_(new QPushButton("Apply Proposal")),
+      undoReconcile_(new QPushButton("Undo Reconcile")),
+      reconcileStatus_(new QLabel) {
     setObjectName("mappingsWindow");
     setWindowTitle("Mappings");
     table_->setObjectName("mappingsTable");
@@ -77,9 +82,14 @@ MappingsWindow::MappingsWindow(MenuBarController& controller)
     auto* save = new QPushButton("Save");
     auto* review = new QPushButton("Review Suggested Matches");
     auto* refreshBanks = new QPushButton("Refresh Banks");
+    reconcile_->setToolTip(MappingReconcile::kExplanation);
+    undoReconcile_->setToolTip("Undo the last mapping reconciliation.");
+    reconcileStatus_->setObjectName("reconcileStatus");
+    reconcileStatus_->setWordWrap(true);
     auto* top = new QHBoxLayout;
     top->addWidget(follow_);
     top->addStretch(1);
+    top->addWidget(reconcile_);
     top->addWidget(review);
     top->addWidget(save);
 
@@ -110,6 +120,11 @@ MappingsWindow::MappingsWindow(MenuBarController& controller)
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(top);
     layout->addWidget(syncWarning_);
+    auto* reconcileBar = new QHBoxLayout;
+    reconcileBar->addWidget(reconcileStatus_, 1);
+    reconcileBar->addWidget(applyReconcile_);
+    reconcileBar->addWidget(undoReconcile_);
+    layout->addLayout(reconcileBar);
     layout->addWidget(splitter, 1);
     layout->addWidget(status_);
     resize(980, 560);
@@ -138,6 +153,14 @@ MappingsWindow::MappingsWindow(MenuBarController& controller)
     connect(refreshBanks, &QPushButton::clicked, this, [this] {
         controller_.notifications().post(kWorkspaceSnapshotRequestRequestedNotification);
     });
+    MappingReconcile& reconcile = controller_.mappingReconcile();
+    reconcile.onChange = [this] { reloadReconcile(); };
+    connect(reconcile_, &QPushButton::clicked, this,
+            [this] { controller_.mappingReconcile().begin(); });
+    connect(applyReconcile_, &QPushButton::clicked, this,
+            [this] { controller_.mappingReconcile().apply(); });
+    connect(undoReconcile_, &QPushButton::clicked, this,
+            [this] { controller_.mappingReconcile().undo(); });
     connect(table_, &QTableWidget::cellChanged, this,
             [this](int tableRow, int column) { cellEdited(tableRow, column); });
 
@@ -159,9 +182,24 @@ MappingsWindow::MappingsWindow(MenuBarController& controller)
         }));
     reloadRows();
     reloadBanks();
+    reloadReconcile();
 }
 
-MappingsWindow::~MappingsWindow() = default;
+MappingsWindow::~MappingsWindow() {
+    controller_.mappingReconcile().onChange = nullptr;
+}
+
+void MappingsWindow::reloadReconcile() {
+    const MappingReconcile& reconcile = controller_.mappingReconcile();
+    const bool active = reconcile.state() != MappingReconcile::State::idle || reconcile.canUndo();
+    reconcileStatus_->setVisible(active);
+    reconcileStatus_->setText(QString::fromStdString(reconcile.summary()));
+    const bool ready = reconcile.state() == MappingReconcile::State::ready && reconcile.plan() &&
+                       !reconcile.plan()->proposedRemap.empty();
+    applyReconcile_->setVisible(ready);
+    undoReconcile_->setVisible(reconcile.canUndo());
+    reconcile_->setEnabled(reconcile.state() != MappingReconcile::State::capturing);
+}
 
 int MappingsWindow::tableRowFor(int row) const {
     for (std::size_t i = 0; i < rows_.size(); ++i) {

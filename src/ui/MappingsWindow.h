@@ -22,8 +22,9 @@ class MenuBarController;
 // bank cards. A bank card dropped on a row, or chosen in the picker, is assigned and saved; MIDI
 // cells are edited in place; Play sends a row's mapping ("tessiva.triggerMappingPlayback");
 // "Follow Logic Selection" selects the row of each focus message. A warning shows while saved
-// names differ from Logic's. Every edit goes through MappingsEditor. GUI thread (the main queue)
-// only.
+// names differ from Logic's. "Reconcile Mappings" runs MappingReconcile: two captures, a
+// read-only proposal, Apply and Undo. Every edit goes through MappingsEditor. GUI thread (the main
+// queue) only.
 class MappingsWindow final : public QWidget {
     Q_OBJECT
   public:
@@ -39,6 +40,10 @@ class MappingsWindow final : public QWidget {
     QPushButton& playButton() { return *play_; }
     QCheckBox& followCheckBox() { return *follow_; }
     QLabel& syncWarning() { return *syncWarning_; }
+    QPushButton& reconcileButton() { return *reconcile_; }
+    QPushButton& applyReconcileButton() { return *applyReconcile_; }
+    QPushButton& undoReconcileButton() { return *undoReconcile_; }
+    QLabel& reconcileStatus() { return *reconcileStatus_; }
     // The table row showing Logic row `row`, or -1.
     int tableRowFor(int row) const;
     // Called by "Review Suggested Matches"; the shell opens the review.
@@ -50,6 +55,7 @@ class MappingsWindow final : public QWidget {
     void assignBank(int tableRow, const std::string& bankUUID);
     void cellEdited(int tableRow, int column);
     void followFocus(int row);
+    void reloadReconcile();
 
     MenuBarController& controller_;
     MappingsTable* table_;
@@ -60,6 +66,10 @@ class MappingsWindow final : public QWidget {
     QCheckBox* follow_;
     QLabel* syncWarning_;
     QLabel* status_;
+    QPushButton* reconcile_;
+    QPushButton* applyReconcile_;
+    QPushButton* undoReconcile_;
+    QLabel* reconcileStatus_;
     std::vector<MappingsRow> rows_;
     bool reloading_ = false;
     std::vector<ObserverToken> observations_;

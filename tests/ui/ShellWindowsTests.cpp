@@ -121,6 +121,34 @@ TEST(ShellWindows, PlayAndFollowTheFocusedRow) {
     EXPECT_EQ(window.table().currentRow(), window.tableRowFor(1));
 }
 
+TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    for (int row = 2; row <= 4; ++row) {
+        const std::string name = row == 2 ? "Bass" : row == 3 ? "Drums" : "Strings";
+        ASSERT_TRUE(controller.mappingStore()
+                        .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, row,
+                                                         std::nullopt, 1, name})
+                        .ok());
+    }
+    rig.logic.insertTrack(0, "Click");
+    rig.scheduler.advance(3.0);
+    MappingsWindow& window = rig.shell->mappingsWindow();
+    window.show();
+    window.reconcileButton().click();
+    rig.scheduler.advance(3.0);
+    EXPECT_TRUE(window.reconcileStatus().text().startsWith("Two settled captures agreed on"));
+    ASSERT_TRUE(window.applyReconcileButton().isVisible());
+    window.applyReconcileButton().click();
+    EXPECT_EQ(controller.mappingStore().midiMapping(3)->trackName, "Bass");
+    EXPECT_EQ(controller.mappingStore().midiMapping(5)->trackName, "Strings");
+    EXPECT_FALSE(window.syncWarning().isVisible());
+    ASSERT_TRUE(window.undoReconcileButton().isVisible());
+    window.undoReconcileButton().click();
+    EXPECT_EQ(controller.mappingStore().midiMapping(2)->trackName, "Bass");
+    EXPECT_EQ(rig.logCount("Mapping reconcile undone"), 1u);
+}
+
 TEST(ShellWindows, ReviewWindowStepsAndApplies) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
