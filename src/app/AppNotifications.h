@@ -48,8 +48,8 @@ inline constexpr const char* kHideNavigationExportInvitationNotification =
 // row); the coordinator sends that row's MIDI mapping.
 inline constexpr const char* kTriggerMappingPlaybackNotification = "tessiva.triggerMappingPlayback";
 inline constexpr const char* kMappingPlaybackRowKey = "row";
-// Posted by the events window's recorder controls; the Logic observer starts or ends an AX
-// capture. Start takes kAXFlightRecorderSecondsKey (a number of seconds, default 1).
+// Posted by the events window's recorder controls; the Logic observer arms or stops its flight
+// recorder. Start takes kAXFlightRecorderSecondsKey (a number of seconds, default and at most 45).
 inline constexpr const char* kStopAXFlightRecorderNotification = "tessiva.stopAXFlightRecorder";
 inline constexpr const char* kStartAXFlightRecorderNotification = "tessiva.startAXFlightRecorder";
 inline constexpr const char* kAXFlightRecorderSecondsKey = "seconds";

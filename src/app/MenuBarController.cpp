@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "app/AppNotifications.h"
+#include "app/DirectNavigation.h"
 #include "app/LearnModeStore.h"
 #include "app/MappingReconcile.h"
 #include "app/MappingsEditor.h"
@@ -15,6 +16,7 @@
 #include "app/TrackSelectionRouter.h"
 #include "autoassign/AutoAssignCoordinator.h"
 #include "logic/LogicObserver.h"
+#include "logic/LogicTempoBridge.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileLibrary.h"
 #include "mapping/MappingStore.h"
@@ -37,8 +39,9 @@ namespace {
 
 // How often the Logic status line is brought up to date.
 constexpr double kStatusRefreshInterval = 2.0;
-// "Start AX Capture (1s)" and a recorder start that names no length.
-constexpr double kDefaultAXCaptureSeconds = 1.0;
+// "Start AX Capture (1s)": a burst around one click; the events window's recorder runs until
+// stopped, at most the recorder's limit.
+constexpr double kMenuAXCaptureSeconds = 1.0;
 
 }  // namespace
 
@@ -128,6 +131,9 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     logicObserver_ = std::make_unique<LogicObserver>(LogicObserver::Dependencies{
         dispatcher_, services_.accessibility, services_.input, notifications_, console_});
     logicWindow_ = std::make_unique<LogicWindow>(services_.accessibility, *logicObserver_);
+    tempoBridge_ = std::make_unique<LogicTempoBridge>(
+        LogicTempoBridge::Dependencies{dispatcher_, services_.accessibility,
+                                       [this](double bpm) { discovery_->sendLogicTempo(bpm); }});
 
     stages_ = std::make_unique<SelectionStageRecorder>(dispatcher_.clock());
     repairState_ = std::make_unique<NoPendingStructuralRepair>();
@@ -139,6 +145,9 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
     router_ = std::make_unique<TrackSelectionRouter>(TrackSelectionRouter::Dependencies{
         main, dispatcher_.clock(), console_, notifications_, *log_, *mappingStore_, *learnStore_,
         *midiRelay_, *oscManager_, *discovery_, *projectTracker_, *repairState_, *stages_});
+    directNavigation_ = std::make_unique<DirectNavigation>(
+        DirectNavigation::Dependencies{services_.accessibility, console_, *log_, *mappingStore_,
+                                       *projectTracker_, *logicObserver_, *router_, *discovery_});
 
     autoAssign_ = std::make_unique<AutoAssignCoordinator>(
         AutoAssignCoordinator::Dependencies{main, notifications_, console_, *log_, *mappingStore_,
@@ -167,6 +176,7 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
 
 MenuBarController::~MenuBarController() {
     statusTimer_.stop();
+    tempoBridge_.reset();
     if (projectTracker_)
         projectTracker_->stop();
     if (logicObserver_) {
@@ -207,10 +217,15 @@ void MenuBarController::observeNotifications() {
     observerTokens_.push_back(notifications_.addObserver(
         std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
         [this](const Notification& notification) {
+            const bool wasConnected = isIpadHandshakeConnected_;
             isIpadHandshakeConnected_ = notification.userInfo.boolean("connected").value_or(false);
             connectedIpadDeviceName_ = isIpadHandshakeConnected_
                                            ? notification.userInfo.string("remoteDeviceName")
                                            : std::nullopt;
+            // A tempo read while no iPad listened is not read again until it changes.
+            const auto tempo = tempoBridge_->storedTempo();
+            if (tempo && isIpadHandshakeConnected_ && !wasConnected)
+                discovery_->sendLogicTempo(*tempo);
             refreshMenu();
         }));
     observeWindowRequests();
@@ -233,8 +248,13 @@ void MenuBarController::start() {
     discovery_->start(options_.listenPort);
     logicObserver_->start();
     projectTracker_->start();
+    tempoBridge_->start();
+    directNavigation_->refreshMode();
     statusTimer_.start(dispatcher_.mainQueue(), kStatusRefreshInterval, kStatusRefreshInterval,
-                       [this] { refreshMenu(); });
+                       [this] {
+                           directNavigation_->refreshMode();
+                           refreshMenu();
+                       });
     refreshMenu();
 }
 
@@ -326,7 +346,7 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             wouldOpen("The Events window");
             break;
         case MenuCommand::startAXCapture:
-            logicObserver_->beginAXCapture(kDefaultAXCaptureSeconds);
+            logicObserver_->beginAXCapture(kMenuAXCaptureSeconds, "menu-1s");
             logMenu("AX capture started", "Capturing Logic Accessibility traffic for 1 second.");
             break;
         case MenuCommand::selectLearnModeOff:
@@ -459,8 +479,9 @@ void MenuBarController::observeWindowRequests() {
     observe(kClearEventsLogNotification, [this](const Notification&) { log_->clear(); });
     observe(kStartAXFlightRecorderNotification, [this](const Notification& notification) {
         const double seconds = notification.userInfo.get<double>(kAXFlightRecorderSecondsKey)
-                                   .value_or(kDefaultAXCaptureSeconds);
-        logicObserver_->beginAXCapture(seconds > 0 ? seconds : kDefaultAXCaptureSeconds);
+                                   .value_or(AXSelectionRaceSnoop::kMaximumSeconds);
+        logicObserver_->beginAXCapture(
+            seconds > 0 ? seconds : AXSelectionRaceSnoop::kMaximumSeconds, "events-window");
     });
     observe(kStopAXFlightRecorderNotification,
             [this](const Notification&) { logicObserver_->endAXCapture(); });
@@ -470,7 +491,7 @@ void MenuBarController::handleLinkRequest(const LinkRequest& request) {
     if (const auto* learn = std::get_if<BankLearnRequest>(&request.request)) {
         handleBankLearnRequest(*learn);
     } else if (const auto* direct = std::get_if<DirectNavigationRequest>(&request.request)) {
-        handleDirectNavigationRequest(*direct);
+        directNavigation_->handle(*direct);
     }
     // Runs, articulation-set acknowledgements and navigation exports belong to features that
     // are not in this build; their notifications are still posted for observers.
@@ -500,24 +521,6 @@ void MenuBarController::handleBankLearnRequest(const BankLearnRequest& request) 
     logMenu("Bank learned",
             fmt::format("Track {} \"{}\" now focuses bank {} ({}).", selection->index,
                         mapping.trackName, mapping.bankName, bankUUID));
-}
-
-void MenuBarController::handleDirectNavigationRequest(const DirectNavigationRequest& request) {
-    const std::vector<int> rows = mappingStore_->rowsMappedTo(request.bankUUID);
-    if (rows.empty()) {
-        logMenu("Direct navigation failed",
-                "No Logic track is mapped to bank " + request.bankUUID + ".");
-        return;
-    }
-    const auto mapping = mappingStore_->bankMapping(rows.front());
-    router_->beginDirectNavigation(
-        request, rows.front(),
-        mapping ? std::optional<std::string>(mapping->trackName) : std::nullopt);
-    // Selecting a track in Logic on request needs the Accessibility actions that this build does
-    // not perform yet; the iPad is told at once rather than after the time-out.
-    router_->completeDirectNavigation(false,
-                                      "Selecting a Logic track on request is not available in "
-                                      "this build.");
 }
 
 }  // namespace tessiva

@@ -22,9 +22,11 @@ class AutoAssignCoordinator;
 class ConnectionSoundPlayer;
 class Console;
 class DebugLogStore;
+class DirectNavigation;
 class Dispatcher;
 class InputEventPort;
 class LearnModeStore;
+class LogicTempoBridge;
 class LogicObserver;
 class MIDIRelay;
 class MIDIService;
@@ -159,7 +161,6 @@ class MenuBarController final : public LinkRequestHandler {
     // The requests the windows post by name (AppNotifications.h).
     void observeWindowRequests();
     void handleBankLearnRequest(const BankLearnRequest& request);
-    void handleDirectNavigationRequest(const DirectNavigationRequest& request);
     void refreshMenu();
     void wouldOpen(const std::string& what);
     void showAlertIfFailed(const ProfileActionResult& result);
@@ -186,6 +187,8 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<StructuralRepairState> repairState_;
     std::unique_ptr<SelectionStageRecorder> stages_;
     std::unique_ptr<TrackSelectionRouter> router_;
+    std::unique_ptr<DirectNavigation> directNavigation_;
+    std::unique_ptr<LogicTempoBridge> tempoBridge_;
     std::unique_ptr<MirroredMIDIForwarder> mirroredMIDIForwarder_;
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;

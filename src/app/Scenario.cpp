@@ -139,7 +139,11 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
             break;
         }
         case A::tempo:
-            step.number = requireNumber(json, "bpm", where);
+            // Text stands for a slider Logic shows as text, such as "120 " or garbage.
+            if (const auto bpm = json.find("bpm"); bpm != json.end() && bpm->is_string())
+                step.text = bpm->get<std::string>();
+            else
+                step.number = requireNumber(json, "bpm", where);
             break;
         case A::say:
             step.text = requireString(json, "text", where);

@@ -43,7 +43,7 @@ struct Scenario {
         setFrontmost,  // value (bool)
         quit,
         relaunch,
-        tempo,  // bpm
+        tempo,  // bpm (number), or the slider's text (text)
         say,    // text: a line for the transcript
         undo,
         redo,

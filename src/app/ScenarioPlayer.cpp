@@ -125,8 +125,13 @@ void ScenarioPlayer::perform(const Scenario::Step& step) {
             logic_.relaunch();
             break;
         case A::tempo:
-            tell(fmt::format("set tempo {:g} bpm", step.number));
-            logic_.setTempo(step.number);
+            if (!step.text.empty()) {
+                tell(fmt::format("set tempo text \"{}\"", step.text));
+                logic_.setTempoText(step.text);
+            } else {
+                tell(fmt::format("set tempo {:g} bpm", step.number));
+                logic_.setTempo(step.number);
+            }
             break;
         case A::say:
             tell(step.text);

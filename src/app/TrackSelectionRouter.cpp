@@ -342,8 +342,8 @@ void TrackSelectionRouter::updateTrackSnapshot(RowMap snapshot) {
     mostRecentLogicTrackSnapshot_ = std::move(snapshot);
 }
 
-void TrackSelectionRouter::beginDirectNavigation(DirectNavigationRequest request, int row,
-                                                 std::optional<std::string> trackName) {
+std::uint64_t TrackSelectionRouter::beginDirectNavigation(DirectNavigationRequest request, int row,
+                                                          std::optional<std::string> trackName) {
     if (pendingDirectNavigationRequest_) {
         completeDirectNavigation(false, "Superseded by a newer direct navigation request.");
     }
@@ -359,6 +359,14 @@ void TrackSelectionRouter::beginDirectNavigation(DirectNavigationRequest request
             completeDirectNavigation(false, "Logic did not report the selection of track " +
                                                 std::to_string(row) + " in time.");
         });
+    return number;
+}
+
+void TrackSelectionRouter::refuseDirectNavigation(const DirectNavigationRequest& request,
+                                                  const std::string& message) {
+    sendDirectNavigationResult(request, 0, false, message);
+    note("Direct navigation failed",
+         message + " requestID=" + request.requestID + " bank=" + request.bankUUID);
 }
 
 void TrackSelectionRouter::completeDirectNavigation(bool success, const std::string& message,

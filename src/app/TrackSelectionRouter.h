@@ -30,12 +30,13 @@ class SelectionStageRecorder;
 class StructuralRepairState;
 
 inline constexpr const char* kFocusEventSentNotification = "tessivaFocusEventSent";
-// Arguments: s request ID, s bank UUID, s outcome ("success" or "failure"), i Logic track index,
-// s the message for the user.
+// Arguments: s request ID, s bank UUID, s outcome ("success" or "failure"), i Logic track index
+// (0 when no track was chosen), s the message for the user.
 inline constexpr std::string_view kDirectNavigationResultAddress =
     "/tessiva/navigation/direct/result";
-// How long Logic has to report a requested selection before the iPad is told it failed.
-inline constexpr double kDirectNavigationTimeoutSeconds = 3.0;
+// How long Logic has to select and report a requested track before the iPad is told it failed:
+// room for three selection attempts of 0.8 s each and Logic's 0.35 s publishing lag.
+inline constexpr double kDirectNavigationTimeoutSeconds = 4.0;
 
 // Decides, for each Logic track selection, whether it may drive output, and sends it: the
 // row's "/tessiva/bank/focus" to the active iPad and the row's Program Change or Note through the
@@ -88,8 +89,14 @@ class TrackSelectionRouter {
 
     // The iPad asked for `row` to be selected in Logic; the caller has started the selection.
     // A still-pending earlier request fails as superseded.
-    void beginDirectNavigation(DirectNavigationRequest request, int row,
-                               std::optional<std::string> trackName);
+    // Returns the request's number, for isCurrentDirectNavigation.
+    std::uint64_t beginDirectNavigation(DirectNavigationRequest request, int row,
+                                        std::optional<std::string> trackName);
+    bool isCurrentDirectNavigation(std::uint64_t number) const {
+        return pendingDirectNavigationRequest_ && number == directNavigationRequestNumber_;
+    }
+    // Answers a request that never became pending (no mapped track, another project's profile).
+    void refuseDirectNavigation(const DirectNavigationRequest& request, const std::string& message);
     // Completes the pending navigation (no-op when none is pending). `observed` is the selection
     // that confirmed it, when one did.
     void completeDirectNavigation(bool success, const std::string& message,

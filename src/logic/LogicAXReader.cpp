@@ -308,6 +308,12 @@ AXElement LogicAXReader::freshHandle(const TrackListAnchor& list, bool* gone) co
     return {};
 }
 
+AXElement LogicAXReader::freshListHandle(const TrackListAnchor& list, bool* gone) const {
+    if (!list.element || !list.refetchBeforeRead)
+        return list.element;
+    return freshHandle(list, gone);
+}
+
 LogicAXReader::SelectionRead LogicAXReader::readSelectionDetailed(
     const TrackListAnchor& list, const AXElement& unchangedIf) const {
     SelectionRead read;

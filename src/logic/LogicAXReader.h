@@ -132,6 +132,9 @@ class LogicAXReader {
                                  AXSearchLimits limits = kSnapshotWalkLimits) const;
     // False when the element is gone (the port reports it invalid).
     bool exists(const AXElement& element) const;
+    // The list through a handle fetched now when it needs one (Logic 12's rail), else the
+    // anchored element; empty and `gone` set when the list has left its window.
+    AXElement freshListHandle(const TrackListAnchor& list, bool* gone) const;
 
   private:
     // A handle on the list fetched now; empty when the list is gone.

@@ -23,6 +23,14 @@ LogicObserver::LogicObserver(Dependencies dependencies)
                   [this](const AXElement& element, const std::string& name) {
                       handleNotification(element, name);
                   }),
+      direct_(
+          context_,
+          [this](double at) {
+              // Logic 12 posts nothing for it: watch for the selection as after a click.
+              if (!context_.isQuarantined())
+                  selection_.gestureStarted(SelectionGesture::directSelection, at);
+          },
+          [this](const TrackListAnchor& anchor) { attachment_.adoptList(anchor, true); }),
       selectionSettleDelay(selection_.selectionSettleDelay),
       selectionPollInterval(selection_.selectionPollInterval),
       selectionPollMaxAttempts(selection_.selectionPollMaxAttempts) {
@@ -68,16 +76,19 @@ void LogicObserver::handleNotification(const AXElement& element, const std::stri
     if (context_.isQuarantined())
         return;
     const bool capture = context_.refreshCapture(at);
-    context_.flightNotification(name, at);
+    context_.flightNotification(name, element, at);
     const bool frontmost = context_.logicFrontmost();
     if (frontmost && context_.isPointerDragActive() && !capture)
         return;
     if (name == ax::kLayoutChanged) {
+        context_.flightNotificationDetail("route=structural-snapshot");
         publisher_.scheduleStructuralSnapshot(ax::kLayoutChanged);
         return;
     }
     if (!frontmost && !capture)
         return;
+    context_.flightNotificationDetail(std::string("route=selection frontmost=") +
+                                      (frontmost ? "yes" : "no"));
     selection_.handleNotification(element, name, at, capture);
 }
 
@@ -102,8 +113,13 @@ void LogicObserver::refreshSelection(std::string trigger) {
     selection_.refreshSelection(std::move(trigger));
 }
 
-void LogicObserver::beginAXCapture(double seconds) {
-    context_.beginCapture(seconds);
+void LogicObserver::selectTrack(int number, std::optional<std::string> expectedName,
+                                DirectTrackSelection::Completion completion) {
+    direct_.select(number, std::move(expectedName), std::move(completion));
+}
+
+void LogicObserver::beginAXCapture(double seconds, const std::string& label) {
+    context_.beginCapture(label, seconds);
 }
 
 void LogicObserver::endAXCapture() {

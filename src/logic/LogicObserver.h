@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "logic/DirectTrackSelection.h"
 #include "logic/LogicAttachment.h"
 #include "logic/ModalDeadlines.h"
 #include "logic/ModalQuarantine.h"
@@ -24,16 +25,16 @@
 namespace tessiva {
 
 // Watches Logic Pro through the Accessibility port, as the coordinator's one view of Logic. It
-// is made of four parts that share an ObservationContext: LogicAttachment (finding Logic and
+// is made of five parts that share an ObservationContext: LogicAttachment (finding Logic and
 // anchoring its track list), SelectionTracker (turning notifications, clicks and arrow keys into
 // TrackSelection events), TrackListPublisher (track-list snapshots, published as
-// "tessiva.trackListSnapshotUpdated") and ModalQuarantine (keeping reads away from Logic's modal
-// dialogs). This class routes notifications and input between them and offers the coordinator
-// one interface. Main queue; reads run on the serial queues "tessiva.logic.selection" and
-// "tessiva.logic.structure", and the pending-read token lives on
-// "tessiva.logic.selection.state". Tests drive it with SimulatedLogic on a VirtualScheduler.
-// Destroy it on the main queue, never from inside one of its callbacks: the destructor waits for
-// work already running on its queues.
+// "tessiva.trackListSnapshotUpdated"), ModalQuarantine (keeping reads away from Logic's modal
+// dialogs) and DirectTrackSelection (selecting a track on the iPad's request). This class routes
+// notifications and input between them and offers the coordinator one interface. Main queue;
+// reads run on the serial queues "tessiva.logic.selection" and "tessiva.logic.structure", and the
+// pending-read token lives on "tessiva.logic.selection.state". Tests drive it with SimulatedLogic
+// on a VirtualScheduler. Destroy it on the main queue, never from inside one of its callbacks:
+// the destructor waits for work already running on its queues.
 class LogicObserver {
   public:
     // A hashable key for an element: its identity (the element's hash on macOS).
@@ -77,9 +78,18 @@ class LogicObserver {
     // One tick of the rescan timer.
     void rescan();
 
-    // Flight-recorder capture window: relaxes the frontmost and dedupe filters.
-    void beginAXCapture(double seconds);
+    // Selects Logic track `number` on the iPad's request (refused when its name is not
+    // `expectedName`) and reports how, or why not, on the main queue. Logic's own report of the
+    // new selection then comes through onTrackSelection. Main queue.
+    void selectTrack(int number, std::optional<std::string> expectedName,
+                     DirectTrackSelection::Completion completion);
+
+    // Arms the flight recorder (AXSelectionRaceSnoop) for `seconds` (at most 45): it records
+    // each click and up/down key with what follows, and relaxes the frontmost and dedupe
+    // filters meanwhile. Ending it, or a modal quarantine, posts "AX flight recorder stopped".
+    void beginAXCapture(double seconds, const std::string& label = "menu");
     void endAXCapture();
+    bool isAXCaptureRunning() const { return context_.refreshCapture(context_.now()); }
 
     // State, for the coordinator and tests. Main queue.
     bool isAttached() const { return attachment_.isAttached(); }
@@ -132,6 +142,7 @@ class LogicObserver {
     SelectionTracker selection_;
     ModalQuarantine quarantine_;
     LogicAttachment attachment_;
+    DirectTrackSelection direct_;
     RepeatingTimer rescanTimer_;
 
   public:

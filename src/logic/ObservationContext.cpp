@@ -2,20 +2,11 @@
 
 #include <cstdio>
 
+#include "platform/ax/AXNames.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 
 namespace tessiva {
-
-namespace {
-
-std::string seconds3(double seconds) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.3f", seconds);
-    return buffer;
-}
-
-}  // namespace
 
 ObservationContext::ObservationContext(Dependencies dependencies)
     : dispatcher(dependencies.dispatcher),
@@ -62,11 +53,6 @@ bool ObservationContext::isPointerDragActive() const {
     return pointerDragActive_;
 }
 
-bool ObservationContext::captureRunning() const {
-    std::lock_guard lock(mutex_);
-    return captureActive_;
-}
-
 bool ObservationContext::isQuarantined() const {
     std::lock_guard lock(modalStateLock_);
     return deadlines_.isQuarantined(now());
@@ -97,55 +83,87 @@ void ObservationContext::setPointerDragActive(bool active) {
     pointerDragActive_ = active;
 }
 
-void ObservationContext::beginCapture(double seconds) {
+AXSelectionRaceSnoop* ObservationContext::snoop() const {
     std::lock_guard lock(mutex_);
-    captureActive_ = true;
-    captureStartTime_ = now();
-    captureEndTime_ = captureStartTime_ + seconds;
-    captureEventCounter_ = 0;
+    return snoop_.get();
+}
+
+void ObservationContext::beginCapture(const std::string& label, double seconds) {
+    AXSelectionRaceSnoop* recorder = snoop();
+    if (!recorder) {
+        auto made = std::make_unique<AXSelectionRaceSnoop>(AXSelectionRaceSnoop::Dependencies{
+            dispatcher, input, notifications, [this] { return logicFrontmost(); }});
+        made->appElementProvider = [this] { return appElement(); };
+        // By identity: reading it would cost Logic a read per notification and delay the
+        // observer's own reads; the polls say what the elements resolve to.
+        made->describeElement = [](const AXElement& element) {
+            char identity[24];
+            std::snprintf(identity, sizeof identity, "0x%llx",
+                          static_cast<unsigned long long>(element.identity()));
+            return std::string(identity);
+        };
+        made->resolveElement = [this](const AXElement& application) {
+            return reader.resolveToTrack(reader.element(application, ax::kFocusedUIElement),
+                                         kFocusedAncestorsResolved);
+        };
+        made->readListSelection = [this]() -> std::optional<TrackSelection> {
+            const TrackListAnchor list = anchor();
+            if (!list)
+                return std::nullopt;
+            return reader.readSelection(list);
+        };
+        made->resolvePoint = [this](AXPoint point) -> std::optional<TrackSelection> {
+            const TrackListAnchor list = anchor();
+            bool gone = false;
+            const AXElement handle = list ? reader.freshListHandle(list, &gone) : AXElement();
+            for (const AXElement& row : reader.elements(handle, ax::kChildren)) {
+                const auto frame = reader.frame(row);
+                if (frame && frame->contains(point))
+                    return reader.selectionFromHeader(row, list.headers);
+            }
+            return std::nullopt;
+        };
+        std::lock_guard lock(mutex_);
+        snoop_ = std::move(made);
+        recorder = snoop_.get();
+    }
+    recorder->arm(label, seconds);
 }
 
 void ObservationContext::endCapture() {
-    std::lock_guard lock(mutex_);
-    captureActive_ = false;
+    if (AXSelectionRaceSnoop* recorder = snoop())
+        recorder->stop();
 }
 
-bool ObservationContext::refreshCapture(double at) {
-    std::lock_guard lock(mutex_);
-    if (captureActive_ && at >= captureEndTime_)
-        captureActive_ = false;
-    return captureActive_;
+bool ObservationContext::refreshCapture(double at) const {
+    AXSelectionRaceSnoop* recorder = snoop();
+    return recorder && recorder->refresh(at);
+}
+
+bool ObservationContext::captureRunning() const {
+    AXSelectionRaceSnoop* recorder = snoop();
+    return recorder && recorder->refresh(now());
 }
 
 double ObservationContext::captureStartTime() const {
-    std::lock_guard lock(mutex_);
-    return captureStartTime_;
+    AXSelectionRaceSnoop* recorder = snoop();
+    return recorder ? recorder->startTime() : 0;
 }
 
 void ObservationContext::flightDecision(const std::string& stage, const std::string& detail) {
-    std::uint64_t sequence = 0;
-    {
-        std::lock_guard lock(mutex_);
-        if (!captureActive_)
-            return;
-        sequence = ++captureEventCounter_;
-    }
-    postDebugEvent(notifications, "AX flight decision #" + std::to_string(sequence),
-                   "race=0 stage=" + stage + " name=" + detail);
+    if (AXSelectionRaceSnoop* recorder = snoop())
+        recorder->recordDecision(stage, detail);
 }
 
-void ObservationContext::flightNotification(const std::string& signal, double at) {
-    std::uint64_t sequence = 0;
-    double start = 0;
-    {
-        std::lock_guard lock(mutex_);
-        if (!captureActive_)
-            return;
-        sequence = ++captureEventCounter_;
-        start = captureStartTime_;
-    }
-    postDebugEvent(notifications, "AX flight notification #" + std::to_string(sequence),
-                   "race=0 signal=" + signal + " elapsed=+" + seconds3(at - start) + "s");
+void ObservationContext::flightNotification(const std::string& signal, const AXElement& element,
+                                            double at) {
+    if (AXSelectionRaceSnoop* recorder = snoop())
+        recorder->recordNotification(signal, element, at);
+}
+
+void ObservationContext::flightNotificationDetail(const std::string& detail) {
+    if (AXSelectionRaceSnoop* recorder = snoop())
+        recorder->recordNotificationDetail(detail);
 }
 
 }  // namespace tessiva

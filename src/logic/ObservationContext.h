@@ -6,6 +6,7 @@
 #include <shared_mutex>
 #include <string>
 
+#include "logic/AXSelectionRaceSnoop.h"
 #include "logic/LogicAXReader.h"
 #include "logic/ModalDeadlines.h"
 #include "logic/TrackSelection.h"
@@ -69,15 +70,17 @@ class ObservationContext {
     void setLastSelection(std::optional<TrackSelection> selection);
     void setPointerDragActive(bool active);
 
-    // The flight-recorder capture window.
-    void beginCapture(double seconds);
+    // The flight recorder (AXSelectionRaceSnoop), made on first use. Begin and end on the main
+    // queue; the rest from any queue.
+    void beginCapture(const std::string& label, double seconds);
     void endCapture();
-    // Ends a capture whose window has passed; returns whether one still runs.
-    bool refreshCapture(double at);
+    // Whether a capture runs at `at` (its time limit passed: no).
+    bool refreshCapture(double at) const;
     double captureStartTime() const;
-    // Posts "AX flight decision #n" while a capture runs.
+    // "AX flight decision #n", "AX flight notification #n" and its detail, while a capture runs.
     void flightDecision(const std::string& stage, const std::string& detail);
-    void flightNotification(const std::string& signal, double at);
+    void flightNotification(const std::string& signal, const AXElement& element, double at);
+    void flightNotificationDetail(const std::string& detail);
 
     Dispatcher& dispatcher;
     AccessibilityPort& ax;
@@ -101,6 +104,11 @@ class ObservationContext {
     std::optional<int> lastObservedArrangeVisibleRowCount;
 
   private:
+    AXSelectionRaceSnoop* snoop() const;
+
+    // How far up from the focused element a recorder poll looks for a track.
+    static constexpr int kFocusedAncestorsResolved = 6;
+
     struct LifeGuard {
         std::shared_mutex mutex;
         bool alive = true;
@@ -113,10 +121,7 @@ class ObservationContext {
     TrackListAnchor anchor_;
     std::optional<TrackSelection> lastSelection_;
     bool pointerDragActive_ = false;
-    bool captureActive_ = false;
-    double captureStartTime_ = 0;
-    double captureEndTime_ = 0;
-    std::uint64_t captureEventCounter_ = 0;
+    std::unique_ptr<AXSelectionRaceSnoop> snoop_;
 
     mutable std::mutex modalStateLock_;
     ModalDeadlines deadlines_;

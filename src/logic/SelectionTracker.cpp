@@ -27,6 +27,8 @@ std::string gestureTrigger(SelectionGesture gesture) {
             return "keyboard-down/arrange-selected-row";
         case SelectionGesture::arrowUp:
             return "keyboard-up/arrange-selected-row";
+        case SelectionGesture::directSelection:
+            return "direct-selection";
         case SelectionGesture::notification:
             break;
     }
@@ -293,7 +295,8 @@ void SelectionTracker::openWatch(SelectionGesture gesture, double at) {
     double delay = settle.nextReadDelay(0, watch_.expectedLag);
     // A click's first read is the probe of the gesture guard; a notification's own read goes
     // first.
-    if (gesture == SelectionGesture::click || gesture == SelectionGesture::notification)
+    if (gesture == SelectionGesture::click || gesture == SelectionGesture::notification ||
+        gesture == SelectionGesture::directSelection)
         delay = std::max(delay, settle.firstClickRead);
     else if (watch_.expectedLag - settle.denseLead <= 0)
         delay = 0;  // arrow keys in a Logic that answers at once: read now

@@ -15,7 +15,8 @@
 namespace tessiva {
 
 // What starts a watch for a changed selection.
-enum class SelectionGesture { click, arrowDown, arrowUp, notification };
+// `directSelection`: the observer itself selected a track on request.
+enum class SelectionGesture { click, arrowDown, arrowUp, notification, directSelection };
 
 // Turns Logic's notifications, clicks and arrow keys into TrackSelection events: schedules reads
 // of the anchored list on the selection queue, tells a changed selection from a stale one, and

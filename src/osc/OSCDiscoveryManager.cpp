@@ -1,6 +1,9 @@
 #include "osc/OSCDiscoveryManager.h"
 
+#include <cmath>
+
 #include "osc/ActivationEventSource.h"
+#include "osc/OSCManager.h"
 #include "osc/link/InboundDispatcher.h"
 #include "osc/link/MirroredMIDIIngress.h"
 #include "osc/link/WorkspaceReceiver.h"
@@ -155,6 +158,18 @@ void OSCDiscoveryManager::setLinkRequestHandler(LinkRequestHandler* handler) {
 
 void OSCDiscoveryManager::setDirectNavigationMode(DirectNavigationMode mode) {
     onQueue([this, mode = std::move(mode)] { peerLink_->setDirectNavigationMode(mode); });
+}
+
+void OSCDiscoveryManager::sendLogicTempo(double bpm) {
+    if (!std::isfinite(bpm))
+        return;
+    onQueue([this, bpm] {
+        const auto peer = peerLink_->activePeerEndpoint();
+        if (!peerLink_->isHandshakeConnected() || !peer)
+            return;
+        context_.services.sender.send(peer->host, peer->port, kLogicTempoAddress,
+                                      {OSCArgument::float32(static_cast<float>(bpm))});
+    });
 }
 
 void OSCDiscoveryManager::requestWorkspaceSnapshot(std::string reason) {

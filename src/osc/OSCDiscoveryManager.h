@@ -51,6 +51,7 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     static constexpr std::string_view kServiceType = "_tessiva-osc._udp";
     static constexpr std::string_view kServiceName = "Tessiva Focus";
     static constexpr std::string_view kHandshakeStatusChanged = "tessiva.oscHandshakeStatusChanged";
+    static constexpr std::string_view kLogicTempoAddress = "/tessiva/logic/tempo";
 
     static constexpr std::string_view kPeerDiscovered = "OSCDiscoveryManager.PeerDiscovered";
     static constexpr std::string_view kPeerLost = "OSCDiscoveryManager.PeerLost";
@@ -93,6 +94,9 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     // Whether the iPad may ask for direct navigation; sent on connect and on every change.
     void setDirectNavigationMode(DirectNavigationMode mode);
 
+    // Logic's tempo for the connected iPad: "/tessiva/logic/tempo" with f beats per minute. Sent
+    // only when finite and while an iPad is connected (any thread).
+    void sendLogicTempo(double bpm);
     // Unconditional request to the active peer (any thread).
     void requestWorkspaceSnapshot(std::string reason);
     // Asks the active peer for its navigation export (any thread).

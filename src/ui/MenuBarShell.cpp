@@ -1,5 +1,6 @@
 #include "ui/MenuBarShell.h"
 
+#include <QCursor>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QMenu>
@@ -74,6 +75,15 @@ void MenuBarShell::buildStatusItem(StatusItemKind kind) {
         trayIcon_ = std::make_unique<QSystemTrayIcon>(statusItemIcon());
         trayIcon_->setToolTip("Tessiva Focus");
         trayIcon_->setContextMenu(&statusMenu_->menu());
+#ifndef Q_OS_MACOS
+        // A plain click opens the menu too, as a menu-bar item does (Linux trays only send the
+        // context menu on a right click; macOS already opens it on any click).
+        connect(trayIcon_.get(), &QSystemTrayIcon::activated, this,
+                [this](QSystemTrayIcon::ActivationReason reason) {
+                    if (reason == QSystemTrayIcon::Trigger)
+                        statusMenu_->menu().popup(QCursor::pos());
+                });
+#endif
         trayIcon_->show();
         return;
     }

@@ -6,10 +6,12 @@
 #include "RecordingUdpTransport.h"
 #include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
+#include "app/DirectNavigation.h"
 #include "app/LearnModeStore.h"
 #include "app/MenuCommandRunner.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/TrackSelectionRouter.h"
+#include "logic/LogicObserver.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
@@ -244,6 +246,16 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     rig.logic.clickTrack(4);
     rig.scheduler.advance(1.0);
     EXPECT_EQ(loggedWithTitle(controller, "AX flight decision"), during);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder armed"), 1u);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder stopped"), 1u);
+
+    // The menu's burst arms the recorder for one second.
+    controller.perform(MenuCommand::startAXCapture);
+    rig.scheduler.advance(0.5);
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(0.7);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder stopped"), 2u);
+    EXPECT_EQ(loggedWithTitle(controller, "AX flight interaction started"), 2u);
 
     // Clear empties the event log.
     rig.notifications.post(kClearEventsLogNotification);
@@ -275,6 +287,70 @@ TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
     const auto onDisk = MappingProfileFile::read(rig.folder / "Song.json");
     ASSERT_TRUE(onDisk.snapshot.has_value());
     EXPECT_EQ(onDisk.snapshot->oscBankFocusMappingsByTrackIndex.count(2), 1u);
+}
+
+TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
+    const std::map<int, std::string> shown = {{1, "A"}, {4, "Strings"}, {8, "Horn"}};
+    EXPECT_EQ(chooseDirectNavigationRow({}, shown), std::nullopt);
+    EXPECT_EQ(chooseDirectNavigationRow({8, 4}, shown), 4);
+    EXPECT_EQ(chooseDirectNavigationRow({6, 8}, shown), 8);  // 6 is hidden in a stack
+    EXPECT_EQ(chooseDirectNavigationRow({7, 6}, shown), 6);  // none shown: the lowest says why
+}
+
+TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
+    // The latest direct-navigation entry of the event log.
+    auto lastEntry = [](MenuBarController& controller) {
+        const auto& entries = controller.log().entries().value();
+        for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
+            if (it->title.rfind("Direct navigation", 0) == 0)
+                return it->title + ": " + it->detail.value_or("");
+        }
+        return std::string();
+    };
+    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
+    auto map = [](MenuBarController& controller, int row, const std::string& name) {
+        OSCBankFocusMapping mapping;
+        mapping.trackIndex = row;
+        mapping.trackName = name;
+        mapping.bankUUID = "B-1";
+        mapping.bankName = "Legato";
+        ASSERT_TRUE(controller.mappingStore().setBankMapping(row, mapping).ok());
+    };
+    {
+        SCOPED_TRACE("another project's profile is never used to navigate");
+        CoordinatorRig rig;
+        MenuBarController& controller = rig.start();
+        map(controller, 4, "Strings");
+        controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-1", "B-1", {}}});
+        rig.scheduler.advance(1.0);
+        EXPECT_NE(lastEntry(controller)
+                      .find("Direct navigation failed: Logic project song does "
+                            "not match the loaded mappings profile key"),
+                  std::string::npos)
+            << lastEntry(controller);
+        EXPECT_TRUE(rig.logic.selectedTrackNumbers().empty());
+    }
+    CoordinatorRig rig;
+    rig.writeProfile("Song.json");
+    MenuBarController& controller = rig.start();
+    map(controller, 4, "Strings");
+    map(controller, 5, "Choir");
+    controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-2", "B-9", {}}});
+    rig.scheduler.advance(0.1);
+    EXPECT_EQ(lastEntry(controller),
+              "Direct navigation failed: No Logic track is mapped to bank B-9. requestID=R-2 "
+              "bank=B-9");
+
+    controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-3", "B-1", {}}});
+    rig.scheduler.advance(2.0);
+    EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{4}));
+    EXPECT_EQ(lastEntry(controller),
+              "Direct navigation confirmed: Logic's normal selection observer confirmed the mapped "
+              "track. requestID=R-3 -> track 4");
+    // Confirmed without any bank focus: the iPad already shows the bank.
+    for (const auto& title : rig.stageTitles())
+        EXPECT_NE(title, "bank/send-attempted");
+    EXPECT_EQ(controller.router().lastHandledSelection()->index, 4);
 }
 
 TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {

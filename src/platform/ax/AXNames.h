@@ -67,5 +67,6 @@ inline constexpr const char* kSelectedRowsChanged = "AXSelectedRowsChanged";
 inline constexpr const char* kRowCountChanged = "AXRowCountChanged";
 inline constexpr const char* kLayoutChanged = "AXLayoutChanged";
 inline constexpr const char* kTitleChanged = "AXTitleChanged";
+inline constexpr const char* kUIElementDestroyed = "AXUIElementDestroyed";
 
 }  // namespace tessiva::ax

@@ -27,6 +27,7 @@ void SimulatedLogic::buildLogic10Window() {
     slider_ = tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt,
                          simulated_logic_texts::tempo(options_.locale));
     tree_.at(slider_).value = tempo_;
+    tree_.at(slider_).valueDescription = simulated_logic_texts::tempoDescription(tempo_);
     tree_.make(NodeKind::button, ax::kRoleButton, controlBar, std::nullopt, "Play");
     tree_.make(NodeKind::button, ax::kRoleButton, controlBar, std::nullopt, "Record");
     if (options_.decoyTracksHeaderTable) {

@@ -327,6 +327,9 @@ void SimulatedLogic::quit() {
     std::lock_guard lock(mutex_);
     if (!running_)
         return;
+    // Observers of the control bar hear it go.
+    queueNotification(slider_, ax::kUIElementDestroyed);
+    deliverPending();
     running_ = false;
     pid_ = 0;
     mixerOpen_ = mixerFocused_ = false;

@@ -134,7 +134,11 @@ class SimulatedLogic final : public AccessibilityPort {
     // A plug-in editor window (an AXDialog titled with the track's name) over the main window.
     void openPluginWindow(int number);
     void closePluginWindow();
+    // The control bar's tempo: AXValue the number, AXValueDescription its short text ("96.5"),
+    // and an AXValueChanged from the slider.
     void setTempo(double bpm);
+    // The slider's AXValue as text, which the tempo reader must parse or ignore ("120 ", "abc").
+    void setTempoText(const std::string& text);
     // Logic 12 with `exposedRailRows`: scrolls the Arrange so this visible position (from 0)
     // is the first row shown.
     void scrollRailTo(int firstPosition);

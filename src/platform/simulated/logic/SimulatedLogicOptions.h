@@ -110,7 +110,13 @@ struct SimulatedLogicOptions {
     bool postSelectionNotificationsOnArrowKeys = false;
     // A click also moves the keyboard focus to the clicked row.
     bool postFocusedElementOnClick = false;
-    bool rowSelectedSettable = true;
+    // Whether a header reports AXSelected settable. Unset: not on Logic 12, whose headers were
+    // recorded with a readable AXSelected only (it is the rail's AXSelectedChildren that moves
+    // the selection there); yes on the table/outline profile.
+    std::optional<bool> rowSelectedSettable;
+    // Setting a header's AXSelected selects the track; false models a Logic that accepts the set
+    // and selects nothing, as Logic 12 does with AXPress.
+    bool rowSelectedSetSelects = true;
     bool containerSelectedChildrenSettable = true;
     // Table/outline profile: a row offers AXPress and pressing it selects the track.
     bool rowPressable = true;

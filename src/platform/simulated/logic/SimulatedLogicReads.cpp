@@ -221,7 +221,7 @@ AXResult<bool> SimulatedLogic::isAttributeSettable(const AXElement& element,
     if (!node)
         return {AXError::invalidUIElement, false};
     if (node->kind == NodeKind::header && attribute == ax::kSelected)
-        return {AXError::success, options_.rowSelectedSettable};
+        return {AXError::success, options_.rowSelectedSettable.value_or(!isLogic12())};
     if (node->kind == NodeKind::trackList && attribute == ax::kSelectedChildren)
         return {AXError::success, options_.containerSelectedChildrenSettable};
     if (node->kind == NodeKind::nameField && attribute == ax::kValue)
@@ -236,9 +236,11 @@ AXError SimulatedLogic::setAttributeValue(const AXElement& element, std::string_
     if (!node)
         return AXError::invalidUIElement;
     if (node->kind == NodeKind::header && attribute == ax::kSelected &&
-        options_.rowSelectedSettable) {
+        options_.rowSelectedSettable.value_or(!isLogic12())) {
         if (axBool(value) != true)
             return AXError::illegalArgument;
+        if (!options_.rowSelectedSetSelects)
+            return AXError::success;
         selectOnly({node->trackKey});
         selectionNotifications();
         deliverPending();

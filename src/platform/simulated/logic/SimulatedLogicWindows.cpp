@@ -133,6 +133,16 @@ void SimulatedLogic::setTempo(double bpm) {
     deliverPending();
 }
 
+void SimulatedLogic::setTempoText(const std::string& text) {
+    std::lock_guard lock(mutex_);
+    if (!running_)
+        return;
+    tree_.at(slider_).value = text;
+    tree_.at(slider_).valueDescription = text;
+    queueNotification(slider_, ax::kValueChanged);
+    deliverPending();
+}
+
 void SimulatedLogic::openPluginWindow(int number) {
     std::lock_guard lock(mutex_);
     Track* track = trackAt(number);

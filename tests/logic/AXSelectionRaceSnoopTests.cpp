@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "LogicObserverHarness.h"
+#include "logic/AXSelectionRaceSnoop.h"
+
+namespace tessiva {
+namespace {
+
+using testing::DebugEntry;
+using testing::LogicObserverHarness;
+
+std::vector<DebugEntry> titled(const LogicObserverHarness& h, const std::string& prefix) {
+    std::vector<DebugEntry> found;
+    for (const auto& entry : h.debug) {
+        if (entry.title.rfind(prefix, 0) == 0)
+            found.push_back(entry);
+    }
+    return found;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// Ten clicks 0.6 s apart, with or without the recorder armed; what the observer emitted.
+std::vector<std::pair<int, double>> clickTen(LogicObserverHarness& h, bool armed) {
+    h.start();
+    if (armed)
+        h.observer->beginAXCapture(45.0, "test");
+    const double start = h.scheduler.now();
+    for (int click = 0; click < 10; ++click) {
+        h.logic.clickTrack(click % 2 == 0 ? click / 2 + 1 : 10 - click / 2);
+        h.scheduler.advance(0.6);
+    }
+    std::vector<std::pair<int, double>> emitted;
+    for (const auto& entry : h.emitted)
+        emitted.emplace_back(entry.selection.index, entry.time - start);
+    return emitted;
+}
+
+class FlightRecorderProfile : public ::testing::TestWithParam<bool> {
+  protected:
+    static SimulatedLogicOptions options() {
+        return GetParam() ? SimulatedLogicOptions{} : SimulatedLogicOptions::tableOutlineProfile();
+    }
+};
+
+TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted) {
+    LogicObserverHarness plain(options());
+    const auto unrecorded = clickTen(plain, false);
+    LogicObserverHarness h(options());
+    const auto recorded = clickTen(h, true);
+    ASSERT_EQ(unrecorded.size(), 10u);
+    EXPECT_EQ(recorded, unrecorded);
+
+    const auto races = titled(h, flight_recorder_text::kInteractionStarted);
+    ASSERT_EQ(races.size(), 10u);
+    for (int race = 1; race <= 10; ++race) {
+        SCOPED_TRACE(race);
+        const std::string key = "race=" + std::to_string(race) + " ";
+        EXPECT_TRUE(contains(races[race - 1].detail, key + "reason=leftMouseDown/click point=("))
+            << races[race - 1].detail;
+        const int track = recorded[race - 1].first;
+        bool emittedDecision = false;
+        for (const auto& decision : titled(h, "AX flight decision #")) {
+            emittedDecision |= decision.detail.rfind(key, 0) == 0 &&
+                               contains(decision.detail, "stage=selection/emitted-to-coordinator");
+        }
+        EXPECT_TRUE(emittedDecision);
+        // Some poll of the race saw Logic publish the clicked track, late as it is.
+        bool polledSelection = false;
+        for (const auto& poll : titled(h, "AX flight poll #")) {
+            polledSelection |= poll.detail.rfind(key, 0) == 0 &&
+                               contains(poll.detail, "selected=#" + std::to_string(track) + " ");
+        }
+        EXPECT_TRUE(polledSelection);
+    }
+    // Sequence numbers run across every kind of record.
+    std::vector<int> sequence;
+    for (const auto& entry : h.debug) {
+        const auto hash = entry.title.find(" #");
+        if (entry.title.rfind("AX flight ", 0) == 0 && hash != std::string::npos)
+            sequence.push_back(std::stoi(entry.title.substr(hash + 2)));
+    }
+    for (std::size_t i = 0; i < sequence.size(); ++i)
+        EXPECT_EQ(sequence[i], static_cast<int>(i) + 1);
+
+    h.observer->endAXCapture();
+    ASSERT_NE(h.lastDebug(flight_recorder_text::kStopped), nullptr);
+    EXPECT_EQ(h.lastDebug(flight_recorder_text::kStopped)->detail,
+              "race=10 Capture complete. Use Copy Log in the Events window.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Profiles, FlightRecorderProfile, ::testing::Bool(), [](const auto& param) {
+    return std::string(param.param ? "Logic12" : "TableOutline");
+});
+
+TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
+    LogicObserverHarness h{SimulatedLogicOptions{}};
+    h.start();
+    h.observer->beginAXCapture(100.0, "bug-42");
+    ASSERT_NE(h.lastDebug(flight_recorder_text::kArmed), nullptr);
+    EXPECT_EQ(h.lastDebug(flight_recorder_text::kArmed)->detail,
+              "label=bug-42 Recording every Logic track click or up/down key for up to 45 "
+              "seconds. Press Stop when finished. Recording does not alter production selection "
+              "routing.");
+
+    h.logic.setFrontmost(false);
+    h.logic.clickTrack(2);
+    h.scheduler.advance(0.6);
+    EXPECT_TRUE(titled(h, flight_recorder_text::kInteractionStarted).empty());
+
+    h.logic.setFrontmost(true);
+    h.scheduler.advance(0.1);
+    h.logic.clickTrack(2);
+    h.scheduler.advance(0.6);
+    h.logic.pressArrowKey(true);
+    h.scheduler.advance(0.6);
+    h.logic.pressArrowKey(false);
+    h.scheduler.advance(0.6);
+    const auto races = titled(h, flight_recorder_text::kInteractionStarted);
+    ASSERT_EQ(races.size(), 3u);
+    EXPECT_TRUE(contains(races[1].detail, "race=2 reason=keyDown/downArrow"));
+    EXPECT_TRUE(contains(races[2].detail, "race=3 reason=keyDown/upArrow"));
+
+    // Arming again restarts silently; the 45 s limit stops it, once.
+    h.observer->beginAXCapture(100.0, "again");
+    EXPECT_EQ(h.countDebug(flight_recorder_text::kStopped), 0u);
+    h.scheduler.advance(44.9);
+    EXPECT_TRUE(h.observer->isAXCaptureRunning());
+    h.scheduler.advance(0.2);
+    EXPECT_FALSE(h.observer->isAXCaptureRunning());
+    ASSERT_EQ(h.countDebug(flight_recorder_text::kStopped), 1u);
+    EXPECT_EQ(h.lastDebug(flight_recorder_text::kStopped)->detail,
+              "Stopped before a Logic selection interaction was observed.");
+    h.logic.clickTrack(5);
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(titled(h, flight_recorder_text::kInteractionStarted).size(), 3u);
+
+    // A modal dialog stops a capture.
+    h.observer->beginAXCapture(45.0, "modal");
+    h.logic.clickTrack(6);
+    h.scheduler.advance(0.6);
+    h.logic.openModal("Delete Track?");
+    h.scheduler.advance(0.5);
+    EXPECT_FALSE(h.observer->isAXCaptureRunning());
+    EXPECT_EQ(h.countDebug(flight_recorder_text::kStopped), 2u);
+    EXPECT_EQ(h.lastDebug(flight_recorder_text::kStopped)->detail,
+              "race=1 Capture complete. Use Copy Log in the Events window.");
+}
+
+}  // namespace
+}  // namespace tessiva

@@ -1,0 +1,238 @@
+// Selecting a Logic track on request: the pure checks and row placement, then the whole
+// operation through the observer against both simulated Logic profiles on virtual time.
+#include <gtest/gtest.h>
+
+#include "LogicObserverHarness.h"
+#include "logic/DirectTrackSelection.h"
+
+namespace tessiva {
+namespace {
+
+using testing::LogicObserverHarness;
+using Placement = DirectSelectionRules::Placement;
+
+TEST(DirectSelectionRules, RefusesInOrderPermissionFrontmostQuarantine) {
+    ModalDeadlines busy;
+    busy.enterQuarantine(10.0, 1.5);
+    EXPECT_EQ(DirectSelectionRules::refusal(false, false, busy, 10.0),
+              direct_selection_message::kNoAccessibility);
+    EXPECT_EQ(DirectSelectionRules::refusal(true, false, busy, 10.0),
+              direct_selection_message::kNotFrontmost);
+    EXPECT_EQ(DirectSelectionRules::refusal(true, true, busy, 11.49),
+              direct_selection_message::kBusy);
+    EXPECT_EQ(DirectSelectionRules::refusal(true, true, busy, 11.5), std::nullopt);
+}
+
+TEST(DirectSelectionRules, PlacesTheNumberAmongTheVisibleRows) {
+    auto rows = [](std::vector<int> numbers) {
+        std::vector<ParsedTrackHeader> parsed;
+        for (int n : numbers)
+            parsed.push_back({n, "T" + std::to_string(n)});
+        return parsed;
+    };
+    struct Case {
+        std::vector<int> visible;
+        int number;
+        Placement placement;
+        std::size_t row;
+    };
+    for (const auto& c : std::vector<Case>{
+             {{1, 2, 3}, 2, Placement::found, 1},
+             {{1, 2, 2, 3}, 2, Placement::notUnique, 0},
+             {{1, 5, 9}, 7, Placement::hiddenInGap, 0},
+             {{1, 5}, 7, Placement::missingAfterLast, 1},
+             {{5, 6}, 2, Placement::missing, 0},
+             {{}, 1, Placement::missing, 0},
+         }) {
+        SCOPED_TRACE(c.number);
+        const auto location = DirectSelectionRules::locate(rows(c.visible), c.number);
+        EXPECT_EQ(location.placement, c.placement);
+        if (c.placement == Placement::found || c.placement == Placement::missingAfterLast) {
+            EXPECT_EQ(location.row, c.row);
+        }
+    }
+}
+
+TEST(DirectSelectionRules, MessagesNameTheTrack) {
+    EXPECT_EQ(direct_selection_message::notUnique(7),
+              "Focus could not uniquely verify visible Logic track 7");
+    EXPECT_EQ(direct_selection_message::nameDiffers(5, "Bass", "Cello"),
+              "Mapped track 5 “Bass” but Logic currently exposes “Cello”. Reconcile mappings "
+              "first.");
+    EXPECT_EQ(direct_selection_message::collapsedStack(7, std::string("Violas")),
+              "Logic track 7 “Violas” is hidden inside a collapsed Track Stack. Expand that Logic "
+              "stack or navigate to its visible stack header.");
+    EXPECT_TRUE(DirectSelectionRules::namesMatch("Bass\u00a0 ", "bass"));
+    EXPECT_FALSE(DirectSelectionRules::namesMatch("Bass", "Bass 2"));
+}
+
+struct Outcome {
+    std::optional<DirectSelectionResult> result;
+    double at = 0;
+};
+
+class DirectTrackSelectionProfile : public ::testing::TestWithParam<bool> {
+  protected:
+    bool logic12() const { return GetParam(); }
+    SimulatedLogicOptions options() const {
+        return logic12() ? SimulatedLogicOptions{} : SimulatedLogicOptions::tableOutlineProfile();
+    }
+    // Tracks 1-4, the stack "Strings" at 5 with 6-8, tracks 9-10.
+    LogicObserverHarness& start(SimulatedLogicOptions opts) {
+        h_ = std::make_unique<LogicObserverHarness>(opts, 4);
+        h_->logic.addStack("Strings", {"Violins", "Violas", "Celli"});
+        h_->logic.addTrack("Track Name 9");
+        h_->logic.addTrack("Track Name 10");
+        h_->start();
+        h_->logic.clickTrack(2);
+        h_->scheduler.advance(1.5);
+        h_->clearRecords();
+        return *h_;
+    }
+    LogicObserverHarness& start() { return start(options()); }
+    Outcome select(int number, std::optional<std::string> name, double wait = 3.0) {
+        Outcome outcome;
+        const double began = h_->scheduler.now();
+        h_->observer->selectTrack(number, std::move(name),
+                                  [&outcome, began, this](const DirectSelectionResult& r) {
+                                      outcome.result = r;
+                                      outcome.at = h_->scheduler.now() - began;
+                                  });
+        h_->scheduler.advance(wait);
+        return outcome;
+    }
+    std::string defaultMethod() const {
+        return logic12() ? "AXSelectedChildren on Arrange container" : "AXSelected on Arrange row";
+    }
+
+    std::unique_ptr<LogicObserverHarness> h_;
+};
+
+TEST_P(DirectTrackSelectionProfile, SelectsTheTrackVerifiesItAndTheObserverReportsIt) {
+    auto& h = start();
+    const auto outcome = select(9, std::string("Track Name 9"));
+    ASSERT_TRUE(outcome.result);
+    EXPECT_TRUE(outcome.result->success) << outcome.result->message;
+    EXPECT_EQ(outcome.result->message, defaultMethod());
+    // Verified only once Logic published it.
+    EXPECT_GE(outcome.at, logic12() ? 0.35 : 0.0);
+    EXPECT_EQ(h.logic.selectedTrackNumbers(), (std::vector<int>{9}));
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{9}));
+}
+
+TEST_P(DirectTrackSelectionProfile, RefusalsSelectNothing) {
+    struct Case {
+        const char* what;
+        int number;
+        std::optional<std::string> name;
+        std::function<void(LogicObserverHarness&)> setUp;
+        std::string message;
+    };
+    const std::vector<Case> cases = {
+        {"collapsed stack", 7, "Violas",
+         [](auto& h) {
+             h.logic.setStackCollapsed(5, true);
+             h.scheduler.advance(0.6);
+         },
+         direct_selection_message::collapsedStack(7, std::string("Violas"))},
+        {"collapsed stack at the end", 7, std::nullopt,
+         [](auto& h) {
+             h.logic.deleteTrack(10);
+             h.logic.deleteTrack(9);
+             h.logic.setStackCollapsed(5, true);
+             h.scheduler.advance(0.6);
+         },
+         // Only Logic 12 shows a stack header's disclosure triangle; the table/outline Logic
+         // cannot tell a collapsed last stack from a missing track.
+         logic12() ? direct_selection_message::collapsedStack(7, std::nullopt)
+                   : direct_selection_message::notUnique(7)},
+        {"name differs", 3, "Bass", [](auto&) {},
+         direct_selection_message::nameDiffers(3, "Bass", "Track Name 3")},
+        {"no such track", 42, std::nullopt, [](auto&) {}, direct_selection_message::notUnique(42)},
+        {"not frontmost", 3, std::nullopt, [](auto& h) { h.logic.setFrontmost(false); },
+         direct_selection_message::kNotFrontmost},
+        {"no permission", 3, std::nullopt, [](auto& h) { h.logic.setTrusted(false); },
+         direct_selection_message::kNoAccessibility},
+        {"just after a modal closed", 3, std::nullopt,
+         [](auto& h) {
+             h.logic.openModal("Rename Track");
+             h.scheduler.advance(0.5);
+             h.logic.dismissModal();
+             h.scheduler.advance(1.4);
+         },
+         direct_selection_message::kBusy},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto& h = start();
+        c.setUp(h);
+        const auto before = h.logic.selectedTrackNumbers();
+        h.clearRecords();
+        const auto outcome = select(c.number, c.name);
+        ASSERT_TRUE(outcome.result);
+        EXPECT_FALSE(outcome.result->success);
+        EXPECT_EQ(outcome.result->message, c.message);
+        EXPECT_EQ(h.logic.selectedTrackNumbers(), before);
+        EXPECT_TRUE(h.emitted.empty());
+    }
+}
+
+TEST_P(DirectTrackSelectionProfile, FallsBackThroughTheMethodsInOrder) {
+    struct Case {
+        const char* what;
+        std::function<void(SimulatedLogicOptions&)> change;
+        std::string method;  // empty: the operation fails with `message`
+        std::string message;
+    };
+    const std::vector<Case> cases = {
+        {"row not settable", [](auto& o) { o.rowSelectedSettable = false; },
+         "AXSelectedChildren on Arrange container", ""},
+        {"row settable but ignored",
+         [](auto& o) {
+             o.rowSelectedSettable = true;
+             o.rowSelectedSetSelects = false;
+         },
+         "AXSelectedChildren on Arrange container", ""},
+        {"only the press",
+         [](auto& o) {
+             o.rowSelectedSettable = false;
+             o.containerSelectedChildrenSettable = false;
+         },
+         "AXPress on Arrange row", ""},
+        {"nothing settable nor pressable",
+         [](auto& o) {
+             o.rowSelectedSettable = false;
+             o.containerSelectedChildrenSettable = false;
+             o.rowPressable = false;
+         },
+         "", direct_selection_message::kNoSafeAction},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto opts = options();
+        c.change(opts);
+        auto& h = start(opts);
+        const auto outcome = select(4, std::nullopt);
+        ASSERT_TRUE(outcome.result);
+        // Logic 12 headers offer no AXPress: the press-only Logic 12 has nothing safe to use.
+        const bool pressOnly12 = logic12() && c.method == "AXPress on Arrange row";
+        if (c.method.empty() || pressOnly12) {
+            EXPECT_FALSE(outcome.result->success);
+            EXPECT_EQ(outcome.result->message, direct_selection_message::kNoSafeAction);
+            EXPECT_EQ(h.logic.selectedTrackNumbers(), (std::vector<int>{2}));
+            continue;
+        }
+        EXPECT_TRUE(outcome.result->success) << outcome.result->message;
+        EXPECT_EQ(outcome.result->message, c.method);
+        EXPECT_EQ(h.logic.selectedTrackNumbers(), (std::vector<int>{4}));
+        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Profiles, DirectTrackSelectionProfile, ::testing::Bool(),
+                         [](const auto& param) {
+                             return std::string(param.param ? "Logic12" : "TableOutline");
+                         });
+
+}  // namespace
+}  // namespace tessiva
