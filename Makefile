@@ -4,7 +4,7 @@ PRESET ?= default
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: deps configure build test test-asan test-tsan bench demo dmg format format-check clean
+.PHONY: deps configure build test test-asan test-tsan bench demo dmg app screenshots format format-check clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -30,6 +30,15 @@ test-tsan: deps
 
 bench: build
 	@bash scripts/run-benchmarks.sh $(BUILD_DIR)
+
+# The menu-bar program with its windows (Qt 6).
+app: deps
+	@$(MAKE) --no-print-directory configure
+	@cmake --build $(BUILD_DIR) -j$(JOBS) --target tessiva-focus-app
+
+# Regenerates the README's pictures of the menu and every window.
+screenshots: app
+	@QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/apps/tessiva-focus-app/tessiva-focus-app --screenshots docs/screenshots
 
 demo: deps
 	@$(MAKE) --no-print-directory build

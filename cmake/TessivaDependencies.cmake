@@ -23,3 +23,14 @@ endif()
 if(TESSIVA_BUILD_BENCH)
   find_package(benchmark REQUIRED)
 endif()
+
+# The desktop shell is optional: without Qt 6 the core, the headless program and their tests
+# still build. `make test` installs Qt first, so CI runs the shell's tests too.
+find_package(Qt6 6.2 QUIET COMPONENTS Widgets Test)
+if(Qt6_FOUND)
+  set(TESSIVA_HAVE_QT ON)
+else()
+  set(TESSIVA_HAVE_QT OFF)
+  message(STATUS "Qt 6 not found: tessiva-focus-app and the UI tests are skipped "
+                 "(scripts/install-deps.sh installs Qt)")
+endif()

@@ -13,13 +13,16 @@ debian_packages=(
   # also compiles the macOS sources against the Apple declarations and the portable sources
   # against libc++ (the standard library of Apple's toolchain).
   clang libc++-dev libc++abi-dev
+  # The desktop shell: Qt 6 Widgets and Qt Test; the offscreen platform plugin ships in
+  # libqt6gui6, and the fonts give offscreen screenshots and UI tests real glyphs.
+  qt6-base-dev libgl-dev fonts-dejavu-core
   # Test-only: real MIDI ports without sound hardware, and a real mDNS responder.
   jackd2 avahi-daemon avahi-utils dbus iproute2
   # Bench-only: the OSC libraries the codec is measured against.
   liboscpack-dev liblo-dev
 )
 
-brew_formulae=(cmake ninja pkg-config asio nlohmann-json simdjson fmt cli11 utf8proc rtmidi googletest google-benchmark liblo)
+brew_formulae=(cmake ninja pkg-config asio nlohmann-json simdjson fmt cli11 utf8proc rtmidi googletest google-benchmark liblo qt)
 
 install_debian() {
   local missing=()

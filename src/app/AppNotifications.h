@@ -10,7 +10,7 @@ namespace tessiva {
 
 // The notification names the coordinator, the windows and the other subsystems share. Names that
 // another layer posts are defined there and only listed here; each entry says who posts it and
-// who acts on it. Windows do not exist in this build: where a window is the only producer or
+// who acts on it. The headless program has no windows: where a window is the only producer or
 // consumer, the name is reserved for it.
 
 // Posted by the mappings window's Save button; the coordinator saves the current profile.
@@ -31,6 +31,8 @@ inline constexpr const char* kWorkspaceSnapshotRequestRequestedNotification =
 inline constexpr const char* kClearEventsLogNotification = "tessiva.clearEventsLog";
 // Posted by the "About Tessiva Focus…" command; the about window opens.
 inline constexpr const char* kShowAboutWindowNotification = "tessiva.showAboutWindow";
+// Posted by the "Setup Guide…" command; the setup guide opens.
+inline constexpr const char* kShowSetupGuideNotification = "tessiva.showSetupGuide";
 // Posted by the "Show Events…" commands; the events window opens.
 inline constexpr const char* kShowEventsWindowNotification = "tessiva.showEventsWindow";
 // Posted by the mappings window's follow toggle; the mappings window scrolls to the focused row.

@@ -8,6 +8,10 @@
 #include "app/DirectNavigation.h"
 #include "app/IPadTransfers.h"
 #include "app/LearnModeStore.h"
+#include "app/MappingReconcile.h"
+#include "app/MappingsEditor.h"
+#include "app/ProjectProfileSetup.h"
+#include "app/ProjectTitle.h"
 #include "app/SelectionStageRecorder.h"
 #include "app/StructuralRepairState.h"
 #include "app/TrackSelectionRouter.h"
@@ -203,6 +207,12 @@ MenuBarController::MenuBarController(Dispatcher& dispatcher, NotificationCenter&
         dispatcher_, notifications_, console_, *log_, services_.defaults, *oscManager_, *discovery_,
         *virtualMIDIBridge_, [this] { addAllLogicTracksAndAttemptAutoAssign(); },
         [this] { refreshMenu(); }});
+    mappingsEditor_ =
+        std::make_unique<MappingsEditor>(*mappingStore_, notifications_, console_, *log_);
+    mappingReconcile_ = std::make_unique<MappingReconcile>(MappingReconcile::Dependencies{
+        main, notifications_, console_, *log_, *mappingStore_,
+        [this](const std::string& reason) { logicObserver_->requestTrackNamesSnapshot(reason); },
+        [this] { return RowMap(logicObserver_->lastTrackNamesSnapshot()); }});
 
     logicObserver_->onTrackSelection = [this](const TrackSelection& selection) {
         router_->routeSelection(selection);
@@ -361,6 +371,12 @@ MenuState MenuBarController::menuState() const {
     if (!mappingStore_->fileURL().empty()) {
         state.mappingsFileName = mappingStore_->fileURL().filename().string();
     }
+    state.missingProjectProfileName = ProjectProfileSetup::missingProjectProfile(
+        state.projectTitle, mappingStore_->fileURL(), options_.profilesFolder,
+        [](const std::filesystem::path& file) {
+            std::error_code ec;
+            return std::filesystem::exists(file, ec);
+        });
     state.learnMode = learnStore_->mode();
     state.recentMappingsProfilePaths = profileLibrary_->recentPaths();
     state.showLegacyMIDIControls =
@@ -399,12 +415,20 @@ void MenuBarController::logMenu(const std::string& title, const std::string& det
 }
 
 void MenuBarController::wouldOpen(const std::string& what) {
+    if (windowsAvailable_)
+        return;
     logMenu("Window not available", what + " would open here; this build has no windows yet.");
+}
+
+void MenuBarController::showAlertIfFailed(const ProfileActionResult& result) {
+    if (!result.ok && result.alert && onProfileAlert)
+        onProfileAlert(*result.alert);
 }
 
 void MenuBarController::perform(MenuCommand command, const std::string& path) {
     switch (command) {
         case MenuCommand::showSetupGuide:
+            notifications_.post(kShowSetupGuideNotification);
             wouldOpen("The setup guide");
             break;
         case MenuCommand::addAllLogicTracksAndAutoAssign:
@@ -453,10 +477,11 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             ProfileActionResult result = profileLibrary_->save();
             if (result.ok)
                 structuralRepair_->profileSaved();
+            showAlertIfFailed(result);
             break;
         }
         case MenuCommand::saveMappingsAs:
-            saveMappingsAs(profileLibrary_->profileFolder() / profileLibrary_->proposedSaveName());
+            saveMappingsAs(profileLibrary_->profileFolder() / proposedSaveAsName());
             break;
         case MenuCommand::loadRecentMappings:
             loadMappingsFrom(path);
@@ -481,6 +506,9 @@ void MenuBarController::perform(MenuCommand command, const std::string& path) {
             services_.defaults.setBool(kShowLegacyMIDIControlsDefaultsKey, !shown);
             break;
         }
+        case MenuCommand::createProjectProfile:
+            createProjectProfile();
+            break;
         case MenuCommand::quit:
             if (onQuitRequested)
                 onQuitRequested();
@@ -497,6 +525,7 @@ void MenuBarController::addAllLogicTracksAndAttemptAutoAssign() {
 
 void MenuBarController::loadMappingsFrom(const std::filesystem::path& file) {
     ProfileActionResult result = profileLibrary_->load(file);
+    showAlertIfFailed(result);
     if (result.ok && result.shouldRefreshLiveTrackNames) {
         logicObserver_->requestTrackNamesSnapshot("mappings-profile-loaded");
     }
@@ -506,8 +535,32 @@ void MenuBarController::loadMappingsFrom(const std::filesystem::path& file) {
 }
 
 void MenuBarController::saveMappingsAs(const std::filesystem::path& file) {
-    (void)profileLibrary_->saveAs(file);
+    showAlertIfFailed(profileLibrary_->saveAs(file));
     refreshMenu();
+}
+
+std::string MenuBarController::proposedSaveAsName() const {
+    return ProjectProfileSetup::proposedSaveAsName(projectTracker_->lastObservedLogicProjectTitle(),
+                                                   profileLibrary_->proposedSaveName());
+}
+
+void MenuBarController::createProjectProfile() {
+    const MenuState state = menuState();
+    if (!state.missingProjectProfileName) {
+        logMenu("Project profile not created",
+                "The open Logic project already has its own profile, or no project is open.");
+        return;
+    }
+    const std::filesystem::path file = options_.profilesFolder / *state.missingProjectProfileName;
+    ProfileActionResult result = profileLibrary_->saveAs(file);
+    showAlertIfFailed(result);
+    if (!result.ok)
+        return;
+    logMenu("Project profile created",
+            "Saved the current mappings as " + file.string() + " for Logic project " +
+                ProjectTitle::baseName(state.projectTitle.value_or("")) +
+                ". Mapped output for this project is no longer blocked.");
+    logicObserver_->requestTrackNamesSnapshot("project-profile-created");
 }
 
 void MenuBarController::observeWindowRequests() {

@@ -9,6 +9,7 @@
 
 #include "app/MenuModel.h"
 #include "app/ProjectTracker.h"
+#include "mapping/MappingProfileLibrary.h"
 #include "osc/link/LinkRequest.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/RepeatingTimer.h"
@@ -31,6 +32,8 @@ class LogicObserver;
 class MIDIRelay;
 class MIDIService;
 class MappingProfileLibrary;
+class MappingsEditor;
+class MappingReconcile;
 class MappingStore;
 class OSCDiscoveryManager;
 class OSCManager;
@@ -117,6 +120,19 @@ class MenuBarController final : public LinkRequestHandler {
 
     // Quit was chosen; the shell ends the run loop.
     std::function<void()> onQuitRequested;
+    // A profile file action failed and the user must be told ("Failed to save mappings", ...).
+    // Headless, the failure is only logged.
+    std::function<void(const ProfileAlert&)> onProfileAlert;
+    // The shell has windows: window commands post their notifications (the shell opens the
+    // window) instead of logging that the window would open here.
+    void setWindowsAvailable(bool available) { windowsAvailable_ = available; }
+    // The first-run item: writes "<project>.json" from the current mappings and makes it the
+    // loaded profile; never overwrites an existing file.
+    void createProjectProfile();
+    const std::filesystem::path& profilesFolder() const { return options_.profilesFolder; }
+    // What "Save Mappings As…" proposes: "<open project>.json", else the library's proposal.
+    std::string proposedSaveAsName() const;
+    UserDefaults& defaults() { return services_.defaults; }
 
     DebugLogStore& log() { return *log_; }
     MappingStore& mappingStore() { return *mappingStore_; }
@@ -132,6 +148,9 @@ class MenuBarController final : public LinkRequestHandler {
     AutoAssignCoordinator& autoAssign() { return *autoAssign_; }
     IPadTransfers& transfers() { return *transfers_; }
     StructuralRepairOrchestrator& structuralRepair() { return *structuralRepair_; }
+    MappingsEditor& mappingsEditor() { return *mappingsEditor_; }
+    MappingReconcile& mappingReconcile() { return *mappingReconcile_; }
+    NotificationCenter& notifications() { return notifications_; }
 
     bool isIpadHandshakeConnected() const { return isIpadHandshakeConnected_; }
     const std::optional<std::string>& connectedIpadDeviceName() const {
@@ -154,6 +173,7 @@ class MenuBarController final : public LinkRequestHandler {
     void handleBankLearnRequest(const BankLearnRequest& request);
     void refreshMenu();
     void wouldOpen(const std::string& what);
+    void showAlertIfFailed(const ProfileActionResult& result);
     void logMenu(const std::string& title, const std::string& detail);
 
     Dispatcher& dispatcher_;
@@ -185,6 +205,8 @@ class MenuBarController final : public LinkRequestHandler {
     std::unique_ptr<MappedTrackLookup> mappedTrackLookup_;
     std::unique_ptr<AutoAssignCoordinator> autoAssign_;
     std::unique_ptr<IPadTransfers> transfers_;
+    std::unique_ptr<MappingsEditor> mappingsEditor_;
+    std::unique_ptr<MappingReconcile> mappingReconcile_;
 
     bool isIpadHandshakeConnected_ = false;
     std::optional<std::string> connectedIpadDeviceName_;
@@ -193,6 +215,7 @@ class MenuBarController final : public LinkRequestHandler {
     RepeatingTimer statusTimer_;
     std::vector<ObserverToken> observerTokens_;
     bool started_ = false;
+    bool windowsAvailable_ = false;
 };
 
 }  // namespace tessiva

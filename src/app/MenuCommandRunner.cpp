@@ -47,9 +47,11 @@ std::string MenuCommandRunner::run(const MenuRequest& request) {
                "Tracks > On\")";
     }
     const MenuCommandInput input = match->entry ? match->entry->input : MenuCommandInput::none;
-    const std::string title =
+    std::string title =
         match->entry ? std::string(match->entry->path)
                      : std::string(kLoadMappingsSubmenuTitle) + " > " + match->recentProfileName;
+    if (match->command == MenuCommand::createProjectProfile)
+        title = MenuModel::createProjectProfileTitle(match->recentProfileName);
     if (request.answer && input != MenuCommandInput::answer)
         return inQuotes(title) + " asks nothing; the answer " + inQuotes(*request.answer) +
                " was not used and nothing was done";
@@ -61,6 +63,8 @@ std::string MenuCommandRunner::run(const MenuRequest& request) {
         const MenuItem* item = MenuModel::find(menu, match->command);
         if (item && !item->enabled)
             return inQuotes(title) + " is disabled right now; nothing was done";
+        if (match->command == MenuCommand::createProjectProfile && (!item || item->title != title))
+            return inQuotes(title) + " is not in the menu right now; nothing was done";
     }
     return inQuotes(title) + ": " + perform(*match, request);
 }
@@ -176,6 +180,14 @@ std::string MenuCommandRunner::perform(const MenuTitleMatch& match, const MenuRe
             const MenuItem* item = MenuModel::find(menu, match.command);
             return std::string("legacy MIDI controls are ") +
                    (item && item->checked ? "shown" : "hidden");
+        }
+        case MenuCommand::createProjectProfile: {
+            const std::filesystem::path before = controller_.mappingStore().fileURL();
+            controller_.perform(match.command);
+            const std::filesystem::path& after = controller_.mappingStore().fileURL();
+            if (after == before)
+                return "nothing was created (see the event log)";
+            return "created " + after.string() + " from the current mappings";
         }
         case MenuCommand::quit:
             controller_.perform(match.command);

@@ -62,6 +62,14 @@ std::optional<MenuTitleMatch> menuCommandForTitle(std::string_view title) {
     }
     if (byLeaf)
         return MenuTitleMatch{byLeaf->command, byLeaf, {}};
+    if (wanted.starts_with(kCreateProjectProfilePrefix) &&
+        wanted.ends_with(kCreateProjectProfileSuffix) &&
+        wanted.size() > kCreateProjectProfilePrefix.size() + kCreateProjectProfileSuffix.size()) {
+        return MenuTitleMatch{MenuCommand::createProjectProfile, nullptr,
+                              wanted.substr(kCreateProjectProfilePrefix.size(),
+                                            wanted.size() - kCreateProjectProfilePrefix.size() -
+                                                kCreateProjectProfileSuffix.size())};
+    }
     const std::string recentPrefix =
         std::string(kLoadMappingsSubmenuTitle) + std::string(kMenuPathSeparator);
     if (wanted.starts_with(recentPrefix) && wanted.size() > recentPrefix.size())

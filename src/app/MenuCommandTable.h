@@ -63,15 +63,20 @@ inline constexpr std::array<MenuCommandTitle, 21> kMenuCommandTitles = {{
     {"Advanced > Show Legacy MIDI Mode", MenuCommand::toggleLegacyMIDIControls},
     {"Quit Tessiva Focus", MenuCommand::quit},
 }};
-// Every command but loadRecentMappings (named by its file) has one title.
-static_assert(kMenuCommandTitles.size() + 1 == kMenuCommandCount, "one title per menu command");
+// Every command but loadRecentMappings (named by its file) and createProjectProfile (named by the
+// project's file) has one title.
+static_assert(kMenuCommandTitles.size() + 2 == kMenuCommandCount, "one title per menu command");
+
+// "Create <project>.json from Current Mappings", the first-run item.
+inline constexpr std::string_view kCreateProjectProfilePrefix = "Create ";
+inline constexpr std::string_view kCreateProjectProfileSuffix = " from Current Mappings";
 
 // "Clear All Mappings…" asks before it clears; these are its buttons.
 inline constexpr std::string_view kClearAllMappingsConfirmButton = "Clear";
 inline constexpr std::string_view kClearAllMappingsCancelButton = "Cancel";
 
-// A title resolved: the command, its table row (absent for a recent profile) and, for a recent
-// profile, the file name the live menu lists.
+// A title resolved: the command, its table row (absent for a recent profile and the first-run
+// item) and, for those, the file name the live menu lists.
 struct MenuTitleMatch {
     MenuCommand command;
     const MenuCommandTitle* entry = nullptr;

@@ -95,7 +95,15 @@ std::string MenuModel::logicStatusLine(const MenuState& state) {
 std::string MenuModel::mappingsStatusLine(const MenuState& state) {
     if (!state.mappingsFileName || state.mappingsFileName->empty())
         return "Mappings: No file loaded";
+    if (state.missingProjectProfileName && state.projectTitle) {
+        return "Mappings: " + *state.mappingsFileName + " • No profile for " +
+               ProjectTitle::baseName(*state.projectTitle) + " yet";
+    }
     return "Mappings: " + *state.mappingsFileName;
+}
+
+std::string MenuModel::createProjectProfileTitle(const std::string& fileName) {
+    return "Create " + fileName + " from Current Mappings";
 }
 
 std::vector<MenuItem> MenuModel::build(const MenuState& state) {
@@ -105,16 +113,28 @@ std::vector<MenuItem> MenuModel::build(const MenuState& state) {
     legacy.checked = state.showLegacyMIDIControls;
     advanced.submenu = {legacy};
 
-    return {
+    MenuItem debugLog = command("Show Events / Debug Log", MenuCommand::showEventsDebugLog);
+    debugLog.isDebugItem = true;
+    MenuItem capture =
+        command("Start AX Capture (1s)", MenuCommand::startAXCapture, state.isLogicRunning);
+    capture.isDebugItem = true;
+
+    std::vector<MenuItem> items = {
         command("Setup Guide…", MenuCommand::showSetupGuide),
         statusLine(ipadStatusLine(state)),
         command("Add All Logic Tracks and Attempt Auto Assign",
                 MenuCommand::addAllLogicTracksAndAutoAssign, state.isLogicRunning),
-        command("Show Events / Debug Log", MenuCommand::showEventsDebugLog),
-        command("Start AX Capture (1s)", MenuCommand::startAXCapture, state.isLogicRunning),
+        debugLog,
+        capture,
         MenuItem::separator(),
         statusLine(logicStatusLine(state)),
         statusLine(mappingsStatusLine(state)),
+    };
+    if (state.missingProjectProfileName) {
+        items.push_back(command(createProjectProfileTitle(*state.missingProjectProfileName),
+                                MenuCommand::createProjectProfile));
+    }
+    const std::vector<MenuItem> rest = {
         MenuItem::separator(),
         learnSubmenu(state.learnMode),
         command("Show Mappings…", MenuCommand::showMappings),
@@ -135,6 +155,8 @@ std::vector<MenuItem> MenuModel::build(const MenuState& state) {
         MenuItem::separator(),
         command("Quit Tessiva Focus", MenuCommand::quit),
     };
+    items.insert(items.end(), rest.begin(), rest.end());
+    return items;
 }
 
 const MenuItem* MenuModel::find(const std::vector<MenuItem>& items, MenuCommand wanted) {

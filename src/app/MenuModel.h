@@ -35,9 +35,10 @@ enum class MenuCommand {
     toggleAutoAssignAfterImport,
     exportNavigation,
     toggleLegacyMIDIControls,
+    createProjectProfile,
     quit,
 };
-inline constexpr std::size_t kMenuCommandCount = 22;
+inline constexpr std::size_t kMenuCommandCount = 23;
 inline constexpr std::array<std::string_view, kMenuCommandCount> kMenuCommandNames = {
     "showSetupGuide",
     "addAllLogicTracksAndAutoAssign",
@@ -60,6 +61,7 @@ inline constexpr std::array<std::string_view, kMenuCommandCount> kMenuCommandNam
     "toggleAutoAssignAfterImport",
     "exportNavigation",
     "toggleLegacyMIDIControls",
+    "createProjectProfile",
     "quit"};
 static_assert(static_cast<std::size_t>(MenuCommand::quit) + 1 == kMenuCommandCount,
               "one name per MenuCommand");
@@ -76,6 +78,8 @@ struct MenuItem {
     bool enabled = true;
     bool checked = false;
     bool isSeparator = false;
+    // Diagnostic items, shown only while the debug modifier key is held with the menu open.
+    bool isDebugItem = false;
     // For loadRecentMappings: the profile path the item loads.
     std::string path;
     std::vector<MenuItem> submenu;
@@ -105,6 +109,9 @@ struct MenuState {
     bool autoAssignAfterArticulationSetImport = false;
     std::string articulationSetsStatus = "Articulation sets: not imported yet";
     std::string navigationExportStatus = "Navigation export: none yet";
+    // "<project>.json" while the open project has no profile of its own and the loaded one is
+    // another's: the first-run path offers to create it from the current mappings.
+    std::optional<std::string> missingProjectProfileName;
 };
 
 // The status-item menu as data: items in their fixed order with exact titles, enabled and
@@ -115,6 +122,8 @@ struct MenuModel {
     static std::string ipadStatusLine(const MenuState& state);
     static std::string logicStatusLine(const MenuState& state);
     static std::string mappingsStatusLine(const MenuState& state);
+    // "Create Song.json from Current Mappings".
+    static std::string createProjectProfileTitle(const std::string& fileName);
 
     // Finds the first item (depth first) with this command, or nullptr.
     static const MenuItem* find(const std::vector<MenuItem>& items, MenuCommand command);

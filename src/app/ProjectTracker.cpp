@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "app/ProjectTitle.h"
+#include "app/RecallSaveTarget.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
@@ -264,9 +265,8 @@ void ProjectTracker::showRecallPrompt(const std::optional<std::string>& previous
 
     switch (answer) {
         case ProjectRecallAnswer::saveCurrentAndLoad: {
-            const std::string previous = previousTitle.value_or("");
-            if (Status saved = saveCurrentMappingsForProject(
-                    previous, "project-recall-save-current-then-load: " + title);
+            if (Status saved = saveCurrentMappingsBeforeRecall(
+                    previousTitle, title, "project-recall-save-current-then-load: " + title);
                 !saved) {
                 // The current mappings could not be kept safe: loading now would leave them
                 // only in memory, so nothing is loaded.
@@ -311,6 +311,35 @@ Status ProjectTracker::saveCurrentMappingsForProject(const std::string& title,
     }
     logEvent("Mappings profile saved",
              "Saved current mappings to " + path.string() + ". reason" + reason);
+    return Status::success();
+}
+
+Status ProjectTracker::saveCurrentMappingsBeforeRecall(
+    const std::optional<std::string>& previousTitle, const std::string& newTitle,
+    const std::string& reason) {
+    const RecallSaveTarget target =
+        RecallSaveTarget::decide(previousTitle, deps_.store.fileURL(), newTitle,
+                                 deps_.profilesFolder, [](const std::filesystem::path& file) {
+                                     std::error_code ec;
+                                     return std::filesystem::exists(file, ec);
+                                 });
+    if (target.kind == RecallSaveTarget::Kind::refused) {
+        deps_.console.line("[MenuBar] Project recall save skipped: " + target.refusal);
+        logEvent("Project recall save skipped", target.refusal);
+        return Status::failure(target.refusal);
+    }
+    if (target.kind == RecallSaveTarget::Kind::previousProjectProfile)
+        return saveCurrentMappingsForProject(previousTitle.value_or(""), reason);
+    if (Status written = MappingProfileFile::write(target.file, deps_.store.snapshot()); !written) {
+        logEvent("Mappings profile save failed", "Could not save current mappings to " +
+                                                     target.file.string() +
+                                                     ".\nError:" + written.error());
+        return written;
+    }
+    deps_.console.line("[MenuBar] Saved current mappings to the file they were loaded from: " +
+                       target.file.string());
+    logEvent("Mappings profile saved",
+             "Saved current mappings to " + target.file.string() + ". reason" + reason);
     return Status::success();
 }
 

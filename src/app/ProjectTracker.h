@@ -107,6 +107,10 @@ class ProjectTracker final : public ProjectKeyProvider {
 
     // Saves the current mappings to the per-project profile of `title`.
     Status saveCurrentMappingsForProject(const std::string& title, const std::string& reason);
+    // "Save Current + Load": saves the current mappings where they belong (RecallSaveTarget)
+    // before `newTitle`'s profile is loaded; the log says which file was written.
+    Status saveCurrentMappingsBeforeRecall(const std::optional<std::string>& previousTitle,
+                                           const std::string& newTitle, const std::string& reason);
 
   private:
     void handleProjectChange(const std::string& title, const std::string& reason);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "RecordingUdpTransport.h"
@@ -153,7 +154,9 @@ TEST(MenuBarController, MenuCommandsChangeStateAndTheMenuFollows) {
 
     auto menu = controller.menu();
     EXPECT_EQ(menu[6].title, "Logic: Running • Project: Song");
-    EXPECT_EQ(menu[7].title, "Mappings: Tessiva Focus Mappings.json");
+    // Song has no profile of its own yet: the first-run item follows the status line.
+    EXPECT_EQ(menu[7].title, "Mappings: Tessiva Focus Mappings.json • No profile for Song yet");
+    EXPECT_EQ(menu[8].title, "Create Song.json from Current Mappings");
     EXPECT_EQ(menu[1].title, "Tessiva: iPad disconnected");
 
     controller.perform(MenuCommand::selectLearnModeOn);
@@ -167,10 +170,14 @@ TEST(MenuBarController, MenuCommandsChangeStateAndTheMenuFollows) {
 
     controller.saveMappingsAs(rig.folder / "Session A.json");
     const auto afterSave = controller.menu();
-    const auto& recent = afterSave[20].submenu;
+    const auto load = std::find_if(afterSave.begin(), afterSave.end(), [](const MenuItem& item) {
+        return item.title == "Load Mappings";
+    });
+    ASSERT_NE(load, afterSave.end());
+    const auto& recent = load->submenu;
     ASSERT_GE(recent.size(), 2u);
     EXPECT_EQ(recent[0].title, "Session A.json");
-    EXPECT_EQ(controller.menu()[7].title, "Mappings: Session A.json");
+    EXPECT_EQ(controller.menu()[7].title, "Mappings: Session A.json • No profile for Song yet");
 
     // Windows do not exist yet: the command says what it would have opened.
     controller.perform(MenuCommand::showMappings);

@@ -244,6 +244,36 @@ TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
     EXPECT_EQ(logCount("Mappings profile saved"), 1u);
 }
 
+TEST_F(ProjectTrackerTest, SaveCurrentNeverFilesOneProjectsMappingsUnderAnother) {
+    writeProfile("Song.json", 3, 42);
+    writeProfile("Third.json", 5, 55);
+    logic_.title = "Song.logicx - Tracks";
+    tracker_->start();
+    scheduler_.advance(4.0);
+    ASSERT_EQ(store_.fileURL().filename(), "Song.json");
+    ASSERT_TRUE(store_
+                    .setMIDIMapping(6, MIDIMapping{MappingEventType::programChange, 66,
+                                                   std::nullopt, 2, "Harp"})
+                    .ok());
+    // Through Cue, which has no profile, on to Third.
+    logic_.title = "Cue.logicx - Tracks";
+    scheduler_.advance(4.0);
+    alert_.answer = ProjectRecallAnswer::saveCurrentAndLoad;
+    logic_.title = "Third.logicx - Tracks";
+    scheduler_.advance(4.0);
+    ASSERT_EQ(alert_.asked.size(), 1u);
+    EXPECT_EQ(store_.fileURL().filename(), "Third.json");
+    EXPECT_FALSE(fs::exists(folder_ / "Cue.json"));
+    const auto song = MappingProfileFile::read(folder_ / "Song.json");
+    ASSERT_TRUE(song.snapshot.has_value());
+    EXPECT_EQ(song.snapshot->trackIndexToPC.at(6), 66);
+    ASSERT_NE(lastLog("Mappings profile saved"), nullptr);
+    EXPECT_EQ(
+        lastLog("Mappings profile saved")
+            ->detail->rfind("Saved current mappings to " + (folder_ / "Song.json").string(), 0),
+        0u);
+}
+
 TEST_F(ProjectTrackerTest, RecallPromptSkippedWhenTheProjectMovedOnBeforeItCameDue) {
     writeProfile("Song.json", 3, 42);
     writeProfile("Cue.json", 9, 99);

@@ -1,0 +1,227 @@
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <fstream>
+
+#include "ShellRig.h"
+#include "app/LearnModeStore.h"
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingStore.h"
+#include "midi/MIDIRelay.h"
+#include "ui/EventsWindow.h"
+#include "ui/MappingsWindow.h"
+#include "ui/SetupGuideWindow.h"
+#include "ui/StatusMenu.h"
+
+namespace tessiva {
+namespace {
+
+namespace fs = std::filesystem;
+
+QAction& menuAction(ShellRig& rig, const std::string& path) {
+    QAction* action = rig.shell->statusMenu().action(path);
+    if (!action)
+        throw std::runtime_error("no menu item " + path);
+    return *action;
+}
+
+TEST(MenuBarShell, EveryMenuItemReachesItsOperation) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    bool quitRequested = false;
+    controller.onQuitRequested = [&] { quitRequested = true; };
+    ASSERT_TRUE(controller.mappingStore()
+                    .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
+                                                   std::nullopt, 3, "Bass"})
+                    .ok());
+
+    struct Case {
+        std::string item;
+        std::function<bool()> reached;
+    };
+    const std::size_t relayLines = rig.console.count("[MIDIRelay] Using legacy destination");
+    const std::vector<Case> cases = {
+        {"Add Tracks > On", [&] { return controller.learnStore().mode() == LearnMode::learn; }},
+        {"Add Tracks > Off", [&] { return controller.learnStore().mode() == LearnMode::off; }},
+        {"Show Mappings…", [&] { return rig.shell->mappingsWindow().isVisible(); }},
+        {"Show Events…", [&] { return rig.shell->eventsWindow().isVisible(); }},
+        {"About Tessiva Focus…", [&] { return rig.shell->aboutWindow().isVisible(); }},
+        {"Setup Guide…", [&] { return rig.shell->setupGuideWindow().isVisible(); }},
+        {"Check for Updates…", [&] { return rig.logCount("Check for updates unavailable") == 1; }},
+        {"Refresh MIDI Destinations",
+         [&] {
+             return rig.console.count("[MIDIRelay] Using legacy destination") == relayLines + 1;
+         }},
+        {"Reveal Mappings File",
+         [&] { return rig.revealed == controller.mappingStore().fileURL(); }},
+        {"Save Mappings",
+         [&] {
+             auto saved = MappingProfileFile::read(controller.mappingStore().fileURL());
+             return saved.snapshot && saved.snapshot->trackIndexToPC.count(2) == 1;
+         }},
+        {"Advanced > Show Legacy MIDI Mode",
+         [&] { return rig.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey) == true; }},
+        {"Add All Logic Tracks and Attempt Auto Assign",
+         [&] { return controller.mappingStore().midiMapping(5).has_value(); }},
+        {"Quit Tessiva Focus", [&] { return quitRequested; }},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.item);
+        EXPECT_FALSE(test.reached());
+        menuAction(rig, test.item).trigger();
+        rig.scheduler.advance(0.5);
+        EXPECT_TRUE(test.reached());
+    }
+    // Windows are really there now: nothing says they "would open".
+    EXPECT_EQ(rig.logCount("Window not available"), 0u);
+
+    // The debug items show only while the modifier is held, and then work like the others.
+    EXPECT_FALSE(menuAction(rig, "Show Events / Debug Log").isVisible());
+    rig.shell->eventsWindow().hide();
+    rig.shell->statusMenu().setDebugItemsRevealed(true);
+    EXPECT_TRUE(menuAction(rig, "Show Events / Debug Log").isVisible());
+    menuAction(rig, "Show Events / Debug Log").trigger();
+    EXPECT_TRUE(rig.shell->eventsWindow().isVisible());
+    menuAction(rig, "Start AX Capture (1s)").trigger();
+    EXPECT_EQ(rig.logCount("AX capture started"), 1u);
+}
+
+TEST(MenuBarShell, StatusLinesFollowTheCoordinator) {
+    ShellRig rig;
+    rig.start();
+    EXPECT_NE(menuAction(rig, "Tessiva: iPad disconnected").text(), "");
+    EXPECT_NE(rig.shell->statusMenu().action("Logic: Running • Project: Song"), nullptr);
+    rig.logic.setProjectName("Cue");
+    rig.scheduler.advance(3.0);
+    EXPECT_NE(rig.shell->statusMenu().action("Logic: Running • Project: Cue"), nullptr);
+    EXPECT_EQ(rig.shell->statusMenu().action("Logic: Running • Project: Song"), nullptr);
+}
+
+TEST(MenuBarShell, ClearAllMappingsAsksFirst) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    ASSERT_TRUE(controller.mappingStore()
+                    .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
+                                                   std::nullopt, 3, "Bass"})
+                    .ok());
+    for (const char* button : {"Cancel", "Clear"}) {
+        SCOPED_TRACE(button);
+        QString shownText;
+        whenDialogShows("clearAllMappingsAlert", [&](QWidget* dialog) {
+            shownText = static_cast<QMessageBox*>(dialog)->text();
+            buttonNamed(dialog, button)->click();
+        });
+        menuAction(rig, "Clear All Mappings…").trigger();
+        EXPECT_EQ(shownText, "Clear all mappings?");
+        EXPECT_EQ(controller.mappingStore().midiMapping(2).has_value(),
+                  std::string(button) == "Cancel");
+    }
+}
+
+TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+
+    // Save As proposes "<project>.json" in the profiles folder.
+    QStringList proposed;
+    QString directory;
+    whenDialogShows("saveMappingsPanel", [&](QWidget* widget) {
+        auto* panel = static_cast<QFileDialog*>(widget);
+        proposed = panel->selectedFiles();
+        directory = panel->directory().absolutePath();
+        panel->selectFile(QString::fromStdString((rig.folder / "Chosen.json").string()));
+        acceptPanel(panel);
+    });
+    menuAction(rig, "Save Mappings As…").trigger();
+    ASSERT_EQ(proposed.size(), 1);
+    EXPECT_EQ(fs::path(proposed.front().toStdString()).filename(), "Song.json");
+    EXPECT_EQ(fs::path(directory.toStdString()), fs::canonical(rig.folder));
+    EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Chosen.json");
+    EXPECT_TRUE(fs::exists(rig.folder / "Chosen.json"));
+
+    // Choose File… loads what the panel returns; a cancelled panel changes nothing.
+    rig.writeProfile("Other.json", 4, 40);
+    whenDialogShows("chooseMappingsPanel",
+                    [](QWidget* widget) { static_cast<QFileDialog*>(widget)->reject(); });
+    menuAction(rig, "Load Mappings > Choose File…").trigger();
+    EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Chosen.json");
+    whenDialogShows("chooseMappingsPanel", [&](QWidget* widget) {
+        auto* panel = static_cast<QFileDialog*>(widget);
+        panel->selectFile(QString::fromStdString((rig.folder / "Other.json").string()));
+        acceptPanel(panel);
+    });
+    menuAction(rig, "Load Mappings > Choose File…").trigger();
+    EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Other.json");
+    EXPECT_EQ(controller.mappingStore().midiMapping(4)->programChange, 40);
+    // Both profiles are now in the recent list.
+    EXPECT_NE(rig.shell->statusMenu().action("Load Mappings > Chosen.json"), nullptr);
+}
+
+TEST(MenuBarShell, FailedLoadsAndSavesShowTheirAlerts) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    const fs::path loaded = controller.mappingStore().fileURL();
+    {
+        std::ofstream broken(rig.folder / "Broken.json");
+        broken << "{not json";
+    }
+    QString title;
+    QString text;
+    auto capture = [&](QWidget* dialog) {
+        auto* box = static_cast<QMessageBox*>(dialog);
+        title = box->text();
+        text = box->informativeText();
+        box->accept();
+    };
+    whenDialogShows("profileAlert", capture);
+    controller.loadMappingsFrom(rig.folder / "Broken.json");
+    EXPECT_EQ(title, "Failed to load mappings");
+    EXPECT_TRUE(text.startsWith("The selected mappings profile could not be opened.\n\nError: "));
+    EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
+
+    fs::create_directories(rig.folder / "Blocked.json" / "inside");
+    whenDialogShows("profileAlert", capture);
+    controller.saveMappingsAs(rig.folder / "Blocked.json");
+    EXPECT_EQ(title, "Failed to save mappings");
+    EXPECT_TRUE(text.startsWith("The mappings profile could not be written.\n\nError: "));
+    EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
+}
+
+TEST(MenuBarShell, RecallPromptAnswersEachButton) {
+    struct Case {
+        const char* button;
+        const char* loadedAfter;
+        bool songRewritten;
+    };
+    for (const Case& test :
+         {Case{"Save Current + Load Cue", "Cue.json", true}, Case{"Load Cue", "Cue.json", false},
+          Case{"Keep Current Mappings", "Song.json", false}}) {
+        SCOPED_TRACE(test.button);
+        ShellRig rig;
+        rig.writeProfile("Song.json", 2, 20);
+        rig.writeProfile("Cue.json", 3, 30);
+        MenuBarController& controller = rig.start();
+        ASSERT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
+        ASSERT_TRUE(controller.mappingStore()
+                        .setMIDIMapping(4, MIDIMapping{MappingEventType::programChange, 44,
+                                                       std::nullopt, 1, "Drums"})
+                        .ok());
+        QString title;
+        whenDialogShows("recallAlert", [&](QWidget* dialog) {
+            title = static_cast<QMessageBox*>(dialog)->text();
+            buttonNamed(dialog, test.button)->click();
+        });
+        rig.logic.setProjectName("Cue");
+        rig.scheduler.advance(5.0);
+        EXPECT_EQ(title, "Saved mappings found for Cue");
+        EXPECT_EQ(controller.mappingStore().fileURL().filename(), test.loadedAfter);
+        const auto song = MappingProfileFile::read(rig.folder / "Song.json");
+        ASSERT_TRUE(song.snapshot.has_value());
+        EXPECT_EQ(song.snapshot->trackIndexToPC.count(4) == 1, test.songRewritten);
+    }
+}
+
+}  // namespace
+}  // namespace tessiva

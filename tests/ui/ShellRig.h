@@ -1,0 +1,152 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QTimer>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "app/AppDelegate.h"
+#include "app/RecordingUdpTransport.h"
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingProfileFile.h"
+#include "platform/activation/ActivationEventSource.h"
+#include "platform/simulated/logic/SimulatedLogic.h"
+#include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "platform/sound/ConnectionSoundPlayer.h"
+#include "runtime/Console.h"
+#include "runtime/UUID.h"
+#include "runtime/UserDefaults.h"
+#include "runtime/VirtualScheduler.h"
+#include "ui/MenuBarShell.h"
+#include "ui/ShellDialogs.h"
+
+namespace tessiva {
+
+// One QApplication for the whole binary, on the offscreen platform unless told otherwise.
+inline QApplication& testApplication() {
+    static int argc = 1;
+    static char name[] = "tessiva_ui_tests";
+    static char* argv[] = {name, nullptr};
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    static QApplication* application = new QApplication(argc, argv);
+    return *application;
+}
+
+// Answers the next application-modal dialog with this object name as soon as it shows (a
+// dialog's exec() runs its own loop, in which this timer fires). Gives up after two seconds.
+inline void whenDialogShows(const QString& objectName, std::function<void(QWidget*)> answer) {
+    auto* timer = new QTimer;
+    auto ticks = std::make_shared<int>(0);
+    timer->setInterval(5);
+    QObject::connect(timer, &QTimer::timeout, [timer, ticks, objectName, answer] {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (modal && modal->objectName() == objectName) {
+            timer->stop();
+            timer->deleteLater();
+            answer(modal);
+        } else if (++*ticks > 400) {
+            timer->stop();
+            timer->deleteLater();
+        }
+    });
+    timer->start();
+}
+
+// QFileDialog::accept is protected; the slot is what the panel's Save/Open button calls.
+inline void acceptPanel(QWidget* panel) {
+    QMetaObject::invokeMethod(panel, "accept", Qt::DirectConnection);
+}
+
+inline QAbstractButton* buttonNamed(QWidget* dialog, const QString& text) {
+    for (QAbstractButton* button : dialog->findChildren<QAbstractButton*>()) {
+        if (button->text() == text)
+            return button;
+    }
+    return nullptr;
+}
+
+// The whole coordinator on virtual time (simulated Logic, in-memory MIDI, recorded UDP) with the
+// real Qt shell and dialogs around it.
+class ShellRig {
+  public:
+    explicit ShellRig(const std::string& project = "Song")
+        : folder(std::filesystem::temp_directory_path() / ("tessiva-shell-" + makeUUID())),
+          notifications(scheduler.mainQueue()),
+          logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
+          sound(makeLoggingConnectionSoundPlayer(console)) {
+        testApplication();
+        std::filesystem::create_directories(folder);
+        logic.setProjectName(project);
+        for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
+            logic.addTrack(name);
+        midi.addDestination("Network Session 1");
+    }
+    ~ShellRig() {
+        shell.reset();
+        delegate.reset();
+        std::error_code ec;
+        std::filesystem::remove_all(folder, ec);
+    }
+
+    void writeProfile(const std::string& name, int row, int programChange) {
+        MappingProfileSnapshot snapshot;
+        snapshot.version = kMappingProfileVersion;
+        snapshot.trackIndexToPC = {{row, programChange}};
+        snapshot.trackIndexToName = {{row, "Bass"}};
+        snapshot.trackIndexToChannel = {{row, 1}};
+        snapshot.trackIndexToEventType = {{row, MappingEventType::programChange}};
+        if (!MappingProfileFile::write(folder / name, snapshot).ok())
+            throw std::runtime_error("could not write " + name);
+    }
+
+    MenuBarController& start() {
+        CoordinatorOptions options;
+        options.profilesFolder = folder;
+        options.listenPort = 0;
+        options.bindHost = "127.0.0.1";
+        options.localDeviceName = "Test Mac";
+        delegate = std::make_unique<AppDelegate>(
+            scheduler, notifications, console,
+            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, dialogs,
+                             nullptr},
+            options);
+        shell = std::make_unique<MenuBarShell>(delegate->menuBarController(), dialogs,
+                                               MenuBarShell::StatusItemKind::none);
+        revealed.clear();
+        shell->revealInFileManager = [this](const std::filesystem::path& file) { revealed = file; };
+        delegate->applicationDidFinishLaunching();
+        scheduler.advance(2.0);
+        return delegate->menuBarController();
+    }
+
+    MenuBarController& controller() { return delegate->menuBarController(); }
+
+    std::size_t logCount(const std::string& title) {
+        std::size_t count = 0;
+        for (const auto& entry : controller().log().entries().value())
+            count += entry.title == title ? 1 : 0;
+        return count;
+    }
+
+    VirtualScheduler scheduler;
+    std::filesystem::path folder;
+    CapturingConsole console;
+    NotificationCenter notifications;
+    SimulatedLogic logic;
+    SimulatedMIDIService midi;
+    RecordingUdpTransport udp;
+    InMemoryUserDefaults defaults;
+    std::unique_ptr<ConnectionSoundPlayer> sound;
+    ActivationEventSource activation;
+    ShellDialogs dialogs;
+    std::unique_ptr<AppDelegate> delegate;
+    std::unique_ptr<MenuBarShell> shell;
+    std::filesystem::path revealed;
+};
+
+}  // namespace tessiva

@@ -1,0 +1,285 @@
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDropEvent>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <cstdlib>
+
+#include "ShellRig.h"
+#include "autoassign/AutoAssignCoordinator.h"
+#include "autoassign/EstimatedAutoAssignReview.h"
+#include "mapping/DebugLogStore.h"
+#include "mapping/MappingStore.h"
+#include "osc/RemoteWorkspaceStore.h"
+#include "ui/BankDragDrop.h"
+#include "ui/EventsWindow.h"
+#include "ui/MappingsWindow.h"
+#include "ui/ReviewWindow.h"
+#include "ui/SetupGuideWindow.h"
+#include "ui/ShellScreenshots.h"
+#include "ui/StatusMenu.h"
+
+namespace tessiva {
+namespace {
+
+namespace fs = std::filesystem;
+
+RemoteWorkspaceSnapshot workspace() {
+    RemoteWorkspaceSnapshot snapshot;
+    snapshot.workspaceUUID = "W1";
+    snapshot.workspaceName = "Template";
+    RemoteWorkspaceBank keys{"B-PIANO", "Grand Piano", std::nullopt, std::nullopt, "Keys", 4,
+                             {},        std::nullopt};
+    RemoteWorkspaceBank bass{"B-BASS", "Bass", std::nullopt, std::nullopt,
+                             "Rhythm", 4,      {},           std::nullopt};
+    RemoteWorkspaceBank bassFingered{"B-BASS2", "Bass", std::nullopt, std::nullopt,
+                                     "Low",     4,      {},           std::nullopt};
+    snapshot.sections = {{"Keys", {keys}}, {"Rhythm", {bass}}, {"Low", {bassFingered}}};
+    return snapshot;
+}
+
+void publish(ShellRig& rig, const RemoteWorkspaceSnapshot& snapshot) {
+    rig.controller().workspaceStore().publish(snapshot);
+    rig.scheduler.advance(0.1);
+}
+
+TEST(ShellWindows, DroppingABankOnARowAssignsAndSaves) {
+    ShellRig rig;
+    rig.writeProfile("Song.json", 2, 20);
+    MenuBarController& controller = rig.start();
+    publish(rig, workspace());
+    MappingsWindow& window = rig.shell->mappingsWindow();
+    window.show();
+    const int tableRow = window.tableRowFor(1);
+    ASSERT_GE(tableRow, 0);
+
+    QTreeWidgetItem* card = window.bankCards().itemForBank("B-PIANO");
+    ASSERT_NE(card, nullptr);
+    std::unique_ptr<QMimeData> dragged(window.bankCards().mimeDataFor(card));
+    ASSERT_NE(dragged, nullptr);
+    QTableWidget& table = window.table();
+    const QPoint onRow = table.visualItemRect(table.item(tableRow, 1)).center();
+    QDragEnterEvent enter(onRow, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(table.viewport(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(onRow, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(table.viewport(), &drop);
+
+    const auto mapping = controller.mappingStore().bankMapping(1);
+    ASSERT_TRUE(mapping.has_value());
+    EXPECT_EQ(mapping->bankUUID, "B-PIANO");
+    EXPECT_EQ(mapping->sectionName, "Keys");
+    EXPECT_EQ(mapping->workspaceUUID, "W1");
+    const auto saved = MappingProfileFile::read(rig.folder / "Song.json");
+    ASSERT_TRUE(saved.snapshot.has_value());
+    EXPECT_EQ(saved.snapshot->oscBankFocusMappingsByTrackIndex.at(1).bankUUID, "B-PIANO");
+    EXPECT_EQ(table.item(tableRow, MappingsWindow::bankColumn)->text(), "Grand Piano");
+
+    // The picker assigns the same way, to the selected row.
+    table.selectRow(window.tableRowFor(2));
+    window.bankPicker().setCurrentIndex(window.bankPicker().findData("B-BASS"));
+    window.assignButton().click();
+    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS");
+
+    // A MIDI value typed into the table is stored and saved; an impossible one is refused.
+    const int bassRow = window.tableRowFor(2);
+    table.item(bassRow, MappingsWindow::valueColumn)->setText("33");
+    EXPECT_EQ(controller.mappingStore().midiMapping(2)->programChange, 33);
+    table.item(window.tableRowFor(2), MappingsWindow::valueColumn)->setText("300");
+    EXPECT_EQ(controller.mappingStore().midiMapping(2)->programChange, 33);
+    EXPECT_EQ(table.item(window.tableRowFor(2), MappingsWindow::valueColumn)->text(), "33");
+}
+
+TEST(ShellWindows, PlayAndFollowTheFocusedRow) {
+    ShellRig rig;
+    rig.writeProfile("Song.json", 2, 20);
+    rig.start();
+    MappingsWindow& window = rig.shell->mappingsWindow();
+    window.show();
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(window.table().currentRow(), window.tableRowFor(2));
+
+    const std::size_t sent = rig.midi.sentMessages().size();
+    window.playButton().click();
+    rig.scheduler.advance(0.1);
+    ASSERT_EQ(rig.midi.sentMessages().size(), sent + 1);
+    EXPECT_EQ(rig.midi.sentMessages().back().bytes, (std::vector<std::uint8_t>{0xC0, 20}));
+
+    window.followCheckBox().setChecked(false);
+    window.table().selectRow(window.tableRowFor(1));
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(5.0);
+    EXPECT_EQ(window.table().currentRow(), window.tableRowFor(1));
+}
+
+TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    // The track was inserted before these mappings were set, as when a profile saved earlier is
+    // loaded: the automatic repair never saw the insertion, so only a reconcile can move them.
+    rig.logic.insertTrack(0, "Click");
+    rig.scheduler.advance(3.0);
+    for (int row = 2; row <= 4; ++row) {
+        const std::string name = row == 2 ? "Bass" : row == 3 ? "Drums" : "Strings";
+        ASSERT_TRUE(controller.mappingStore()
+                        .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, row,
+                                                         std::nullopt, 1, name})
+                        .ok());
+    }
+    MappingsWindow& window = rig.shell->mappingsWindow();
+    window.show();
+    window.reconcileButton().click();
+    rig.scheduler.advance(3.0);
+    EXPECT_TRUE(window.reconcileStatus().text().startsWith("Two settled captures agreed on"));
+    ASSERT_TRUE(window.applyReconcileButton().isVisible());
+    window.applyReconcileButton().click();
+    EXPECT_EQ(controller.mappingStore().midiMapping(3)->trackName, "Bass");
+    EXPECT_EQ(controller.mappingStore().midiMapping(5)->trackName, "Strings");
+    EXPECT_FALSE(window.syncWarning().isVisible());
+    ASSERT_TRUE(window.undoReconcileButton().isVisible());
+    window.undoReconcileButton().click();
+    EXPECT_EQ(controller.mappingStore().midiMapping(2)->trackName, "Bass");
+    EXPECT_EQ(rig.logCount("Mapping reconcile undone"), 1u);
+}
+
+TEST(ShellWindows, ReviewWindowStepsAndApplies) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    // "Bass" names two banks exactly: auto assign leaves it for the review.
+    ASSERT_TRUE(controller.mappingStore()
+                    .setMIDIMapping(
+                        2, MIDIMapping{MappingEventType::programChange, 1, std::nullopt, 1, "Bass"})
+                    .ok());
+    publish(rig, workspace());
+    controller.autoAssign().runAutoAssign();
+    ASSERT_EQ(controller.autoAssign().pendingEstimatedAutoAssignMatches()->size(), 1u);
+
+    rig.shell->openReview();
+    ReviewWindow& review = rig.shell->reviewWindow();
+    ASSERT_TRUE(review.isVisible());
+    ASSERT_EQ(review.list().count(), 1);
+    EXPECT_TRUE(review.list().item(0)->text().contains("candidate 1 of 2"));
+    EXPECT_FALSE(review.previousButton().isEnabled());
+    review.nextButton().click();
+    EXPECT_TRUE(review.list().item(0)->text().contains("candidate 2 of 2"));
+    EXPECT_FALSE(review.nextButton().isEnabled());
+    const std::string chosen = (*controller.autoAssign().pendingEstimatedAutoAssignMatches())[0]
+                                   .selectedCandidate()
+                                   ->target.bankUUID;
+    review.applyButton().click();
+    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, chosen);
+    EXPECT_EQ(review.list().count(), 0);
+    EXPECT_FALSE(review.applyAllButton().isEnabled());
+    EXPECT_EQ(rig.logCount("Estimated Auto Assign applied"), 1u);
+
+    // With nothing to review the command answers instead of opening.
+    review.hide();
+    QString answer;
+    whenDialogShows("informationAlert", [&](QWidget* dialog) {
+        answer = static_cast<QMessageBox*>(dialog)->text();
+        static_cast<QMessageBox*>(dialog)->accept();
+    });
+    rig.shell->openReview();
+    EXPECT_EQ(answer, "No estimated matches");
+    EXPECT_FALSE(review.isVisible());
+}
+
+TEST(ShellWindows, FirstRunCreatesTheProjectProfile) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    ASSERT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
+    ASSERT_TRUE(controller.mappingStore()
+                    .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
+                                                   std::nullopt, 3, "Bass"})
+                    .ok());
+    // The status line and the guide say what to do.
+    EXPECT_NE(rig.shell->statusMenu().action("Mappings: Tessiva Focus Mappings.json • No "
+                                             "profile for Song yet"),
+              nullptr);
+    rig.shell->showSetupGuide();
+    SetupGuideWindow& guide = rig.shell->setupGuideWindow();
+    EXPECT_TRUE(guide.profileStep().text().contains("has no profile yet"));
+    ASSERT_FALSE(guide.createProfileButton().isHidden());
+    EXPECT_EQ(guide.createProfileButton().text(), "Create Song.json from Current Mappings");
+
+    guide.createProfileButton().click();
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Song.json");
+    const auto saved = MappingProfileFile::read(rig.folder / "Song.json");
+    ASSERT_TRUE(saved.snapshot.has_value());
+    EXPECT_EQ(saved.snapshot->trackIndexToPC.at(2), 17);
+    EXPECT_TRUE(guide.createProfileButton().isHidden());
+    EXPECT_EQ(rig.shell->statusMenu().action("Create Song.json from Current Mappings"), nullptr);
+
+    // Clicks for the project now go out.
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    ASSERT_FALSE(rig.midi.sentMessages().empty());
+    EXPECT_EQ(rig.midi.sentMessages().back().bytes, (std::vector<std::uint8_t>{0xC2, 17}));
+
+    guide.doneButton().click();
+    EXPECT_EQ(rig.defaults.boolValue(kInitialSetupCompletionDefaultsKey), true);
+}
+
+TEST(ShellWindows, EventsWindowFiltersCopiesAndClears) {
+    ShellRig rig;
+    MenuBarController& controller = rig.start();
+    controller.log().log("Alpha event", "first detail");
+    controller.log().log("Beta event", "second detail");
+    EventsWindow& events = rig.shell->eventsWindow();
+    const int all = events.table().rowCount();
+    EXPECT_EQ(events.table().item(all - 1, 1)->text(), "Beta event");  // newest last
+    events.filter().setText("second");
+    ASSERT_EQ(events.table().rowCount(), 1);
+    events.copyLog();
+    EXPECT_TRUE(QApplication::clipboard()->text().endsWith("Beta event — second detail"));
+    events.filter().clear();
+    events.findChild<QPushButton*>("clearEventsButton")->click();
+    EXPECT_EQ(events.table().rowCount(), 0);
+    EXPECT_TRUE(controller.log().entries()->empty());
+}
+
+TEST(ShellWindows, ScreenshotsRenderEveryWindow) {
+    const fs::path folder = fs::temp_directory_path() / ("tessiva-screens-" + makeUUID());
+    const std::string command = std::string("QT_QPA_PLATFORM=offscreen \"") +
+                                TESSIVA_FOCUS_APP_PATH + "\" --screenshots \"" + folder.string() +
+                                "\" > /dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    for (const char* name : {"menu.png", "menu-debug-items.png", "mappings.png", "events.png",
+                             "review.png", "setup-guide.png", "about.png"}) {
+        SCOPED_TRACE(name);
+        QImage image(QString::fromStdString((folder / name).string()));
+        ASSERT_FALSE(image.isNull());
+        EXPECT_GT(image.width(), 150);
+        EXPECT_GT(image.height(), 80);
+        // Something was drawn: the darkest pixel is text, the lightest is background.
+        int darkest = 255;
+        int lightest = 0;
+        for (int y = 0; y < image.height(); y += 2) {
+            for (int x = 0; x < image.width(); x += 2) {
+                const int gray = qGray(image.pixel(x, y));
+                darkest = std::min(darkest, gray);
+                lightest = std::max(lightest, gray);
+            }
+        }
+        EXPECT_LT(darkest, 90);
+        EXPECT_GT(lightest, 180);
+    }
+    // The debug items make the menu taller.
+    EXPECT_GT(QImage(QString::fromStdString((folder / "menu-debug-items.png").string())).height(),
+              QImage(QString::fromStdString((folder / "menu.png").string())).height());
+    std::error_code ec;
+    fs::remove_all(folder, ec);
+}
+
+}  // namespace
+}  // namespace tessiva
