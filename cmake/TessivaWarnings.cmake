@@ -8,11 +8,35 @@ function(tessiva_target_warnings target)
   endif()
 endfunction()
 
-# A library of one layer: sources, public include root at src/, warnings on.
+# Each library shows only its own headers and, through what it links, those of the layers below:
+# its include folder under the build tree holds links to its own paths (relative to src/, folders
+# or single headers), so a header of a layer it does not link is not found. The folder's name
+# carries a hash of the paths so a changed list never leaves an old link on the include path.
+function(tessiva_expose_headers target scope)
+  string(MD5 paths_hash "${ARGN}")
+  string(SUBSTRING ${paths_hash} 0 8 paths_hash)
+  set(root ${CMAKE_BINARY_DIR}/include/${target}-${paths_hash})
+  foreach(path ${ARGN})
+    if(NOT EXISTS ${PROJECT_SOURCE_DIR}/src/${path})
+      message(FATAL_ERROR "${target} exposes src/${path}, which does not exist")
+    endif()
+    get_filename_component(parent ${root}/${path} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+    if(NOT IS_SYMLINK ${root}/${path})
+      file(CREATE_LINK ${PROJECT_SOURCE_DIR}/src/${path} ${root}/${path} SYMBOLIC)
+    endif()
+  endforeach()
+  target_include_directories(${target} ${scope} ${root})
+endfunction()
+
+# A library of one layer: sources, its headers (EXPOSES; by default its own folder), warnings on.
 function(tessiva_add_library target)
-  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_LINKS;PRIVATE_LINKS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_LINKS;PRIVATE_LINKS;EXPOSES" ${ARGN})
   add_library(${target} STATIC ${ARG_SOURCES})
-  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  if(NOT ARG_EXPOSES)
+    file(RELATIVE_PATH ARG_EXPOSES ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+  endif()
+  tessiva_expose_headers(${target} PUBLIC ${ARG_EXPOSES})
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
   tessiva_target_warnings(${target})
 endfunction()

@@ -3,7 +3,6 @@
 #include <QApplication>
 
 #include "app/AppDelegate.h"
-#include "app/ScenarioPlayer.h"
 #include "autoassign/AutoAssignCoordinator.h"
 #include "mapping/MappingStore.h"
 #include "osc/RemoteWorkspaceStore.h"
@@ -18,6 +17,7 @@
 #include "platform/system/SystemPlatform.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
+#include "scenario/ScenarioPlayer.h"
 #include "ui/MenuBarShell.h"
 #include "ui/QtDispatcher.h"
 #include "ui/ShellDialogs.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "app/Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace tessiva {
 

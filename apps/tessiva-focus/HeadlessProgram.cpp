@@ -10,7 +10,6 @@
 #include "ConsoleCommands.h"
 #include "app/AppDelegate.h"
 #include "app/MenuCommandRunner.h"
-#include "app/ScenarioPlayer.h"
 #include "mapping/DebugLogStore.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "platform/activation/ActivationEventSource.h"
@@ -26,6 +25,7 @@
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/RepeatingTimer.h"
+#include "scenario/ScenarioPlayer.h"
 
 namespace tessiva {
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "app/ProjectTracker.h"
-#include "app/Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace tessiva {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "app/MenuCommandTable.h"
-#include "app/Scenario.h"
 #include "runtime/Queue.h"
+#include "scenario/Scenario.h"
 
 namespace tessiva {
 

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "app/Scenario.h"
-#include "app/ScenarioPlayer.h"
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/VirtualScheduler.h"
+#include "scenario/Scenario.h"
+#include "scenario/ScenarioPlayer.h"
 
 namespace tessiva {
 namespace {

@@ -1,4 +1,4 @@
-#include "app/ScenarioPlayer.h"
+#include "scenario/ScenarioPlayer.h"
 
 #include <fmt/format.h>
 
