@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "app/MenuBarController.h"
 #include "runtime/NotificationCenter.h"
@@ -35,7 +34,6 @@ class AppDelegate {
     std::unique_ptr<MIDIDestinationStatusStore> midiStatus_;
     std::unique_ptr<LegacyMIDIDestinationStatusStore> legacyMIDIStatus_;
     std::unique_ptr<MenuBarController> menuBarController_;
-    std::vector<ObserverToken> observerTokens_;
 };
 
 }  // namespace tessiva

@@ -417,7 +417,10 @@ void MenuBarController::logMenu(const std::string& title, const std::string& det
 void MenuBarController::wouldOpen(const std::string& what) {
     if (windowsAvailable_)
         return;
-    logMenu("Window not available", what + " would open here; this build has no windows yet.");
+    logMenu(
+        "Window not available",
+        what +
+            " would open here; the headless program has no windows (tessiva-focus-app has them).");
 }
 
 void MenuBarController::showAlertIfFailed(const ProfileActionResult& result) {

@@ -72,7 +72,7 @@ std::string MenuCommandRunner::run(const MenuRequest& request) {
 std::string MenuCommandRunner::perform(const MenuTitleMatch& match, const MenuRequest& request) {
     auto wouldOpen = [&](std::string_view window) {
         controller_.perform(match.command);
-        return std::string(window) + " would open here (this build has no windows yet)";
+        return std::string(window) + " would open here (the headless program has no windows)";
     };
     switch (match.command) {
         case MenuCommand::showSetupGuide:

@@ -44,6 +44,12 @@ ProfileReadResult MappingProfileFile::read(const fs::path& file) {
         result.error = "not a regular file: " + file.string();
         return result;
     }
+    // Refused before reading, so a huge file chosen by mistake never lands in memory.
+    if (const auto size = fs::file_size(file, ec); !ec && size > ProfileCodec::kMaxBytes) {
+        result.error = fmt::format("{} is {} bytes, larger than a profile can be ({} bytes)",
+                                   file.string(), size, ProfileCodec::kMaxBytes);
+        return result;
+    }
     std::string readError;
     const auto data = readWholeFile(file, &readError);
     if (!data) {

@@ -112,9 +112,8 @@ struct KeyPath {
 using Element = simdjson::dom::element;
 using Type = simdjson::dom::element_type;
 
-// Hand-edited profiles are a few megabytes at most; anything far larger is not a profile. A
-// profile nests three levels; the margin keeps hand-written extras readable.
-constexpr JsonLimits kProfileLimits{.maxBytes = 64u * 1024 * 1024, .maxDepth = 64};
+// A profile nests three levels; the margin keeps hand-written extras readable.
+constexpr JsonLimits kProfileLimits{.maxBytes = ProfileCodec::kMaxBytes, .maxDepth = 64};
 
 const char* kindName(Element value) {
     switch (value.type()) {

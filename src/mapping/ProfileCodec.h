@@ -36,6 +36,9 @@ struct ProfileDecodeResult {
 // U+FFFD, so whatever is written reads back, and what was read writes back byte for byte.
 class ProfileCodec {
   public:
+    // Hand-edited profiles are a few megabytes at most; anything far larger is not a profile.
+    static constexpr std::size_t kMaxBytes = 64u * 1024 * 1024;
+
     static std::string encode(const MappingProfileSnapshot& snapshot);
     static ProfileDecodeResult decode(std::string_view json);
 };

@@ -183,6 +183,12 @@ MappingsWindow::MappingsWindow(MenuBarController& controller)
     reloadRows();
     reloadBanks();
     reloadReconcile();
+    showLegacyMIDIColumns(controller_.menuState().showLegacyMIDIControls);
+}
+
+void MappingsWindow::showLegacyMIDIColumns(bool shown) {
+    for (const int column : {typeColumn, valueColumn, channelColumn})
+        table_->setColumnHidden(column, !shown);
 }
 
 MappingsWindow::~MappingsWindow() {

@@ -46,6 +46,8 @@ class MappingsWindow final : public QWidget {
     QLabel& reconcileStatus() { return *reconcileStatus_; }
     // The table row showing Logic row `row`, or -1.
     int tableRowFor(int row) const;
+    // The MIDI columns belong to legacy mode: shown only while "Show Legacy MIDI Mode" is on.
+    void showLegacyMIDIColumns(bool shown);
     // Called by "Review Suggested Matches"; the shell opens the review.
     std::function<void()> onReviewSuggestedMatches;
 

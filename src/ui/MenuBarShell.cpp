@@ -56,6 +56,8 @@ MenuBarShell::MenuBarShell(MenuBarController& controller, ShellDialogs& dialogs,
     statusMenu_->render(controller_.menu());
     controller_.onMenuChanged = [this](const std::vector<MenuItem>& items) {
         statusMenu_->render(items);
+        if (mappingsWindow_)
+            mappingsWindow_->showLegacyMIDIColumns(controller_.menuState().showLegacyMIDIControls);
     };
     buildStatusItem(statusItem);
     observeWindowNotifications();

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -332,6 +333,12 @@ TEST(MappingStore, LoadingABadFileChangesNothing) {
     ASSERT_FALSE(bad.ok());
     EXPECT_NE(bad.error().find("\"version\""), std::string::npos);
     EXPECT_FALSE(h.store.load(folder / "absent.json").ok());
+    // A huge file (sparse here) is refused by its size before it is read.
+    { std::ofstream(folder / "huge.json").put('{'); }
+    fs::resize_file(folder / "huge.json", ProfileCodec::kMaxBytes + 1);
+    const Status huge = h.store.load(folder / "huge.json");
+    ASSERT_FALSE(huge.ok());
+    EXPECT_NE(huge.error().find("larger than a profile can be"), std::string::npos);
     EXPECT_EQ(h.store.snapshot(), before);
     EXPECT_EQ(h.store.fileURL(), own);
     EXPECT_EQ(readWholeFile(folder / "bad.json").value(), R"({"version":"one"})");

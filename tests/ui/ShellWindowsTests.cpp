@@ -101,9 +101,14 @@ TEST(ShellWindows, DroppingABankOnARowAssignsAndSaves) {
 TEST(ShellWindows, PlayAndFollowTheFocusedRow) {
     ShellRig rig;
     rig.writeProfile("Song.json", 2, 20);
-    rig.start();
+    MenuBarController& controller = rig.start();
     MappingsWindow& window = rig.shell->mappingsWindow();
     window.show();
+    // The MIDI columns follow "Show Legacy MIDI Mode".
+    EXPECT_TRUE(window.table().isColumnHidden(MappingsWindow::valueColumn));
+    controller.perform(MenuCommand::toggleLegacyMIDIControls);
+    EXPECT_FALSE(window.table().isColumnHidden(MappingsWindow::valueColumn));
+    EXPECT_FALSE(window.table().isColumnHidden(MappingsWindow::channelColumn));
     rig.logic.clickTrack(2);
     rig.scheduler.advance(1.0);
     EXPECT_EQ(window.table().currentRow(), window.tableRowFor(2));
