@@ -28,6 +28,8 @@ const std::string kSet = R"(<?xml version="1.0" encoding="UTF-8"?>
 TEST(PropertyListCheck, AcceptsLogicsXMLAndRefusesWhatIsNotAReadablePropertyList) {
     EXPECT_EQ(propertyListRefusal(kSet), std::nullopt);
     EXPECT_EQ(propertyListRefusal("\xEF\xBB\xBF<plist><array/></plist>"), std::nullopt);
+    // Letters of one to four UTF-8 bytes are text like any other.
+    EXPECT_EQ(propertyListRefusal("<plist><string>Flöte ✓ 🎻</string></plist>"), std::nullopt);
     struct Case {
         std::string text;
         std::string reason;
@@ -48,6 +50,7 @@ TEST(PropertyListCheck, AcceptsLogicsXMLAndRefusesWhatIsNotAReadablePropertyList
         {"<plist><array/></plist><plist><array/></plist>", "not one <plist>"},
         {std::string("<plist><string>a\0b</string></plist>", 35), "NUL"},
         {"<plist><string>\xC3</string></plist>", "UTF-8"},
+        {"<plist><string>\xF0\x9F\x8E</string></plist>", "UTF-8"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
