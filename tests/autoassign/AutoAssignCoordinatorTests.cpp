@@ -172,8 +172,8 @@ TEST(AutoAssignCoordinator, AddAllLogicTracksAddsNamedRowsThenRuns) {
                                        "skippedUnnamed=1, refused=1"});
     const auto added = h.store.midiMapping(1);
     ASSERT_TRUE(added);
-    EXPECT_EQ(added->trackName, "Flutes");
-    EXPECT_EQ(added->programChange, 0);
+    // A new row plays Program Change row - 1 on channel 1 under Logic's name.
+    EXPECT_EQ(*added, (MIDIMapping{MappingEventType::programChange, 0, std::nullopt, 1, "Flutes"}));
     EXPECT_EQ(h.store.midiMapping(4)->programChange, 3);
     EXPECT_EQ(h.store.midiMapping(2)->trackName, "Old Name");  // existing rows stay as they were
     ASSERT_TRUE(summary);
