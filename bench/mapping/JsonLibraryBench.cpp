@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "LargeProfile.h"
 #include "mapping/ProfileCodec.h"
-#include "runtime/UUID.h"
 
 // The profile's JSON libraries side by side at 5,000 rows (2.4 MB), in memory: the codec as
 // shipped (simdjson reads, a small writer keeps the keys in field order), nlohmann parsing the same
@@ -16,38 +16,7 @@
 namespace tessiva {
 namespace {
 
-constexpr int kRows = 5000;
-
-MappingProfileSnapshot largeProfile() {
-    MappingProfileSnapshot s;
-    for (int row = 1; row <= kRows; ++row) {
-        const std::string name = "Violins " + std::to_string(row) + " Legato";
-        s.trackIndexToPC[row] = row % 128;
-        s.trackIndexToName[row] = name;
-        s.trackIndexToChannel[row] = 1 + row % 16;
-        s.trackIndexToEventType[row] =
-            row % 3 == 0 ? MappingEventType::note : MappingEventType::programChange;
-        s.trackIndexToNote[row] = (row * 7) % 128;
-        s.oscTrackIdentityByIndex[row] = "logic-row-" + std::to_string(row);
-        OSCBankFocusMapping m;
-        m.id = makeUUID();
-        m.trackIndex = row;
-        m.trackName = name;
-        m.trackIdentity = s.oscTrackIdentityByIndex[row];
-        m.bankUUID = makeUUID();
-        m.bankName = "Strings Bank " + std::to_string(row / 16);
-        if (row % 2 == 0) {
-            m.groupUUID = makeUUID();
-            m.groupName = "Shorts";
-        }
-        m.sectionName = "Strings";
-        m.workspaceUUID = "5B1D2C3A-0000-4000-8000-000000000001";
-        m.workspaceName = "Orchestra";
-        m.updatedAt = 785'000'000.25 + row;
-        s.oscBankFocusMappingsByTrackIndex[row] = m;
-    }
-    return s;
-}
+using bench::largeProfile;
 
 template <typename Value, typename Convert>
 nlohmann::json rowObject(const RowKeyed<Value>& rows, Convert&& convert) {

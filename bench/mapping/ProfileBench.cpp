@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "LargeProfile.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
@@ -17,40 +18,9 @@
 namespace tessiva {
 namespace {
 
+using bench::largeProfile;
+
 namespace fs = std::filesystem;
-
-constexpr int kRows = 5000;
-
-MappingProfileSnapshot largeProfile() {
-    MappingProfileSnapshot s;
-    for (int row = 1; row <= kRows; ++row) {
-        const std::string name = "Violins " + std::to_string(row) + " Legato";
-        s.trackIndexToPC[row] = row % 128;
-        s.trackIndexToName[row] = name;
-        s.trackIndexToChannel[row] = 1 + row % 16;
-        s.trackIndexToEventType[row] =
-            row % 3 == 0 ? MappingEventType::note : MappingEventType::programChange;
-        s.trackIndexToNote[row] = (row * 7) % 128;
-        s.oscTrackIdentityByIndex[row] = "logic-row-" + std::to_string(row);
-        OSCBankFocusMapping m;
-        m.id = makeUUID();
-        m.trackIndex = row;
-        m.trackName = name;
-        m.trackIdentity = s.oscTrackIdentityByIndex[row];
-        m.bankUUID = makeUUID();
-        m.bankName = "Strings Bank " + std::to_string(row / 16);
-        if (row % 2 == 0) {
-            m.groupUUID = makeUUID();
-            m.groupName = "Shorts";
-        }
-        m.sectionName = "Strings";
-        m.workspaceUUID = "5B1D2C3A-0000-4000-8000-000000000001";
-        m.workspaceName = "Orchestra";
-        m.updatedAt = 785'000'000.25 + row;
-        s.oscBankFocusMappingsByTrackIndex[row] = m;
-    }
-    return s;
-}
 
 struct Folder {
     fs::path path = fs::temp_directory_path() / ("tessiva-bench-" + makeUUID());
