@@ -25,10 +25,6 @@ class AppDelegate {
     void applicationWillTerminate();
 
     MenuBarController& menuBarController() { return *menuBarController_; }
-    const MIDIDestinationStatusStore& midiDestinationStatus() const { return *midiStatus_; }
-    const LegacyMIDIDestinationStatusStore& legacyMIDIDestinationStatus() const {
-        return *legacyMIDIStatus_;
-    }
 
   private:
     std::unique_ptr<MIDIDestinationStatusStore> midiStatus_;

@@ -12,16 +12,6 @@ namespace tessiva {
 // applied. `open` means every gate passed.
 enum class HandlerGate { open, nameMismatch, projectMismatch, structuralRepair };
 
-inline constexpr std::array<std::string_view, 4> kHandlerGateNames = {
-    "open", "name-mismatch", "project-mismatch", "structural-repair"};
-static_assert(kHandlerGateNames.size() ==
-                  static_cast<std::size_t>(HandlerGate::structuralRepair) + 1,
-              "one name per HandlerGate");
-
-inline std::string_view handlerGateName(HandlerGate gate) {
-    return kHandlerGateNames[static_cast<std::size_t>(gate)];
-}
-
 // What the gates look at, gathered by the handler before it decides.
 struct HandlerGateInputs {
     std::optional<std::string> savedName;  // the row's MIDI mapping name, else its bank mapping's

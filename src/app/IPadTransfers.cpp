@@ -135,7 +135,6 @@ bool IPadTransfers::handleLinkRequest(const LinkRequest& request) {
         auto saved = saveNavigationExport(pendingExportFolder_, received->fileName, received->text,
                                           deps_.dispatcher.clock().date());
         if (auto* path = std::get_if<std::filesystem::path>(&saved)) {
-            lastSavedExport_ = *path;
             navigationExportStatus_ = "Navigation export: saved " + path->filename().string();
             log("Navigation export saved", "Saved the iPad's navigation export (" +
                                                std::to_string(received->text.size()) +

@@ -78,7 +78,6 @@ class IPadTransfers {
     std::filesystem::path navigationExportFolder() const;
     const ArticulationSetImportProgress& importProgress() const;
     const std::string& navigationExportStatus() const { return navigationExportStatus_; }
-    std::optional<std::filesystem::path> lastSavedExport() const { return lastSavedExport_; }
     MIDIRunScheduler& runs() { return *runs_; }
 
   private:
@@ -94,7 +93,6 @@ class IPadTransfers {
     std::optional<std::string> pendingExportID_;
     std::filesystem::path pendingExportFolder_;
     std::string navigationExportStatus_ = "Navigation export: none yet";
-    std::optional<std::filesystem::path> lastSavedExport_;
 };
 
 }  // namespace tessiva

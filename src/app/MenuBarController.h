@@ -136,12 +136,10 @@ class MenuBarController final : public LinkRequestHandler {
 
     DebugLogStore& log() { return *log_; }
     MappingStore& mappingStore() { return *mappingStore_; }
-    LogicObserver& logicObserver() { return *logicObserver_; }
     TrackSelectionRouter& router() { return *router_; }
     ProjectTracker& projectTracker() { return *projectTracker_; }
     OSCDiscoveryManager& discovery() { return *discovery_; }
     RemoteWorkspaceStore& workspaceStore() { return *workspaceStore_; }
-    VirtualMIDIBridge& virtualMIDIBridge() { return *virtualMIDIBridge_; }
     MIDIRelay& midiRelay() { return *midiRelay_; }
     LearnModeStore& learnStore() { return *learnStore_; }
     SelectionStageRecorder& stageRecorder() { return *stages_; }

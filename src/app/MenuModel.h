@@ -39,35 +39,8 @@ enum class MenuCommand {
     quit,
 };
 inline constexpr std::size_t kMenuCommandCount = 23;
-inline constexpr std::array<std::string_view, kMenuCommandCount> kMenuCommandNames = {
-    "showSetupGuide",
-    "addAllLogicTracksAndAutoAssign",
-    "showEventsDebugLog",
-    "startAXCapture",
-    "selectLearnModeOff",
-    "selectLearnModeOn",
-    "showMappings",
-    "showEvents",
-    "showAbout",
-    "checkForUpdates",
-    "refreshMIDIDestinations",
-    "revealMappingsFile",
-    "clearAllMappings",
-    "saveMappings",
-    "saveMappingsAs",
-    "loadRecentMappings",
-    "chooseMappingsFile",
-    "importArticulationSets",
-    "toggleAutoAssignAfterImport",
-    "exportNavigation",
-    "toggleLegacyMIDIControls",
-    "createProjectProfile",
-    "quit"};
 static_assert(static_cast<std::size_t>(MenuCommand::quit) + 1 == kMenuCommandCount,
               "one name per MenuCommand");
-inline std::string_view menuCommandName(MenuCommand command) {
-    return kMenuCommandNames[static_cast<std::size_t>(command)];
-}
 
 inline constexpr std::string_view kIPadTransfersSubmenuTitle = "iPad Transfers";
 

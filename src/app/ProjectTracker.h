@@ -100,9 +100,6 @@ class ProjectTracker final : public ProjectKeyProvider {
     const std::optional<std::string>& lastAutoLoadedMappingProjectKey() const {
         return lastAutoLoadedMappingProjectKey_;
     }
-    const std::set<std::string>& suppressedProjectRecallKeys() const {
-        return suppressedProjectRecallKeys_;
-    }
     std::filesystem::path profilePathForTitle(const std::string& title) const;
 
     // Saves the current mappings to the per-project profile of `title`.

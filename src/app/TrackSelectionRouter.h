@@ -112,10 +112,6 @@ class TrackSelectionRouter {
     void setAddTracksModeActive(bool active) { addTracksModeActive_ = active; }
 
     const std::optional<TrackSelection>& lastLogicSelection() const { return lastLogicSelection_; }
-    double lastLogicSelectionTime() const { return lastLogicSelectionTime_; }
-    const std::optional<RowMap>& mostRecentLogicTrackSnapshot() const {
-        return mostRecentLogicTrackSnapshot_;
-    }
     const std::optional<std::string>& lastSentBankFocusSignature() const {
         return lastSentBankFocusSignature_;
     }
@@ -123,7 +119,6 @@ class TrackSelectionRouter {
     const std::optional<TrackSelection>& lastHandledSelection() const {
         return lastHandledSelection_;
     }
-    double lastHandledSelectionTime() const { return lastHandledSelectionTime_; }
     const std::optional<DirectNavigationRequest>& pendingDirectNavigationRequest() const {
         return pendingDirectNavigationRequest_;
     }

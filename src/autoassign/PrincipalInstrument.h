@@ -30,10 +30,6 @@ inline constexpr std::array<std::string_view, 12> kInstrumentFamilyNames{
 static_assert(kInstrumentFamilyNames.size() ==
               static_cast<std::size_t>(InstrumentFamily::string) + 1);
 
-inline std::string_view instrumentFamilyName(InstrumentFamily family) {
-    return kInstrumentFamilyNames[static_cast<std::size_t>(family)];
-}
-
 // The family named by canonical (folded) tokens. A single instrument wins over a section word,
 // so "Strings Violins Legato" is about violins; among instruments the first named wins ("Flute
 // Oboe Unison" is a flute). Pure; any thread.

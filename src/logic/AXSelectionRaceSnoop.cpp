@@ -120,11 +120,6 @@ double AXSelectionRaceSnoop::startTime() const {
     return captureStart_;
 }
 
-int AXSelectionRaceSnoop::raceCount() const {
-    std::lock_guard lock(mutex_);
-    return static_cast<int>(raceID_);
-}
-
 void AXSelectionRaceSnoop::handleEvent(const InputEvent& event) {
     if (!deps_.logicFrontmost || !deps_.logicFrontmost())
         return;

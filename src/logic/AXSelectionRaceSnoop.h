@@ -79,7 +79,6 @@ class AXSelectionRaceSnoop {
     // Ends a capture whose time has passed (its stop work may not have run yet).
     bool refresh(double at);
     double startTime() const;
-    int raceCount() const;
     // Records are written in order on the recorder's queue.
     void recordNotification(const std::string& signal, const AXElement& element, double at);
     void recordNotificationDetail(const std::string& detail);

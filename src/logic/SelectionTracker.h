@@ -93,7 +93,6 @@ class SelectionTracker {
     // Reads the anchored list (re-anchoring a list that has gone) or, without one, the focused
     // element. Selection queue.
     LogicAXReader::SelectionRead readNow(const AXElement& unchangedIf = {});
-    std::optional<TrackSelection> readCurrentSelection() { return readNow().selection; }
     void handleFocusedElement(const AXElement& element, double eventTime);
     void handleValueChanged(const AXElement& element, double eventTime);
     void resolveLearnRow(const AXElement& element, const AXElement& row,

@@ -299,7 +299,6 @@ void MappingStore::applyLogicTrackNameSnapshot(const TrackNameSnapshot& snapshot
                         snapshot.namesByRow.begin()->first));
         return;
     }
-    currentTrackNames_ = snapshot.namesByRow;
     liveLogicTrackNames_ = snapshot.namesByRow;
     logicTrackNames_.set(snapshot.namesByRow);
     lastLogicSnapshotRefreshDate_.set(deps_.clock.date());
@@ -310,7 +309,6 @@ void MappingStore::applyLogicTrackNameSnapshot(const TrackNameSnapshot& snapshot
 
 void MappingStore::clearLogicTrackNameSnapshot() {
     const std::size_t rows = logicTrackNames_->size();
-    currentTrackNames_.clear();
     liveLogicTrackNames_.clear();
     logicTrackNames_.set({});
     lastLogicSnapshotRefreshDate_.set(std::nullopt);

@@ -74,7 +74,6 @@ class MappingStore {
 
     const std::filesystem::path& fileURL() const { return fileURL_; }
     int version() const { return version_; }
-    const RowMap& currentTrackNames() const { return currentTrackNames_; }
     const RowMap& liveLogicTrackNames() const { return liveLogicTrackNames_; }
 
     const Published<RowKeyed<int>>& trackIndexToPC() const { return trackIndexToPC_; }
@@ -136,7 +135,6 @@ class MappingStore {
     Dependencies deps_;
     std::filesystem::path fileURL_;
     int version_ = kMappingProfileVersion;
-    RowMap currentTrackNames_;
     RowMap liveLogicTrackNames_;
     Published<RowKeyed<int>> trackIndexToPC_;
     Published<RowMap> trackIndexToName_;

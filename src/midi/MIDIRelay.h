@@ -44,7 +44,6 @@ class MIDIRelay {
     void sendNoteOff(int note, int channel, int velocity);
 
     const std::optional<MIDIDestination>& cachedDestination() const { return cachedDestination_; }
-    int midiChannel() const { return midiChannel_; }
     bool isStarted() const { return outPort_ != nullptr; }
 
   private:

@@ -11,7 +11,6 @@ class HandshakeState {
         bool wasConnected = false;
         bool isConnected = false;
         bool becameConnected() const { return !wasConnected && isConnected; }
-        bool becameDisconnected() const { return wasConnected && !isConnected; }
     };
 
     Transition update(bool connected) {

@@ -239,8 +239,4 @@ int OSCDiscoveryManager::fastPingAttemptsRemaining() const {
     return peerLink_->fastPingAttemptsRemaining();
 }
 
-std::size_t OSCDiscoveryManager::inboundConnectionCount() const {
-    return dispatcher_->connectionCount();
-}
-
 }  // namespace tessiva

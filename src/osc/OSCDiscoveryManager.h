@@ -124,7 +124,6 @@ class OSCDiscoveryManager final : public PeerEndpointProvider {
     std::optional<std::string> storedPeerHost() const;
     std::optional<std::uint16_t> storedPeerPort() const;
     int fastPingAttemptsRemaining() const;
-    std::size_t inboundConnectionCount() const;
 
   private:
     void onQueue(std::function<void()> work) { context_.onQueue(std::move(work)); }

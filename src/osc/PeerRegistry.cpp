@@ -47,8 +47,6 @@ PeerRegistry::Registration PeerRegistry::registerPeer(const std::string& host, s
             ports.erase(ports.begin());
         ports.push_back(*sourcePort);
     }
-    if (inserted)
-        peerOrder_.push_back(result.peerID);
     result.isNewPeer = inserted;
     if (!activePeerID_) {
         activePeerID_ = result.peerID;
@@ -66,7 +64,6 @@ bool PeerRegistry::setActivePeer(const std::string& id) {
 
 void PeerRegistry::remove(const std::string& id) {
     knownPeersByID_.erase(id);
-    peerOrder_.erase(std::remove(peerOrder_.begin(), peerOrder_.end(), id), peerOrder_.end());
     if (activePeerID_ && *activePeerID_ == id)
         activePeerID_.reset();
 }

@@ -50,7 +50,6 @@ class PeerRegistry {
     const std::optional<std::string>& activePeerID() const { return activePeerID_; }
     const KnownPeer* activePeer() const;
     const KnownPeer* peer(const std::string& id) const;
-    const std::vector<std::string>& peerOrder() const { return peerOrder_; }
     bool isActive(const std::string& id) const { return activePeerID_ && *activePeerID_ == id; }
     // True when a datagram from host:port comes from the active peer: its reply port or one of
     // the source ports its "/ping"s came from, on its host.
@@ -58,7 +57,6 @@ class PeerRegistry {
 
   private:
     std::map<std::string, KnownPeer> knownPeersByID_;
-    std::vector<std::string> peerOrder_;
     std::optional<std::string> activePeerID_;
 };
 

@@ -39,7 +39,6 @@ class WorkspaceSnapshotRequestThrottle {
     }
 
     const std::optional<std::string>& lastRequestKey() const { return lastRequestKey_; }
-    const std::optional<double>& lastRequestDate() const { return lastRequestDate_; }
     const std::optional<double>& lastReceivedDate() const { return lastReceivedDate_; }
 
   private:

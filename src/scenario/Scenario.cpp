@@ -188,10 +188,6 @@ Scenario::Step parseStep(const Json& json, std::size_t index) {
 
 }  // namespace
 
-std::string_view Scenario::actionName(Action action) {
-    return kActionNames[static_cast<std::size_t>(action)];
-}
-
 std::variant<Scenario, std::string> Scenario::parse(std::string_view text) {
     const Json json = Json::parse(text, nullptr, false);
     if (json.is_discarded())

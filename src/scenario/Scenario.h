@@ -82,7 +82,6 @@ struct Scenario {
     std::optional<double> endAfter;
 
     static std::variant<Scenario, std::string> parse(std::string_view json);
-    static std::string_view actionName(Action action);
 };
 
 }  // namespace tessiva

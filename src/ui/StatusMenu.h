@@ -31,7 +31,6 @@ class StatusMenu final : public QObject {
     // The action with this title ("Add Tracks > On" for a submenu item), or nullptr.
     QAction* action(const std::string& path) const;
     void setDebugItemsRevealed(bool revealed);
-    bool debugItemsRevealed() const { return debugItemsRevealed_; }
 
     std::function<void(MenuCommand, const std::string& path)> onCommand;
 

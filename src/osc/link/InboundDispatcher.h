@@ -34,7 +34,6 @@ class InboundDispatcher {
     // Discovery queue.
     void handleDatagram(const UdpDatagram& datagram);
     void clearConnections() { inboundConnectionsByID_.clear(); }
-    std::size_t connectionCount() const { return inboundConnectionsByID_.size(); }
 
     // Any thread.
     void setBankMappingLookup(BankMappingLookup* lookup) { bankMappingLookup_.store(lookup); }

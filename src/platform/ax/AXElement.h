@@ -20,7 +20,6 @@ class AXElement {
     explicit operator bool() const { return ref_ != nullptr; }
     std::uint64_t identity() const { return identity_; }
     const void* ref() const { return ref_.get(); }
-    const std::shared_ptr<const void>& sharedRef() const { return ref_; }
 
     bool operator==(const AXElement& other) const {
         return (ref_ == nullptr) == (other.ref_ == nullptr) && identity_ == other.identity_;

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstddef>
-#include <string_view>
 
 namespace tessiva {
 
@@ -26,31 +25,11 @@ enum class AXError {
     count
 };
 
-inline constexpr std::array<std::string_view, static_cast<std::size_t>(AXError::count)>
-    kAXErrorNames = {"success",
-                     "failure",
-                     "illegalArgument",
-                     "invalidUIElement",
-                     "invalidUIElementObserver",
-                     "cannotComplete",
-                     "attributeUnsupported",
-                     "actionUnsupported",
-                     "notificationUnsupported",
-                     "notImplemented",
-                     "notificationAlreadyRegistered",
-                     "notificationNotRegistered",
-                     "apiDisabled",
-                     "noValue"};
-static_assert(kAXErrorNames.size() == static_cast<std::size_t>(AXError::count));
-
 inline constexpr std::array<int, static_cast<std::size_t>(AXError::count)> kAXErrorCodes = {
     0,      -25200, -25201, -25202, -25203, -25204, -25205,
     -25206, -25207, -25208, -25209, -25210, -25211, -25212};
 static_assert(kAXErrorCodes.size() == static_cast<std::size_t>(AXError::count));
 
-constexpr std::string_view axErrorName(AXError error) {
-    return kAXErrorNames[static_cast<std::size_t>(error)];
-}
 constexpr int axErrorCode(AXError error) {
     return kAXErrorCodes[static_cast<std::size_t>(error)];
 }

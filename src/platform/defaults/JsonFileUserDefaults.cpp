@@ -37,10 +37,6 @@ Json toJson(const UserDefaults::Value& value) {
 
 }  // namespace
 
-std::filesystem::path defaultUserDefaultsFile() {
-    return applicationSupportFolder() / "Preferences.json";
-}
-
 JsonFileUserDefaults::JsonFileUserDefaults(std::filesystem::path file, Console& console)
     : file_(std::move(file)), console_(console) {
     load();

@@ -33,7 +33,4 @@ class JsonFileUserDefaults final : public UserDefaults {
     std::map<std::string, Value> values_;
 };
 
-// The defaults file inside the application-support folder.
-std::filesystem::path defaultUserDefaultsFile();
-
 }  // namespace tessiva

@@ -6,7 +6,6 @@ namespace tessiva {
 
 void InMemoryServiceAdvertiser::advertise(const ServiceAdvertisement& service, Queue& eventQueue,
                                           EventHandler handler) {
-    ++advertiseCount_;
     AdvertisingEvent event;
     if (failure_) {
         current_.reset();

@@ -20,12 +20,10 @@ class InMemoryServiceAdvertiser final : public ServiceAdvertiser {
     void stop() override { current_.reset(); }
 
     const std::optional<ServiceAdvertisement>& current() const { return current_; }
-    int advertiseCount() const { return advertiseCount_; }
 
   private:
     std::optional<std::string> failure_;
     std::optional<ServiceAdvertisement> current_;
-    int advertiseCount_ = 0;
 };
 
 }  // namespace tessiva

@@ -356,11 +356,6 @@ void SimulatedLogic::setFrontmost(bool frontmost) {
     frontmost_ = frontmost;
 }
 
-bool SimulatedLogic::isFrontmost() const {
-    std::lock_guard lock(mutex_);
-    return running_ && frontmost_;
-}
-
 void SimulatedLogic::setTrusted(bool trusted) {
     std::lock_guard lock(mutex_);
     trusted_ = trusted;
@@ -407,11 +402,6 @@ void SimulatedLogic::failNextObserverCreations(int count, int afterSuccesses) {
     std::lock_guard lock(mutex_);
     failObserverCreations_ = count;
     observerCreationsBeforeFailure_ = afterSuccesses;
-}
-
-void SimulatedLogic::failNextWindowsRead() {
-    std::lock_guard lock(mutex_);
-    failNextWindowsRead_ = true;
 }
 
 void SimulatedLogic::setBusy(SimulatedLogicBusy busy) {

@@ -62,7 +62,6 @@ class SimulatedLogic final : public AccessibilityPort {
     bool isRunning() const;
     ProcessId pid() const;
     void setFrontmost(bool frontmost);
-    bool isFrontmost() const;
     void setTrusted(bool trusted);
     // Opens another project: Logic 12 replaces its window with a new element; the table/outline
     // Logic retitles the window it has.
@@ -72,7 +71,6 @@ class SimulatedLogic final : public AccessibilityPort {
     // After `afterSuccesses` more observers are created, the next `count` creations fail.
     void failNextObserverCreations(int count, int afterSuccesses = 0);
     // The next AXWindows read fails with cannot-complete, as the first one of a new attachment.
-    void failNextWindowsRead();
     // Busy Logic: reads wait `busyReadDelay` (through the sleep function) or fail.
     void setBusy(SimulatedLogicBusy busy);
     // How a slow read waits; virtual-time tests pass one that advances their clock. Called
