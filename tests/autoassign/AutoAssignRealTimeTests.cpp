@@ -4,10 +4,10 @@
 #include "autoassign/AutoAssignTestSupport.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
-#include "mapping/TempFolder.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
