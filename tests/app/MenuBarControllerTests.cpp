@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "RecordingUdpTransport.h"
 #include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
@@ -21,6 +20,7 @@
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
 #include "runtime/UserDefaults.h"
@@ -93,7 +93,7 @@ class CoordinatorRig {
     NotificationCenter notifications;
     SimulatedLogic logic;
     SimulatedMIDIService midi;
-    RecordingUdpTransport udp;
+    SimulatedUdpTransport udp;
     InMemoryUserDefaults defaults;
     std::unique_ptr<ConnectionSoundPlayer> sound;
     ActivationEventSource activation;

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "RecordingUdpTransport.h"
 #include "app/LearnModeStore.h"
 #include "app/ProjectKeyProvider.h"
 #include "app/SelectionStageRecorder.h"
@@ -21,6 +20,7 @@
 #include "osc/OSCManager.h"
 #include "osc/PeerEndpointProvider.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/UUID.h"
@@ -51,7 +51,7 @@ class ScriptedRepairState final : public StructuralRepairState {
 
 // Everything the selection routing talks to, real where it can be: the mapping store on a
 // temporary folder, the event log, the MIDI relay on the in-memory MIDI service, the OSC sender
-// on a recording UDP transport. Virtual time throughout.
+// on the simulated UDP transport. Virtual time throughout.
 struct RoutingRig {
     VirtualScheduler scheduler;
     CapturingConsole console;
@@ -62,7 +62,7 @@ struct RoutingRig {
     LearnModeStore learn;
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
-    RecordingUdpTransport udp;
+    SimulatedUdpTransport udp;
     OSCManager osc{scheduler, udp, console, center};
     SettablePeerEndpoint peers;
     FixedProjectKeyProvider projectKeys{std::string("song"), std::string("song")};
@@ -159,7 +159,7 @@ struct RoutingRig {
             messages.emplace_back(std::string(decodeAddress(data).value_or("?")),
                                   decodeArguments(data).value_or(std::vector<OSCArgument>{}));
         }
-        udp.clear();
+        udp.clearSent();
         return messages;
     }
 

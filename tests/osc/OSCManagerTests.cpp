@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "FakeUdpTransport.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCManager.h"
+#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/NotificationCenter.h"
@@ -12,8 +12,6 @@
 
 namespace tessiva {
 namespace {
-
-using testing::FakeUdpTransport;
 
 struct Rig {
     explicit Rig(OSCManager::Options options = {})
@@ -26,7 +24,8 @@ struct Rig {
               })) {}
 
     VirtualScheduler scheduler;
-    FakeUdpTransport transport;
+    // The test completes sends and moves connections between states itself.
+    SimulatedUdpTransport transport{{.readyOnStart = false, .completeSendsAtOnce = false}};
     CapturingConsole console;
     NotificationCenter notifications;
     OSCManager manager;
@@ -191,7 +190,7 @@ TEST(OSCManager, PongCarriesTheTrimmedNameAndTheDeviceNameFallsBackToMac) {
 }
 
 TEST(OSCManager, DestructionCancelsOpenConnections) {
-    std::vector<std::shared_ptr<testing::FakeUdpConnection>> connections;
+    std::vector<std::shared_ptr<SimulatedUdpTransport::Connection>> connections;
     {
         Rig rig;
         rig.manager.send("127.0.0.1", 9000, "/x", {});

@@ -5,71 +5,67 @@
 namespace tessiva {
 namespace {
 
-using Args = std::vector<OSCArgument>;
+OSCArgument s(std::string text) {
+    return OSCArgument::string(std::move(text));
+}
+OSCArgument i(std::int32_t value) {
+    return OSCArgument::int32(value);
+}
 
 TEST(OSCTransmitEcho, SummarisesImportsHidesHeartbeatsAndDescribesTheRest) {
-    const std::string plist(5000, 'p');
-    SCOPED_TRACE("articulation-set import, payloads never echoed");
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import",
-                               Args{OSCArgument::string("Strings.plist"), OSCArgument::string("T1"),
-                                    OSCArgument::string(plist)},
-                               false),
-              "OSC TX: /tessiva/articulationset/import [file=Strings.plist, transferID=T1, "
-              "payloadBytes=5000]");
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import/begin",
-                               Args{OSCArgument::string("Brass.plist"), OSCArgument::string("T2"),
-                                    OSCArgument::int32(9000), OSCArgument::int32(3)},
-                               false),
-              "OSC TX: /tessiva/articulationset/import/begin [file=Brass.plist, transferID=T2, "
-              "payloadBytes=9000, chunks=3]");
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import/chunk",
-                               Args{OSCArgument::string("T2"), OSCArgument::int32(0),
-                                    OSCArgument::int32(3), OSCArgument::string("Flöte")},
-                               false),
-              "OSC TX: /tessiva/articulationset/import/chunk [transferID=T2, chunk=1, chunks=3, "
-              "chunkBytes=6]");
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import/end",
-                               Args{OSCArgument::string("T2"), OSCArgument::int32(3)}, false),
-              "OSC TX: /tessiva/articulationset/import/end [transferID=T2, chunks=3]");
-
-    SCOPED_TRACE("missing or wrong kinds");
-    EXPECT_EQ(
-        transmitEchoLine("/tessiva/articulationset/import/chunk",
-                         Args{OSCArgument::int32(5), OSCArgument::string("0")}, true),
-        "OSC TX: /tessiva/articulationset/import/chunk [transferID=<missing>, chunk=<missing>, "
-        "chunks=<unknown>, chunkBytes=<missing>]");
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import", Args{}, false),
-              "OSC TX: /tessiva/articulationset/import [file=<missing>, transferID=<missing>, "
-              "payloadBytes=<missing>]");
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import/begin",
-                               Args{OSCArgument::string("a"), OSCArgument::string("b"),
-                                    OSCArgument::float32(1), OSCArgument::string("3")},
-                               false),
-              "OSC TX: /tessiva/articulationset/import/begin [file=a, transferID=b, "
-              "payloadBytes=<missing>, chunks=<unknown>]");
-    // The index is shown from 1 even at the int32 limit.
-    EXPECT_EQ(
-        transmitEchoLine("/tessiva/articulationset/import/chunk",
-                         Args{OSCArgument::string("T"), OSCArgument::int32(2147483647)}, false),
-        "OSC TX: /tessiva/articulationset/import/chunk [transferID=T, chunk=2147483648, "
-        "chunks=<unknown>, chunkBytes=<missing>]");
-
-    SCOPED_TRACE("heartbeat traffic");
-    EXPECT_FALSE(transmitEchoLine("/ping", Args{OSCArgument::int32(12111)}, false));
-    EXPECT_FALSE(transmitEchoLine("/tessiva/midi/event", Args{}, false));
-    EXPECT_EQ(transmitEchoLine("/ping", Args{OSCArgument::int32(12111)}, true),
-              "OSC TX: /ping [i:12111]");
-    EXPECT_EQ(transmitEchoLine("/pong", Args{}, true), "OSC TX: /pong []");
-
-    SCOPED_TRACE("everything else");
-    EXPECT_EQ(transmitEchoLine("/tessiva/logic/tempo", Args{OSCArgument::float32(96.0f)}, false),
-              "OSC TX: /tessiva/logic/tempo [f:96.0]");
-    EXPECT_EQ(transmitEchoLine("/tessiva/workspace/snapshot/request", Args{}, false),
-              "OSC TX: /tessiva/workspace/snapshot/request []");
-    // Only the exact import addresses are summarised.
-    EXPECT_EQ(transmitEchoLine("/tessiva/articulationset/import/ack",
-                               Args{OSCArgument::string("T")}, false),
-              "OSC TX: /tessiva/articulationset/import/ack [s:T]");
+    const std::string import = "/tessiva/articulationset/import";
+    const struct {
+        std::string address;
+        std::vector<OSCArgument> arguments;
+        bool logHeartbeats;
+        std::optional<std::string> line;
+    } cases[] = {
+        // Articulation-set imports: payloads are never echoed.
+        {import,
+         {s("Strings.plist"), s("T1"), s(std::string(5000, 'p'))},
+         false,
+         "[file=Strings.plist, transferID=T1, payloadBytes=5000]"},
+        {import + "/begin",
+         {s("Brass.plist"), s("T2"), i(9000), i(3)},
+         false,
+         "[file=Brass.plist, transferID=T2, payloadBytes=9000, chunks=3]"},
+        {import + "/chunk",
+         {s("T2"), i(0), i(3), s("Flöte")},
+         false,
+         "[transferID=T2, chunk=1, chunks=3, chunkBytes=6]"},
+        {import + "/end", {s("T2"), i(3)}, false, "[transferID=T2, chunks=3]"},
+        // Missing or wrong kinds.
+        {import + "/chunk",
+         {i(5), s("0")},
+         true,
+         "[transferID=<missing>, chunk=<missing>, chunks=<unknown>, chunkBytes=<missing>]"},
+        {import, {}, false, "[file=<missing>, transferID=<missing>, payloadBytes=<missing>]"},
+        {import + "/begin",
+         {s("a"), s("b"), OSCArgument::float32(1), s("3")},
+         false,
+         "[file=a, transferID=b, payloadBytes=<missing>, chunks=<unknown>]"},
+        // The index is shown from 1 even at the int32 limit.
+        {import + "/chunk",
+         {s("T"), i(2147483647)},
+         false,
+         "[transferID=T, chunk=2147483648, chunks=<unknown>, chunkBytes=<missing>]"},
+        // Heartbeat traffic only when asked for.
+        {"/ping", {i(12111)}, false, std::nullopt},
+        {"/tessiva/midi/event", {}, false, std::nullopt},
+        {"/ping", {i(12111)}, true, "[i:12111]"},
+        {"/pong", {}, true, "[]"},
+        // Everything else; only the exact import addresses are summarised.
+        {"/tessiva/logic/tempo", {OSCArgument::float32(96.0f)}, false, "[f:96.0]"},
+        {"/tessiva/workspace/snapshot/request", {}, false, "[]"},
+        {import + "/ack", {s("T")}, false, "[s:T]"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.address);
+        const auto expected =
+            c.line ? std::optional<std::string>("OSC TX: " + c.address + " " + *c.line)
+                   : std::nullopt;
+        EXPECT_EQ(transmitEchoLine(c.address, c.arguments, c.logHeartbeats), expected);
+    }
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "app/RecordingUdpTransport.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCManager.h"
 #include "osc/PeerEndpointProvider.h"
+#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
@@ -47,7 +47,7 @@ struct ImportRig {
                                address == "/tessiva/articulationset/import/begin";
             result.emplace_back(address, *(*arguments)[named ? 1 : 0].asString());
         }
-        transport.clear();
+        transport.clearSent();
         return result;
     }
     void ack(const std::string& transferID, const std::string& status,
@@ -60,7 +60,7 @@ struct ImportRig {
     VirtualScheduler scheduler;
     NotificationCenter center{scheduler.mainQueue()};
     CapturingConsole console;
-    RecordingUdpTransport transport;
+    SimulatedUdpTransport transport;
     OSCManager sender{scheduler, transport, console, center};
     FixedPeer peer;
     TempFolder folder;

@@ -10,12 +10,12 @@
 #include <string>
 
 #include "app/AppDelegate.h"
-#include "app/RecordingUdpTransport.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileFile.h"
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
 #include "runtime/UserDefaults.h"
@@ -135,7 +135,7 @@ class ShellRig {
     NotificationCenter notifications;
     SimulatedLogic logic;
     SimulatedMIDIService midi;
-    RecordingUdpTransport udp;
+    SimulatedUdpTransport udp;
     InMemoryUserDefaults defaults;
     std::unique_ptr<ConnectionSoundPlayer> sound;
     ActivationEventSource activation;

@@ -21,14 +21,14 @@ const std::string kSender = "127.0.0.1:53000";
 struct ActiveRig : LinkRig {
     ActiveRig() {
         started();
-        transport.deliver(kHost, kIPad, "/ping", {OSCArgument::int32(kIPad)});
+        deliver(kHost, kIPad, "/ping", {OSCArgument::int32(kIPad)});
         scheduler.runUntilIdle();
         transport.clearSent();
         events.clear();
     }
     void from(std::uint16_t port, std::string_view address,
               std::initializer_list<OSCArgument> arguments) {
-        transport.deliver(kHost, port, address, arguments);
+        deliver(kHost, port, address, arguments);
         scheduler.runUntilIdle();
     }
     void send(std::string_view address, std::initializer_list<OSCArgument> arguments) {
@@ -61,17 +61,17 @@ TEST(InboundDispatch, DatagramsThatCannotBeReadAreDroppedWithTheirSender) {
     SCOPED_TRACE("a ping whose first argument is a string is answered at the source port");
     rig.transport.clearSent();
     rig.send("/ping", {s("12111")});
-    auto pongs = rig.transport.sent("/pong");
+    auto pongs = rig.sent("/pong");
     ASSERT_EQ(pongs.size(), 1u);
     EXPECT_EQ(pongs[0].port, kIPad);
 
     SCOPED_TRACE("a ping with a reply port out of range is answered at the source port");
     LinkRig fresh;
     fresh.started();
-    fresh.transport.deliver(kHost, kIPad, "/ping", {i(70000)});
+    fresh.deliver(kHost, kIPad, "/ping", {i(70000)});
     fresh.scheduler.runUntilIdle();
-    ASSERT_EQ(fresh.transport.sent("/pong").size(), 1u);
-    EXPECT_EQ(fresh.transport.sent("/pong")[0].port, kIPad);
+    ASSERT_EQ(fresh.sent("/pong").size(), 1u);
+    EXPECT_EQ(fresh.sent("/pong")[0].port, kIPad);
 }
 
 TEST(InboundDispatch, DeviceNameIsValidatedAndStored) {
@@ -115,11 +115,11 @@ TEST(InboundDispatch, MappingQueriesAreAnsweredToTheSender) {
     EXPECT_TRUE(rig.logged("OSC inactive peer contact ignored",
                            "Ignoring mapping query for bank UUID B-1 from inactive iPad peer "
                            "127.0.0.1:0. Active peer is 127.0.0.1:53000"));
-    EXPECT_TRUE(rig.transport.sent("/tessiva/focus/mapping/result").empty());
+    EXPECT_TRUE(rig.sent("/tessiva/focus/mapping/result").empty());
 
     rig.send("/tessiva/focus/mapping/query", {s("B-1")});
     rig.send("/tessiva/focus/mapping/query", {s("B-2")});
-    auto results = rig.transport.sent("/tessiva/focus/mapping/result");
+    auto results = rig.sent("/tessiva/focus/mapping/result");
     ASSERT_EQ(results.size(), 2u);
     EXPECT_EQ(results[0].port, kIPad);
     EXPECT_EQ(results[0].arguments, (std::vector<OSCArgument>{s("B-1"), i(1), i(7), s("Bass")}));
@@ -228,7 +228,7 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
 
     SCOPED_TRACE("requested: chunks in any order");
     request("R-1");
-    ASSERT_EQ(rig.transport.sent("/tessiva/navigation/export/request").size(), 1u);
+    ASSERT_EQ(rig.sent("/tessiva/navigation/export/request").size(), 1u);
     rig.send("/tessiva/navigation/export/start", {s("R-1"), i(2), s("nav.json")});
     rig.send("/tessiva/navigation/export/chunk", {s("R-1"), i(1), i(2), s("world")});
     rig.send("/tessiva/navigation/export/chunk", {s("R-1"), i(0), i(2), s("hello ")});
@@ -363,7 +363,7 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     auto token = rig.store.addObserver(
         [&](const RemoteWorkspaceSnapshot& snapshot) { published.push_back(snapshot); });
 
-    rig.transport.deliver(kHost, kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
+    rig.deliver(kHost, kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
     rig.scheduler.runUntilIdle();
     EXPECT_EQ(published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
@@ -374,10 +374,10 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     EXPECT_EQ(rig.defaults.integer(StoredPeerEndpoint::kPortKey), kIPad);
 
     SCOPED_TRACE("once the handshake is confirmed, another endpoint is just inactive");
-    rig.transport.deliver(kHost, kIPad, "/pong", {});
+    rig.deliver(kHost, kIPad, "/pong", {});
     rig.scheduler.runUntilIdle();
     ASSERT_TRUE(manager.isHandshakeConnected());
-    rig.transport.deliver(kHost, kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
+    rig.deliver(kHost, kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
     rig.scheduler.runUntilIdle();
     EXPECT_EQ(published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);

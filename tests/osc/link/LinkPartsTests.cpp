@@ -87,14 +87,14 @@ TEST(LinkRequests, TheActiveIPadsRequestsReachTheHandlerTypedWithTheirReplyEndpo
     rig.make().setLinkRequestHandler(&handler);
     rig.started();
     // The iPad listens on 53000 and sends from 61000.
-    rig.transport.deliver("127.0.0.1", 61000, "/ping", {OSCArgument::int32(53000)});
-    rig.transport.deliver("127.0.0.1", 61000, "/tessiva/bank/focus/learn",
-                          {OSCArgument::string("B-1"), OSCArgument::string("Legato"),
-                           OSCArgument::string("Strings"), OSCArgument::string("G-1")});
-    rig.transport.deliver("127.0.0.1", 61000, "/tessiva/navigation/direct/select",
-                          {OSCArgument::string("R-1"), OSCArgument::string("B-2")});
-    rig.transport.deliver("127.0.0.1", 53001, "/tessiva/navigation/direct/select",
-                          {OSCArgument::string("R-2"), OSCArgument::string("B-2")});
+    rig.deliver("127.0.0.1", 61000, "/ping", {OSCArgument::int32(53000)});
+    rig.deliver("127.0.0.1", 61000, "/tessiva/bank/focus/learn",
+                {OSCArgument::string("B-1"), OSCArgument::string("Legato"),
+                 OSCArgument::string("Strings"), OSCArgument::string("G-1")});
+    rig.deliver("127.0.0.1", 61000, "/tessiva/navigation/direct/select",
+                {OSCArgument::string("R-1"), OSCArgument::string("B-2")});
+    rig.deliver("127.0.0.1", 53001, "/tessiva/navigation/direct/select",
+                {OSCArgument::string("R-2"), OSCArgument::string("B-2")});
     rig.scheduler.runUntilIdle();
 
     const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
@@ -115,9 +115,9 @@ TEST(LinkRequests, TheActiveIPadsRequestsReachTheHandlerTypedWithTheirReplyEndpo
 TEST(LinkRequests, DirectNavigationModeGoesOutOnConnectAndOnEveryChange) {
     LinkRig rig;
     auto& manager = rig.started();
-    rig.transport.deliver("127.0.0.1", 53000, "/ping", {OSCArgument::int32(53000)});
+    rig.deliver("127.0.0.1", 53000, "/ping", {OSCArgument::int32(53000)});
     rig.scheduler.runUntilIdle();
-    auto modes = [&] { return rig.transport.sent("/tessiva/navigation/direct/mode"); };
+    auto modes = [&] { return rig.sent("/tessiva/navigation/direct/mode"); };
     ASSERT_EQ(modes().size(), 1u);
     EXPECT_EQ(modes()[0].port, 53000);
     EXPECT_EQ(modes()[0].arguments[0], OSCArgument::int32(0));
@@ -133,13 +133,13 @@ TEST(LinkRequests, DirectNavigationModeGoesOutOnConnectAndOnEveryChange) {
 TEST(PeerLink, AFloodFromTheActiveIPadKeepsOneHandshakeTimerAndStillTimesOut) {
     LinkRig rig;
     auto& manager = rig.started();
-    rig.transport.deliver("127.0.0.1", 53000, "/ping", {OSCArgument::int32(53000)});
+    rig.deliver("127.0.0.1", 53000, "/ping", {OSCArgument::int32(53000)});
     rig.scheduler.runUntilIdle();
     const std::size_t before = rig.scheduler.pendingCount();
     for (int n = 0; n < 2000; ++n) {
-        rig.transport.deliver("127.0.0.1", 53000, "/tessiva/workspace/snapshot/chunk",
-                              {OSCArgument::string("T-" + std::to_string(n)), OSCArgument::int32(0),
-                               OSCArgument::int32(2), OSCArgument::string("{")});
+        rig.deliver("127.0.0.1", 53000, "/tessiva/workspace/snapshot/chunk",
+                    {OSCArgument::string("T-" + std::to_string(n)), OSCArgument::int32(0),
+                     OSCArgument::int32(2), OSCArgument::string("{")});
     }
     rig.scheduler.runUntilIdle();
     // One timer stays armed however many datagrams arrive, and it counts from the last one.

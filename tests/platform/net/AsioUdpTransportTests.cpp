@@ -6,10 +6,7 @@
 #include <algorithm>
 #include <asio/io_context.hpp>
 #include <asio/ip/udp.hpp>
-#include <chrono>
-#include <condition_variable>
 #include <cstdlib>
-#include <mutex>
 
 #include "platform/asio/AsioUdpTransport.h"
 #include "runtime/AsioDispatcher.h"
@@ -17,11 +14,6 @@
 
 namespace tessiva {
 namespace {
-
-using namespace std::chrono_literals;
-
-// Collects what the transport posts to a real serial queue and lets the test wait for it.
-using Recorder = testing::RecordedEvents;
 
 UdpListenOptions loopback(std::uint16_t port = 0) {
     return {port, "127.0.0.1", true};
@@ -52,173 +44,166 @@ int udpSocketBoundTo(std::uint16_t port) {
     return found;
 }
 
-TEST(AsioUdpTransport, ListenerDeliversDatagramsWithTheSenderOnTheChosenQueue) {
-    Recorder recorder;  // outlives the queue threads that report to it
+// The real transport posting to a real serial queue, and a loopback socket playing the peer.
+struct SocketRig {
+    testing::RecordedEvents recorder;  // outlives the queue threads that report to it
     AsioDispatcher dispatcher;
-    auto queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
-    auto transport = makeUdpTransport();
+    std::shared_ptr<Queue> queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
+    std::unique_ptr<UdpTransport> transport = makeUdpTransport();
+    asio::io_context context;
+    asio::ip::udp::socket peer{context, {asio::ip::make_address("127.0.0.1"), 0}};
+    std::size_t drains = 0;
+
+    void sendTo(std::uint16_t port, std::string_view bytes) {
+        peer.send_to(asio::buffer(bytes.data(), bytes.size()),
+                     {asio::ip::make_address("127.0.0.1"), port});
+    }
+    // Waits until everything posted to the queue so far has run.
+    bool drain() {
+        queue->post([this] { recorder.add("drained"); });
+        return recorder.waitFor("drained", ++drains);
+    }
+    // A loopback port that was free a moment ago: its socket is closed again on return.
+    std::uint16_t unusedPort() {
+        asio::ip::udp::socket socket(context, {asio::ip::make_address("127.0.0.1"), 0});
+        return socket.local_endpoint().port();
+    }
+};
+
+std::string text(const UdpDatagram& datagram) {
+    return std::string(datagram.bytes.begin(), datagram.bytes.end());
+}
+
+TEST(AsioUdpTransport, ListenerDeliversDatagramsWithTheSenderOnTheChosenQueue) {
+    SocketRig rig;
     std::vector<UdpDatagram> received;
-    auto result = transport->listen(loopback(), *queue, [&](UdpDatagram datagram) {
-        EXPECT_TRUE(queue->isCurrent());
+    auto result = rig.transport->listen(loopback(), *rig.queue, [&](UdpDatagram datagram) {
+        EXPECT_TRUE(rig.queue->isCurrent());
         received.push_back(datagram);
-        recorder.add("datagram");
+        rig.recorder.add("datagram");
     });
     ASSERT_TRUE(result.ok()) << result.error;
     const std::uint16_t port = result.listener->port();
     EXPECT_NE(port, 0);
 
-    asio::io_context context;
-    asio::ip::udp::socket sender(context,
-                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
-    const std::vector<std::uint8_t> first = {'/', 'a', 0, 0, ',', 0, 0, 0};
-    const std::vector<std::uint8_t> empty;
-    sender.send_to(asio::buffer(first), {asio::ip::make_address("127.0.0.1"), port});
-    sender.send_to(asio::buffer(empty), {asio::ip::make_address("127.0.0.1"), port});
-    ASSERT_TRUE(recorder.waitFor("datagram", 2));
-    queue->post([&] { recorder.add("drained"); });
-    ASSERT_TRUE(recorder.waitFor("drained"));
+    rig.sendTo(port, std::string_view("/a\0\0,\0\0\0", 8));
+    rig.sendTo(port, "");
+    ASSERT_TRUE(rig.recorder.waitFor("datagram", 2));
+    ASSERT_TRUE(rig.drain());
     ASSERT_EQ(received.size(), 2u);
-    EXPECT_EQ(received[0].bytes, first);
+    EXPECT_EQ(received[0].bytes, (std::vector<std::uint8_t>{'/', 'a', 0, 0, ',', 0, 0, 0}));
     EXPECT_TRUE(received[1].bytes.empty());
     EXPECT_EQ(received[0].host, "127.0.0.1");
-    EXPECT_EQ(received[0].port, sender.local_endpoint().port());
+    EXPECT_EQ(received[0].port, rig.peer.local_endpoint().port());
 
     SCOPED_TRACE("reuse lets a second listener share the port; without it binding fails");
-    auto shared = transport->listen(loopback(port), *queue, [](UdpDatagram) {});
+    auto ignore = [](UdpDatagram) {};
+    auto shared = rig.transport->listen(loopback(port), *rig.queue, ignore);
     EXPECT_TRUE(shared.ok()) << shared.error;
     shared.listener.reset();
-    auto exclusive = transport->listen({port, "127.0.0.1", false}, *queue, [](UdpDatagram) {});
+    auto exclusive = rig.transport->listen({port, "127.0.0.1", false}, *rig.queue, ignore);
     EXPECT_FALSE(exclusive.ok());
     EXPECT_FALSE(exclusive.error.empty());
-    auto invalid = transport->listen({0, "not an address", true}, *queue, [](UdpDatagram) {});
-    EXPECT_FALSE(invalid.ok());
+    EXPECT_FALSE(rig.transport->listen({0, "not an address", true}, *rig.queue, ignore).ok());
 
     SCOPED_TRACE("nothing reaches the handler once stopped on its queue");
-    queue->post([&] {
+    rig.queue->post([&] {
         result.listener->stop();
-        recorder.add("stopped");
+        rig.recorder.add("stopped");
     });
-    ASSERT_TRUE(recorder.waitFor("stopped"));
-    sender.send_to(asio::buffer(first), {asio::ip::make_address("127.0.0.1"), port});
+    ASSERT_TRUE(rig.recorder.waitFor("stopped"));
+    rig.sendTo(port, "late");
     // A listener bound to another port proves the network thread is alive and datagrams flow.
-    auto probe = transport->listen(loopback(), *queue, [&](UdpDatagram) { recorder.add("probe"); });
+    auto probe = rig.transport->listen(loopback(), *rig.queue,
+                                       [&](UdpDatagram) { rig.recorder.add("probe"); });
     ASSERT_TRUE(probe.ok());
-    sender.send_to(asio::buffer(first),
-                   {asio::ip::make_address("127.0.0.1"), probe.listener->port()});
-    ASSERT_TRUE(recorder.waitFor("probe"));
-    queue->post([&] { recorder.add("drained"); });
-    ASSERT_TRUE(recorder.waitFor("drained", 2));
+    rig.sendTo(probe.listener->port(), "probe");
+    ASSERT_TRUE(rig.recorder.waitFor("probe"));
+    ASSERT_TRUE(rig.drain());
     EXPECT_EQ(received.size(), 2u);
 }
 
 TEST(AsioUdpTransport, ANetworkThreadFilterTakesDatagramsBeforeTheQueue) {
-    Recorder recorder;
-    AsioDispatcher dispatcher;
-    auto queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
-    auto transport = makeUdpTransport();
+    SocketRig rig;
     UdpListenOptions options = loopback();
     // Takes the datagrams that begin with 'm', off the delivery queue's thread.
     options.networkThreadFilter = [&](const UdpDatagram& datagram) {
         if (datagram.bytes.empty() || datagram.bytes[0] != 'm')
             return false;
-        EXPECT_FALSE(queue->isCurrent());
-        recorder.add("filtered");
+        EXPECT_FALSE(rig.queue->isCurrent());
+        rig.recorder.add("filtered");
         return true;
     };
-    auto result = transport->listen(options, *queue, [&](UdpDatagram datagram) {
-        recorder.add(std::string(datagram.bytes.begin(), datagram.bytes.end()));
-    });
+    auto result = rig.transport->listen(
+        options, *rig.queue, [&](UdpDatagram datagram) { rig.recorder.add(text(datagram)); });
     ASSERT_TRUE(result.ok()) << result.error;
-    asio::io_context context;
-    asio::ip::udp::socket sender(context,
-                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
-    const asio::ip::udp::endpoint to{asio::ip::make_address("127.0.0.1"), result.listener->port()};
-    sender.send_to(asio::buffer(std::string("midi")), to);
-    sender.send_to(asio::buffer(std::string("ping")), to);
-    ASSERT_TRUE(recorder.waitFor("ping"));
-    EXPECT_TRUE(recorder.waitFor("filtered"));
+    rig.sendTo(result.listener->port(), "midi");
+    rig.sendTo(result.listener->port(), "ping");
+    ASSERT_TRUE(rig.recorder.waitFor("ping"));
+    EXPECT_TRUE(rig.recorder.waitFor("filtered"));
     // Sent first, so it would have been posted before "ping" had the filter let it through.
-    const auto events = recorder.events();
+    const auto events = rig.recorder.events();
     EXPECT_EQ(std::count(events.begin(), events.end(), "midi"), 0);
 }
 
 TEST(AsioUdpTransport, ConnectionSendsReportsRefusalAndCancels) {
-    Recorder recorder;
-    AsioDispatcher dispatcher;
-    auto queue = dispatcher.makeSerialQueue("tessiva.focus.osc");
-    auto transport = makeUdpTransport();
+    SocketRig rig;
     std::vector<std::vector<std::uint8_t>> received;
-    auto listener = transport->listen(loopback(), *queue, [&](UdpDatagram datagram) {
+    auto listener = rig.transport->listen(loopback(), *rig.queue, [&](UdpDatagram datagram) {
         received.push_back(datagram.bytes);
-        recorder.add("received");
+        rig.recorder.add("received");
     });
     ASSERT_TRUE(listener.ok());
 
     auto stateRecorder = [&](UdpConnectionState state, const std::string& error) {
-        EXPECT_TRUE(queue->isCurrent());
-        recorder.add(std::string(stateName(state)) + (error.empty() ? "" : ":" + error));
+        EXPECT_TRUE(rig.queue->isCurrent());
+        rig.recorder.add(std::string(stateName(state)) + (error.empty() ? "" : ":" + error));
     };
-    auto connection =
-        transport->makeConnection("127.0.0.1", listener.listener->port(), *queue, stateRecorder);
+    auto sendRecorder = [&](std::optional<std::string> error) {
+        rig.recorder.add(error ? "send-error:" + *error : "sent");
+    };
+    auto connection = rig.transport->makeConnection("127.0.0.1", listener.listener->port(),
+                                                    *rig.queue, stateRecorder);
     EXPECT_EQ(connection->state(), UdpConnectionState::setup);
     // Sent before start: held until the socket is ready.
-    connection->send({1, 2, 3, 4}, [&](std::optional<std::string> error) {
-        recorder.add(error ? "send-error:" + *error : "sent");
-    });
+    connection->send({1, 2, 3, 4}, sendRecorder);
     connection->start();
-    ASSERT_TRUE(recorder.waitFor("ready"));
-    ASSERT_TRUE(recorder.waitFor("sent"));
-    ASSERT_TRUE(recorder.waitFor("received"));
-    queue->post([&] { EXPECT_EQ(received.at(0), (std::vector<std::uint8_t>{1, 2, 3, 4})); });
+    ASSERT_TRUE(rig.recorder.waitFor("ready"));
+    ASSERT_TRUE(rig.recorder.waitFor("sent"));
+    ASSERT_TRUE(rig.recorder.waitFor("received"));
+    rig.queue->post([&] { EXPECT_EQ(received.at(0), (std::vector<std::uint8_t>{1, 2, 3, 4})); });
 
     SCOPED_TRACE("a refused datagram: waiting, then the next send fails and the one after works");
-    listener.listener->stop();
     listener.listener.reset();
-    connection->send({5}, [&](std::optional<std::string> error) {
-        recorder.add(error ? "send-error:" + *error : "sent");
-    });
-    ASSERT_TRUE(recorder.waitFor("waiting:Connection refused"));
-    connection->send({6}, [&](std::optional<std::string> error) {
-        recorder.add(error ? "send-error:" + *error : "sent");
-    });
-    ASSERT_TRUE(recorder.waitFor("send-error:Connection refused"));
+    connection->send({5}, sendRecorder);
+    ASSERT_TRUE(rig.recorder.waitFor("waiting:Connection refused"));
+    connection->send({6}, sendRecorder);
+    ASSERT_TRUE(rig.recorder.waitFor("send-error:Connection refused"));
     EXPECT_EQ(connection->state(), UdpConnectionState::ready);
 
     connection->cancel();
-    ASSERT_TRUE(recorder.waitFor("cancelled"));
+    ASSERT_TRUE(rig.recorder.waitFor("cancelled"));
     EXPECT_EQ(connection->state(), UdpConnectionState::cancelled);
     connection->cancel();  // once only
 
-    queue->post([&] { recorder.add("drained"); });
-    ASSERT_TRUE(recorder.waitFor("drained"));
-    const auto events = recorder.events();
+    ASSERT_TRUE(rig.drain());
+    const auto events = rig.recorder.events();
     EXPECT_EQ(std::count(events.begin(), events.end(), "cancelled"), 1);
-    EXPECT_EQ(std::count(events.begin(), events.end(), "ready"),
-              2);  // connected, then after the refusal
-}
-
-// A loopback port that was free a moment ago: its socket is closed again on return.
-std::uint16_t unusedPort(asio::io_context& context) {
-    asio::ip::udp::socket socket(context,
-                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
-    return socket.local_endpoint().port();
+    // Connected, then again after the refusal.
+    EXPECT_EQ(std::count(events.begin(), events.end(), "ready"), 2);
 }
 
 TEST(AsioUdpTransport, ListenerReportsReceiveErrorsAndKeepsReceiving) {
-    Recorder recorder;
-    AsioDispatcher dispatcher;
-    auto queue = dispatcher.makeSerialQueue("tessiva.test.delivery");
-    auto transport = makeUdpTransport();
-    asio::io_context context;
+    SocketRig rig;
     // An explicit port, as the program uses: an ephemeral one is given up when the test
     // disconnects the socket again.
-    UdpListenOptions options = loopback(unusedPort(context));
+    UdpListenOptions options = loopback(rig.unusedPort());
     options.receiveErrorHandler = [&](std::string description) {
-        EXPECT_TRUE(queue->isCurrent());
-        recorder.add("error:" + description);
+        EXPECT_TRUE(rig.queue->isCurrent());
+        rig.recorder.add("error:" + description);
     };
-    auto result = transport->listen(options, *queue, [&](UdpDatagram datagram) {
-        recorder.add("datagram:" + std::string(datagram.bytes.begin(), datagram.bytes.end()));
+    auto result = rig.transport->listen(options, *rig.queue, [&](UdpDatagram datagram) {
+        rig.recorder.add("datagram:" + text(datagram));
     });
     ASSERT_TRUE(result.ok()) << result.error;
     const std::uint16_t port = result.listener->port();
@@ -226,45 +211,39 @@ TEST(AsioUdpTransport, ListenerReportsReceiveErrorsAndKeepsReceiving) {
     ASSERT_GE(fd, 0);
 
     // A port nobody listens on: its ICMP refusal is the error Linux reports on the next receive.
-    const std::uint16_t closedPort = unusedPort(context);
     sockaddr_in refuser{};
     refuser.sin_family = AF_INET;
-    refuser.sin_port = htons(closedPort);
+    refuser.sin_port = htons(rig.unusedPort());
     refuser.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ASSERT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&refuser), sizeof(refuser)), 0);
     const char probe = 'x';
     ASSERT_EQ(::send(fd, &probe, 1, 0), 1);
-    ASSERT_TRUE(recorder.waitFor("error:Connection refused"));
+    ASSERT_TRUE(rig.recorder.waitFor("error:Connection refused"));
     SCOPED_TRACE("a second refusal straight after is reported too, after a short pause");
     ASSERT_EQ(::send(fd, &probe, 1, 0), 1);
-    ASSERT_TRUE(recorder.waitFor("error:Connection refused", 2));
+    ASSERT_TRUE(rig.recorder.waitFor("error:Connection refused", 2));
 
     SCOPED_TRACE("the listener still receives");
     sockaddr unspecified{};
     unspecified.sa_family = AF_UNSPEC;
     ASSERT_EQ(::connect(fd, &unspecified, sizeof(unspecified)), 0);
-    asio::ip::udp::socket sender(context,
-                                 asio::ip::udp::endpoint(asio::ip::make_address("127.0.0.1"), 0));
-    const std::string hello = "hello";
-    sender.send_to(asio::buffer(hello), {asio::ip::make_address("127.0.0.1"), port});
-    ASSERT_TRUE(recorder.waitFor("datagram:hello"));
-    queue->post([&] { recorder.add("drained"); });
-    ASSERT_TRUE(recorder.waitFor("drained"));
-    const auto events = recorder.events();
+    rig.sendTo(port, "hello");
+    ASSERT_TRUE(rig.recorder.waitFor("datagram:hello"));
+    ASSERT_TRUE(rig.drain());
+    const auto events = rig.recorder.events();
     EXPECT_EQ(std::count(events.begin(), events.end(), "error:Connection refused"), 2);
     EXPECT_EQ(events.size(), 4u);
 
     SCOPED_TRACE("stopping is not an error");
-    queue->post([&] {
+    rig.queue->post([&] {
         result.listener->stop();
-        recorder.add("stopped");
+        rig.recorder.add("stopped");
     });
-    ASSERT_TRUE(recorder.waitFor("stopped"));
+    ASSERT_TRUE(rig.recorder.waitFor("stopped"));
     result.listener.reset();
-    transport.reset();  // drains the network thread: any report would be posted by now
-    queue->post([&] { recorder.add("drained"); });
-    ASSERT_TRUE(recorder.waitFor("drained", 2));
-    EXPECT_EQ(recorder.events().size(), 6u);
+    rig.transport.reset();  // drains the network thread: any report would be posted by now
+    ASSERT_TRUE(rig.drain());
+    EXPECT_EQ(rig.recorder.events().size(), 6u);
 }
 
 }  // namespace
