@@ -45,7 +45,7 @@ endfunction()
 function(tessiva_add_test target)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;LABELS" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
-  target_link_libraries(${target} PRIVATE ${ARG_LINKS} GTest::gtest GTest::gmock GTest::gtest_main)
+  target_link_libraries(${target} PRIVATE ${ARG_LINKS} GTest::gtest GTest::gtest_main)
   # Shared test helpers live in tests/support/.
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   tessiva_target_warnings(${target})

@@ -7,7 +7,7 @@ debian_packages=(
   build-essential cmake ninja-build pkg-config clang-format
   libasio-dev nlohmann-json3-dev libsimdjson-dev libfmt-dev libcli11-dev libutf8proc-dev
   librtmidi-dev libjack-jackd2-dev libasound2-dev
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtest-dev libbenchmark-dev
   libavahi-compat-libdnssd-dev
   # CI, fuzzing and the Mac checks: the ThreadSanitizer and libFuzzer builds use clang, which
   # also compiles the macOS sources against the Apple declarations and the portable sources

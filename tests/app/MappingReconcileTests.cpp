@@ -6,8 +6,8 @@
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
 #include "runtime/Console.h"
-#include "runtime/UUID.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -18,8 +18,7 @@ namespace fs = std::filesystem;
 class ReconcileRig {
   public:
     ReconcileRig()
-        : folder(fs::temp_directory_path() / ("tessiva-reconcile-" + makeUUID())),
-          notifications(scheduler.mainQueue()),
+        : notifications(scheduler.mainQueue()),
           log(scheduler.mainQueue(), scheduler.clock()),
           store({scheduler.mainQueue(), scheduler.clock(), console, log}),
           reconcile({scheduler.mainQueue(), notifications, console, log, store,
@@ -28,8 +27,7 @@ class ReconcileRig {
                              shown = captures[next++];
                      },
                      [this] { return shown; }}) {
-        fs::create_directories(folder);
-        store.open(folder);
+        store.open(folder.path());
         // Saved rows 1-4; Logic now shows two new tracks above them.
         const char* names[] = {"Flute", "Oboe", "Clarinet", "Bassoon"};
         for (int row = 1; row <= 4; ++row) {
@@ -40,17 +38,13 @@ class ReconcileRig {
                     .ok());
         }
     }
-    ~ReconcileRig() {
-        std::error_code ec;
-        fs::remove_all(folder, ec);
-    }
     std::map<int, std::string> shifted() {
         return {{1, "Click"}, {2, "Piccolo"},  {3, "Flute"},
                 {4, "Oboe"},  {5, "Clarinet"}, {6, "Bassoon"}};
     }
 
     VirtualScheduler scheduler;
-    fs::path folder;
+    TempFolder folder{"tessiva-reconcile"};
     CapturingConsole console;
     NotificationCenter notifications;
     DebugLogStore log;

@@ -23,9 +23,9 @@
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
-#include "runtime/UUID.h"
 #include "runtime/UserDefaults.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -43,21 +43,15 @@ class AnswerKeep final : public ProjectRecallAlert {
 class CoordinatorRig {
   public:
     explicit CoordinatorRig(const std::string& project = "Song")
-        : folder(fs::temp_directory_path() / ("tessiva-coordinator-" + makeUUID())),
-          notifications(scheduler.mainQueue()),
+        : notifications(scheduler.mainQueue()),
           logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
           sound(makeLoggingConnectionSoundPlayer(console)) {
-        fs::create_directories(folder);
         logic.setProjectName(project);
         for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
     }
-    ~CoordinatorRig() {
-        delegate.reset();
-        std::error_code ec;
-        fs::remove_all(folder, ec);
-    }
+    ~CoordinatorRig() { delegate.reset(); }
 
     void writeProfile(const std::string& name) {
         MappingProfileSnapshot snapshot;
@@ -71,7 +65,7 @@ class CoordinatorRig {
 
     MenuBarController& start() {
         CoordinatorOptions options;
-        options.profilesFolder = folder;
+        options.profilesFolder = folder.path();
         options.listenPort = 0;
         options.bindHost = "127.0.0.1";
         options.localDeviceName = "Test Mac";
@@ -94,7 +88,7 @@ class CoordinatorRig {
     }
 
     VirtualScheduler scheduler;
-    fs::path folder;
+    TempFolder folder{"tessiva-coordinator"};
     CapturingConsole console;
     NotificationCenter notifications;
     SimulatedLogic logic;

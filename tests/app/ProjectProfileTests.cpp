@@ -11,8 +11,8 @@
 #include "mapping/MappingStore.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
-#include "runtime/UUID.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -112,9 +112,8 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
     NotificationCenter notifications(scheduler.mainQueue());
     DebugLogStore log(scheduler.mainQueue(), scheduler.clock());
     MappingStore store({scheduler.mainQueue(), scheduler.clock(), console, log});
-    const fs::path folder = fs::temp_directory_path() / ("tessiva-editor-" + makeUUID());
-    fs::create_directories(folder);
-    store.open(folder);
+    const TempFolder folder("tessiva-editor");
+    store.open(folder.path());
     MappingsEditor editor(store, notifications, console, log);
     int accepted = 0;
     auto token = notifications.addObserver(kManualMappingSyncAcceptedNotification,
@@ -148,11 +147,9 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
 
     // Everything was saved as it happened.
     MappingStore reopened({scheduler.mainQueue(), scheduler.clock(), console, log});
-    reopened.open(folder);
+    reopened.open(folder.path());
     EXPECT_EQ(reopened.midiMapping(2)->note, 60);
     EXPECT_EQ(reopened.bankMapping(2)->bankUUID, "B1");
-    std::error_code ec;
-    fs::remove_all(folder, ec);
 }
 
 }  // namespace

@@ -9,8 +9,8 @@
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
 #include "runtime/Console.h"
-#include "runtime/UUID.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -73,21 +73,15 @@ class ScriptedAlert final : public ProjectRecallAlert {
 class ProjectTrackerTest : public ::testing::Test {
   protected:
     ProjectTrackerTest()
-        : folder_(fs::temp_directory_path() / ("tessiva-project-" + makeUUID())),
-          log_(scheduler_.mainQueue(), scheduler_.clock()),
+        : log_(scheduler_.mainQueue(), scheduler_.clock()),
           store_({scheduler_.mainQueue(), scheduler_.clock(), console_, log_}) {
-        fs::create_directories(folder_);
-        store_.open(folder_);
+        store_.open(folder_.path());
         tracker_ = std::make_unique<ProjectTracker>(ProjectTracker::Dependencies{
             scheduler_.mainQueue(), scheduler_.clock(), console_, log_, store_, logic_, alert_,
-            folder_, [this](const std::string& reason) { resets_.push_back(reason); },
+            folder_.path(), [this](const std::string& reason) { resets_.push_back(reason); },
             [this](const std::string& reason) { refreshes_.push_back(reason); }});
     }
-    ~ProjectTrackerTest() override {
-        tracker_.reset();
-        std::error_code ec;
-        fs::remove_all(folder_, ec);
-    }
+    ~ProjectTrackerTest() override { tracker_.reset(); }
 
     void writeProfile(const std::string& name, int row, int program) {
         MappingProfileSnapshot snapshot = store_.snapshot();
@@ -113,7 +107,7 @@ class ProjectTrackerTest : public ::testing::Test {
     }
 
     VirtualScheduler scheduler_;
-    fs::path folder_;
+    TempFolder folder_{"tessiva-project"};
     CapturingConsole console_;
     DebugLogStore log_;
     MappingStore store_;

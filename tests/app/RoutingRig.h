@@ -25,6 +25,7 @@
 #include "runtime/NotificationCenter.h"
 #include "runtime/UUID.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 
@@ -56,8 +57,7 @@ struct RoutingRig {
     CapturingConsole console;
     NotificationCenter center{scheduler.mainQueue()};
     DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
-    std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("tessiva-routing-" + makeUUID());
+    TempFolder folder{"tessiva-routing"};
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
     LearnModeStore learn;
     SimulatedMIDIService midi;
@@ -75,7 +75,7 @@ struct RoutingRig {
         kFocusEventSentNotification, [this](const Notification& n) { focusEvents.push_back(n); });
 
     RoutingRig() {
-        (void)store.open(folder);
+        (void)store.open(folder.path());
         midi.addDestination("Network Session 1");
         relay.start();
         relay.refreshDestinations();
@@ -83,10 +83,6 @@ struct RoutingRig {
         scheduler.runUntilIdle();
         log.clear();
         console.clear();
-    }
-    ~RoutingRig() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
     }
 
     void mapPC(int row, const std::string& name, int pc, int channel = 1) {

@@ -363,7 +363,7 @@ TEST(TrackSelectionRouter, LearnCapturesAndOffModeIgnoresUnmappedRows) {
         // The store was saved: a fresh store opened on the same folder sees the row.
         MappingStore reopened{
             {rig.scheduler.mainQueue(), rig.scheduler.clock(), rig.console, rig.log}};
-        (void)reopened.open(rig.folder);
+        (void)reopened.open(rig.folder.path());
         ASSERT_TRUE(reopened.midiMapping(12).has_value());
         EXPECT_EQ(reopened.midiMapping(12)->trackName, "Flute");
     }

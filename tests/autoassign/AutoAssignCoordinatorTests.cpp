@@ -5,10 +5,10 @@
 #include "autoassign/EstimatedAutoAssignReview.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
-#include "mapping/TempFolder.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "runtime/Console.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {

@@ -4,10 +4,10 @@
 #include "autoassign/AutoAssignTestSupport.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
-#include "mapping/TempFolder.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "runtime/AsioDispatcher.h"
 #include "runtime/Console.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -43,7 +43,7 @@ TEST(AutoAssignRealTime, RequestedWorkspaceFromAnotherQueueStartsTheRun) {
         row.trackName = "Viola";
         ASSERT_TRUE(store.setMIDIMapping(1, row).ok());
         const double start = dispatcher.clock().now();
-        coordinator.runAfterWorkspaceRefresh("test", [&](const auto& result) {
+        coordinator.runAfterWorkspaceRefresh("test", [&, start](const auto& result) {
             summary = result;
             finishedAfter = dispatcher.clock().now() - start;
             dispatcher.stopMainLoop();

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "StoreHarness.h"
-#include "TempFolder.h"
 #include "mapping/MappingProfileLibrary.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/UserDefaults.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {

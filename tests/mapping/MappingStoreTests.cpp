@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "StoreHarness.h"
-#include "TempFolder.h"
 #include "mapping/MappingStore.h"
 #include "mapping/ProfileCodec.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/UUID.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {

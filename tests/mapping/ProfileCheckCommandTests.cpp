@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "TempFolder.h"
 #include "mapping/MappingProfileFile.h"
 #include "runtime/AtomicFile.h"
+#include "support/TempFolder.h"
 
 // Runs the built program the way a user would and checks what it prints and returns.
 namespace tessiva {

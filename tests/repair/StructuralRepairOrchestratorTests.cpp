@@ -3,26 +3,21 @@
 // redo restores, the fallback, the modal pause and the reset.
 #include <gtest/gtest.h>
 
-#include "runtime/UUID.h"
 #include "support/RepairRig.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
 
 struct Orchestration : ::testing::Test {
-    std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("tessiva-repair-" + makeUUID());
-    RepairRig rig{folder};
+    TempFolder folder{"tessiva-repair"};
+    RepairRig rig{folder.path()};
     RowMap list = RepairRig::namedRows(20);
 
     Orchestration() {
         rig.mapRows(list);
         rig.trust(list);
         rig.log.clear();
-    }
-    ~Orchestration() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
     }
     // `list` with `names` inserted before row `at`.
     static RowMap inserted(const RowMap& rows, int at, std::vector<std::string> names) {
@@ -89,7 +84,7 @@ TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
     EXPECT_EQ(*rig.detailOf("Insertion undo candidate stored"),
               "Stored reversible insertion checkpoint for Logic rows 1, 2.");
     // The repaired profile is on disk.
-    RepairRig reader(folder);
+    RepairRig reader(folder.path());
     EXPECT_EQ(reader.store.snapshot(), rig.store.snapshot());
 
     rig.captures.rows = list;

@@ -14,28 +14,12 @@
 #include "runtime/DateFormat.h"
 #include "runtime/Paths.h"
 #include "runtime/UUID.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
 
 namespace fs = std::filesystem;
-
-class TempFolder {
-  public:
-    TempFolder() {
-        path_ = fs::temp_directory_path() / ("tessiva-test-" + makeUUID());
-        fs::create_directories(path_);
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::permissions(path_, fs::perms::owner_all, ec);
-        fs::remove_all(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
-
-  private:
-    fs::path path_;
-};
 
 TEST(UUID, UpperCaseVersion4AndUnique) {
     std::set<std::string> seen;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "app/RecordingUdpTransport.h"
-#include "mapping/TempFolder.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCManager.h"
 #include "osc/PeerEndpointProvider.h"
@@ -9,6 +8,7 @@
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 #include "transfer/ArticulationSetImporter.h"
 
 namespace tessiva {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "mapping/TempFolder.h"
 #include "osc/OSCCodec.h"
 #include "runtime/AtomicFile.h"
+#include "support/TempFolder.h"
 #include "transfer/ArticulationSetTransfer.h"
 #include "transfer/NavigationExportSaver.h"
 #include "transfer/PropertyListCheck.h"

@@ -137,7 +137,7 @@ TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
     menuAction(rig, "Save Mappings As…").trigger();
     ASSERT_EQ(proposed.size(), 1);
     EXPECT_EQ(fs::path(proposed.front().toStdString()).filename(), "Song.json");
-    EXPECT_EQ(fs::path(directory.toStdString()), fs::canonical(rig.folder));
+    EXPECT_EQ(fs::path(directory.toStdString()), fs::canonical(rig.folder.path()));
     EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Chosen.json");
     EXPECT_TRUE(fs::exists(rig.folder / "Chosen.json"));
 

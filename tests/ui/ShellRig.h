@@ -18,9 +18,9 @@
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "platform/sound/ConnectionSoundPlayer.h"
 #include "runtime/Console.h"
-#include "runtime/UUID.h"
 #include "runtime/UserDefaults.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 #include "ui/MenuBarShell.h"
 #include "ui/ShellDialogs.h"
 
@@ -75,12 +75,10 @@ inline QAbstractButton* buttonNamed(QWidget* dialog, const QString& text) {
 class ShellRig {
   public:
     explicit ShellRig(const std::string& project = "Song")
-        : folder(std::filesystem::temp_directory_path() / ("tessiva-shell-" + makeUUID())),
-          notifications(scheduler.mainQueue()),
+        : notifications(scheduler.mainQueue()),
           logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
           sound(makeLoggingConnectionSoundPlayer(console)) {
         testApplication();
-        std::filesystem::create_directories(folder);
         logic.setProjectName(project);
         for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
             logic.addTrack(name);
@@ -89,8 +87,6 @@ class ShellRig {
     ~ShellRig() {
         shell.reset();
         delegate.reset();
-        std::error_code ec;
-        std::filesystem::remove_all(folder, ec);
     }
 
     void writeProfile(const std::string& name, int row, int programChange) {
@@ -106,7 +102,7 @@ class ShellRig {
 
     MenuBarController& start() {
         CoordinatorOptions options;
-        options.profilesFolder = folder;
+        options.profilesFolder = folder.path();
         options.listenPort = 0;
         options.bindHost = "127.0.0.1";
         options.localDeviceName = "Test Mac";
@@ -134,7 +130,7 @@ class ShellRig {
     }
 
     VirtualScheduler scheduler;
-    std::filesystem::path folder;
+    TempFolder folder{"tessiva-shell"};
     CapturingConsole console;
     NotificationCenter notifications;
     SimulatedLogic logic;

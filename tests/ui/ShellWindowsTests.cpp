@@ -254,10 +254,10 @@ TEST(ShellWindows, EventsWindowFiltersCopiesAndClears) {
 }
 
 TEST(ShellWindows, ScreenshotsRenderEveryWindow) {
-    const fs::path folder = fs::temp_directory_path() / ("tessiva-screens-" + makeUUID());
+    const TempFolder folder("tessiva-screens");
     const std::string command = std::string("QT_QPA_PLATFORM=offscreen \"") +
-                                TESSIVA_FOCUS_APP_PATH + "\" --screenshots \"" + folder.string() +
-                                "\" > /dev/null";
+                                TESSIVA_FOCUS_APP_PATH + "\" --screenshots \"" +
+                                folder.path().string() + "\" > /dev/null";
     ASSERT_EQ(std::system(command.c_str()), 0);
     for (const char* name : {"menu.png", "menu-debug-items.png", "mappings.png", "events.png",
                              "review.png", "setup-guide.png", "about.png"}) {
@@ -282,8 +282,6 @@ TEST(ShellWindows, ScreenshotsRenderEveryWindow) {
     // The debug items make the menu taller.
     EXPECT_GT(QImage(QString::fromStdString((folder / "menu-debug-items.png").string())).height(),
               QImage(QString::fromStdString((folder / "menu.png").string())).height());
-    std::error_code ec;
-    fs::remove_all(folder, ec);
 }
 
 }  // namespace

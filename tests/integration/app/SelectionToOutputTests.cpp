@@ -24,8 +24,8 @@
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
-#include "runtime/UUID.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -118,15 +118,11 @@ class FixedPeer final : public PeerEndpointProvider {
 class SelectionToOutput : public ::testing::Test {
   protected:
     SelectionToOutput() {
-        (void)store.open(folder);
+        (void)store.open(folder.path());
         midi.addDestination("IAC Bus 1");
         midi.addDestination("Network Session 1");
         EXPECT_TRUE(relay.start());
         relay.refreshDestinations();
-    }
-    ~SelectionToOutput() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
     }
 
     // Row 7 "Bass" sends PC 42 on channel 3 and focuses "Low End"; row 8 "Pad" sends PC 9 and
@@ -173,8 +169,7 @@ class SelectionToOutput : public ::testing::Test {
     CapturingConsole console;
     NotificationCenter center{scheduler.mainQueue()};
     DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("tessiva-e2e-" + makeUUID());
+    TempFolder folder{"tessiva-e2e"};
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
     LearnModeStore learn;
     SimulatedMIDIService midi;

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "ChildProcess.h"
+#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -28,14 +29,9 @@ std::string portAfter(const std::string& line, const std::string& prefix) {
 class LinkProcesses : public ::testing::Test {
   protected:
     void SetUp() override {
-        folder = std::filesystem::temp_directory_path() /
-                 ("tessiva-link-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(folder);
         workspaceFile = (folder / "workspace.json").string();
         std::ofstream(workspaceFile) << kWorkspace;
     }
-    void TearDown() override { std::filesystem::remove_all(folder); }
 
     // Starts the Mac; returns its listen port.
     std::string startMac(std::vector<std::string> extra = {}) {
@@ -57,7 +53,7 @@ class LinkProcesses : public ::testing::Test {
             << host->output();
     }
 
-    std::filesystem::path folder;
+    TempFolder folder{"tessiva-link"};
     std::string workspaceFile;
     std::unique_ptr<ChildProcess> host;
 };

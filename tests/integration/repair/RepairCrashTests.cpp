@@ -10,28 +10,18 @@
 #include <random>
 #include <thread>
 
-#include "runtime/UUID.h"
 #include "support/RepairRig.h"
+#include "support/TempFolder.h"
 
 extern char** environ;
 
 namespace tessiva {
 namespace {
 
-struct Folder {
-    std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("tessiva-repair-crash-" + makeUUID());
-    Folder() { std::filesystem::create_directories(path); }
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-};
-
 // The profile before and after the helper's repair, computed the same way in this process.
 std::pair<MappingProfileSnapshot, MappingProfileSnapshot> expectedProfiles() {
-    Folder folder;
-    RepairRig rig(folder.path);
+    TempFolder folder{"tessiva-repair-crash"};
+    RepairRig rig(folder.path());
     const RowMap before = RepairRig::namedRows(400);
     rig.mapRows(before);
     rig.trust(before);
@@ -54,7 +44,7 @@ TEST(RepairCrash, EveryKillLeavesTheOldOrTheNewCompleteProfile) {
     std::uniform_int_distribution<int> delayMicros(0, 40000);
     int sawOld = 0, sawNew = 0;
     for (int kill = 0; kill < 100; ++kill) {
-        Folder folder;
+        TempFolder folder{"tessiva-repair-crash"};
         int out[2];
         ASSERT_EQ(pipe(out), 0);
         posix_spawn_file_actions_t actions;
@@ -62,7 +52,7 @@ TEST(RepairCrash, EveryKillLeavesTheOldOrTheNewCompleteProfile) {
         posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
         posix_spawn_file_actions_addclose(&actions, out[0]);
         std::string helper = TESSIVA_REPAIR_CRASH_HELPER;
-        std::string where = folder.path.string();
+        std::string where = folder.path().string();
         char* args[] = {helper.data(), where.data(), nullptr};
         pid_t pid = 0;
         ASSERT_EQ(posix_spawn(&pid, helper.c_str(), &actions, nullptr, args, environ), 0);
@@ -77,7 +67,7 @@ TEST(RepairCrash, EveryKillLeavesTheOldOrTheNewCompleteProfile) {
         close(out[0]);
         ASSERT_TRUE(WIFSIGNALED(status)) << "the helper ended on its own";
 
-        RepairRig reader(folder.path);
+        RepairRig reader(folder.path());
         const MappingProfileSnapshot onDisk = reader.store.snapshot();
         if (onDisk == oldProfile) {
             ++sawOld;

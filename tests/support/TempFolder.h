@@ -7,11 +7,12 @@
 
 namespace tessiva {
 
-// A fresh folder under the system temporary folder, removed with everything in it.
+// A fresh folder under the system temporary folder, removed with everything in it (even after a
+// test made it read-only), so no test leaves anything behind in /tmp.
 class TempFolder {
   public:
-    TempFolder()
-        : path_(std::filesystem::temp_directory_path() / ("tessiva-mapping-" + makeUUID())) {
+    explicit TempFolder(const std::string& prefix = "tessiva-test")
+        : path_(std::filesystem::temp_directory_path() / (prefix + "-" + makeUUID())) {
         std::filesystem::create_directories(path_);
     }
     ~TempFolder() {
