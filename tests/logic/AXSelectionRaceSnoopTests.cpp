@@ -10,17 +10,7 @@
 namespace tessiva {
 namespace {
 
-using testing::DebugEntry;
 using testing::LogicObserverHarness;
-
-std::vector<DebugEntry> titled(const LogicObserverHarness& h, const std::string& prefix) {
-    std::vector<DebugEntry> found;
-    for (const auto& entry : h.debug) {
-        if (entry.title.rfind(prefix, 0) == 0)
-            found.push_back(entry);
-    }
-    return found;
-}
 
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -57,27 +47,25 @@ TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted
     ASSERT_EQ(unrecorded.size(), 10u);
     EXPECT_EQ(recorded, unrecorded);
 
-    const auto races = titled(h, flight_recorder_text::kInteractionStarted);
+    const auto races = h.debugStartingWith(flight_recorder_text::kInteractionStarted);
     ASSERT_EQ(races.size(), 10u);
     for (int race = 1; race <= 10; ++race) {
         SCOPED_TRACE(race);
         const std::string key = "race=" + std::to_string(race) + " ";
         EXPECT_TRUE(contains(races[race - 1].detail, key + "reason=leftMouseDown/click point=("))
             << races[race - 1].detail;
-        const int track = recorded[race - 1].first;
-        bool emittedDecision = false;
-        for (const auto& decision : titled(h, "AX flight decision #")) {
-            emittedDecision |= decision.detail.rfind(key, 0) == 0 &&
-                               contains(decision.detail, "stage=selection/emitted-to-coordinator");
-        }
-        EXPECT_TRUE(emittedDecision);
-        // Some poll of the race saw Logic publish the clicked track, late as it is.
-        bool polledSelection = false;
-        for (const auto& poll : titled(h, "AX flight poll #")) {
-            polledSelection |= poll.detail.rfind(key, 0) == 0 &&
-                               contains(poll.detail, "selected=#" + std::to_string(track) + " ");
-        }
-        EXPECT_TRUE(polledSelection);
+        // The race ends in an emission, and some poll of it saw Logic publish the clicked
+        // track, late as it is.
+        auto recordedFor = [&](const char* title, const std::string& part) {
+            for (const auto& entry : h.debugStartingWith(title)) {
+                if (entry.detail.rfind(key, 0) == 0 && contains(entry.detail, part))
+                    return true;
+            }
+            return false;
+        };
+        EXPECT_TRUE(recordedFor("AX flight decision #", "stage=selection/emitted-to-coordinator"));
+        EXPECT_TRUE(recordedFor("AX flight poll #",
+                                "selected=#" + std::to_string(recorded[race - 1].first) + " "));
     }
     // Sequence numbers run across every kind of record.
     std::vector<int> sequence;
@@ -90,8 +78,7 @@ TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted
         EXPECT_EQ(sequence[i], static_cast<int>(i) + 1);
 
     h.observer->endAXCapture();
-    ASSERT_NE(h.lastDebug(flight_recorder_text::kStopped), nullptr);
-    EXPECT_EQ(h.lastDebug(flight_recorder_text::kStopped)->detail,
+    EXPECT_EQ(h.lastDetail(flight_recorder_text::kStopped),
               "race=10 Capture complete. Use Copy Log in the Events window.");
 }
 
@@ -103,8 +90,7 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     LogicObserverHarness h{SimulatedLogicOptions{}};
     h.start();
     h.observer->beginAXCapture(100.0, "bug-42");
-    ASSERT_NE(h.lastDebug(flight_recorder_text::kArmed), nullptr);
-    EXPECT_EQ(h.lastDebug(flight_recorder_text::kArmed)->detail,
+    EXPECT_EQ(h.lastDetail(flight_recorder_text::kArmed),
               "label=bug-42 Recording every Logic track click or up/down key for up to 45 "
               "seconds. Press Stop when finished. Recording does not alter production selection "
               "routing.");
@@ -112,7 +98,7 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     h.logic.setFrontmost(false);
     h.logic.clickTrack(2);
     h.scheduler.advance(0.6);
-    EXPECT_TRUE(titled(h, flight_recorder_text::kInteractionStarted).empty());
+    EXPECT_TRUE(h.debugStartingWith(flight_recorder_text::kInteractionStarted).empty());
 
     h.logic.setFrontmost(true);
     h.scheduler.advance(0.1);
@@ -122,7 +108,7 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     h.scheduler.advance(0.6);
     h.logic.pressArrowKey(false);
     h.scheduler.advance(0.6);
-    const auto races = titled(h, flight_recorder_text::kInteractionStarted);
+    const auto races = h.debugStartingWith(flight_recorder_text::kInteractionStarted);
     ASSERT_EQ(races.size(), 3u);
     EXPECT_TRUE(contains(races[1].detail, "race=2 reason=keyDown/downArrow"));
     EXPECT_TRUE(contains(races[2].detail, "race=3 reason=keyDown/upArrow"));
@@ -135,11 +121,11 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     h.scheduler.advance(0.2);
     EXPECT_FALSE(h.observer->isAXCaptureRunning());
     ASSERT_EQ(h.countDebug(flight_recorder_text::kStopped), 1u);
-    EXPECT_EQ(h.lastDebug(flight_recorder_text::kStopped)->detail,
+    EXPECT_EQ(h.lastDetail(flight_recorder_text::kStopped),
               "Stopped before a Logic selection interaction was observed.");
     h.logic.clickTrack(5);
     h.scheduler.advance(2.0);
-    EXPECT_EQ(titled(h, flight_recorder_text::kInteractionStarted).size(), 3u);
+    EXPECT_EQ(h.debugStartingWith(flight_recorder_text::kInteractionStarted).size(), 3u);
 
     // A modal dialog stops a capture.
     h.observer->beginAXCapture(45.0, "modal");
@@ -149,7 +135,7 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     h.scheduler.advance(0.5);
     EXPECT_FALSE(h.observer->isAXCaptureRunning());
     EXPECT_EQ(h.countDebug(flight_recorder_text::kStopped), 2u);
-    EXPECT_EQ(h.lastDebug(flight_recorder_text::kStopped)->detail,
+    EXPECT_EQ(h.lastDetail(flight_recorder_text::kStopped),
               "race=1 Capture complete. Use Copy Log in the Events window.");
 }
 

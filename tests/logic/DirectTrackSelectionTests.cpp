@@ -180,37 +180,23 @@ TEST_P(DirectTrackSelectionProfile, RefusalsSelectNothing) {
 TEST_P(DirectTrackSelectionProfile, FallsBackThroughTheMethodsInOrder) {
     struct Case {
         const char* what;
-        std::function<void(SimulatedLogicOptions&)> change;
-        std::string method;  // empty: the operation fails with `message`
-        std::string message;
+        bool rowSettable, rowSetSelects, containerSettable, pressable;
+        std::string method;  // empty: nothing safe to use
     };
-    const std::vector<Case> cases = {
-        {"row not settable", [](auto& o) { o.rowSelectedSettable = false; },
-         "AXSelectedChildren on Arrange container", ""},
-        {"row settable but ignored",
-         [](auto& o) {
-             o.rowSelectedSettable = true;
-             o.rowSelectedSetSelects = false;
-         },
-         "AXSelectedChildren on Arrange container", ""},
-        {"only the press",
-         [](auto& o) {
-             o.rowSelectedSettable = false;
-             o.containerSelectedChildrenSettable = false;
-         },
-         "AXPress on Arrange row", ""},
-        {"nothing settable nor pressable",
-         [](auto& o) {
-             o.rowSelectedSettable = false;
-             o.containerSelectedChildrenSettable = false;
-             o.rowPressable = false;
-         },
-         "", direct_selection_message::kNoSafeAction},
+    const Case cases[] = {
+        {"row not settable", false, true, true, true, "AXSelectedChildren on Arrange container"},
+        {"row settable but ignored", true, false, true, true,
+         "AXSelectedChildren on Arrange container"},
+        {"only the press", false, true, false, true, "AXPress on Arrange row"},
+        {"nothing settable nor pressable", false, true, false, false, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         auto opts = options();
-        c.change(opts);
+        opts.rowSelectedSettable = c.rowSettable;
+        opts.rowSelectedSetSelects = c.rowSetSelects;
+        opts.containerSelectedChildrenSettable = c.containerSettable;
+        opts.rowPressable = c.pressable;
         auto& h = start(opts);
         const auto outcome = select(4, std::nullopt);
         ASSERT_TRUE(outcome.result);

@@ -40,30 +40,24 @@ TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
 }
 
 TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
-    for (const int nesting : {8, 9}) {
-        SCOPED_TRACE("list at depth " + std::to_string(nesting + 1));
+    struct Case {
+        int nesting;  // the list sits one level deeper
+        int filler;
+        bool found;
+    };
+    for (const auto& c :
+         {Case{8, 0, true}, Case{9, 0, false}, Case{4, 2000, true}, Case{4, 2600, false}}) {
+        SCOPED_TRACE(::testing::Message() << "nesting " << c.nesting << " filler " << c.filler);
         SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
-        options.arrangeNestingDepth = nesting;
+        options.arrangeNestingDepth = c.nesting;
+        options.fillerElementCount = c.filler;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
-        if (nesting + 1 <= 9) {
-            EXPECT_EQ(search.element, f.logic.trackListElement());
-        } else {
-            EXPECT_FALSE(search.element);
-        }
-    }
-    for (const int filler : {2000, 2600}) {
-        SCOPED_TRACE("filler " + std::to_string(filler));
-        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
-        options.fillerElementCount = filler;
-        Fixture f(options);
-        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
-        if (filler < 2500) {
-            EXPECT_EQ(search.element, f.logic.trackListElement());
+        EXPECT_EQ(search.element, c.found ? f.logic.trackListElement() : AXElement{});
+        // Only a search cut short by the element limit has visited exactly that many.
+        EXPECT_EQ(search.visited == 2500u, c.filler > 0 && !c.found);
+        if (c.found) {
             EXPECT_LT(search.visited, 2500u);
-        } else {
-            EXPECT_FALSE(search.element);
-            EXPECT_EQ(search.visited, 2500u);
         }
     }
 }

@@ -55,20 +55,14 @@ class LogicObserverHarness {
 
     static std::string defaultName(int number) { return "Track Name " + std::to_string(number); }
 
-    LogicObserver& makeObserver() {
+    // Starts the observer and lets attachment, anchoring and the startup snapshot finish.
+    LogicObserver& start() {
         observer = std::make_unique<LogicObserver>(
             LogicObserver::Dependencies{scheduler, logic, logic.input(), center, console});
         observer->onTrackSelection = [this](const TrackSelection& selection) {
             emitted.push_back({selection, scheduler.now(), scheduler.mainQueue().isCurrent()});
         };
         observer->onAXAccessibilityResumed = [this] { ++resumedCalls; };
-        return *observer;
-    }
-
-    // Starts the observer and lets attachment, anchoring and the startup snapshot finish.
-    LogicObserver& start() {
-        if (!observer)
-            makeObserver();
         observer->start();
         scheduler.runUntilIdle();
         return *observer;
@@ -86,6 +80,23 @@ class LogicObserverHarness {
                 return &*it;
         }
         return nullptr;
+    }
+    // The detail of the latest entry titled `title`, or a marker no expected detail matches.
+    std::string lastDetail(const std::string& title) const {
+        const auto* entry = lastDebug(title);
+        return entry ? entry->detail : "<no \"" + title + "\" entry>";
+    }
+    bool lastDetailHas(const std::string& title, const std::string& part) const {
+        const auto* entry = lastDebug(title);
+        return entry && entry->detail.find(part) != std::string::npos;
+    }
+    std::vector<DebugEntry> debugStartingWith(const std::string& prefix) const {
+        std::vector<DebugEntry> found;
+        for (const auto& entry : debug) {
+            if (entry.title.rfind(prefix, 0) == 0)
+                found.push_back(entry);
+        }
+        return found;
     }
     std::vector<int> emittedIndices() const {
         std::vector<int> indices;

@@ -120,6 +120,9 @@ TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
     h.logic.clickTrack(4);
     h.scheduler.advance(1.5);
     EXPECT_EQ(h.emitted.back().selection.index, 4);
+    h.logic.quit();
+    h.scheduler.advance(5.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -9,20 +9,6 @@ using testing::LogicObserverHarness;
 
 constexpr double kEps = 1e-9;
 
-TEST(LogicObserverSnapshots, AttachmentPublishesTheStartupSnapshot) {
-    LogicObserverHarness h;
-    auto& observer = h.start();
-    ASSERT_EQ(h.snapshots.size(), 1u);
-    EXPECT_EQ(h.snapshots[0].reason, "startup");
-    EXPECT_EQ(h.snapshots[0].namesByIndex, h.logic.visibleRows());
-    EXPECT_EQ(observer.lastTrackNamesSnapshot(), h.logic.visibleRows());
-    EXPECT_EQ(observer.trustedAbsoluteTrackMaximum(), 10);
-    EXPECT_EQ(observer.lastObservedArrangeVisibleRowCount(), 10);
-    EXPECT_EQ(h.lastDebug("Dense Arrange track list verified")->detail,
-              "Adopted 10 direct Logic rows for absolute click/keyboard resolution. reason=Logic "
-              "AX observer attached");
-}
-
 TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsAndAdoptASparseList) {
     LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
     h.logic.addTrack("Piano");
@@ -44,7 +30,7 @@ TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsAndAdoptASparseList) {
     // A later attachment sees the collapsed list as sparse.
     h.logic.relaunch();
     h.scheduler.advance(5.0);
-    EXPECT_EQ(h.lastDebug("Sparse Arrange track list adopted")->detail,
+    EXPECT_EQ(h.lastDetail("Sparse Arrange track list adopted"),
               "Adopted 3 visible Logic row(s) for direct navigation while Track Stacks are "
               "collapsed.");
     EXPECT_EQ(observer.sparseArrangeTrackList(), h.logic.trackListElement());
@@ -64,7 +50,7 @@ TEST(LogicObserverSnapshots, DuplicateNamesMapToEveryNumber) {
     EXPECT_EQ(h.snapshots[1].namesByIndex.at(4), "Track Name 3");
     EXPECT_EQ(observer.indicesByTrackName().at("Track Name 3"), (std::vector<int>{3, 4}));
     EXPECT_EQ(observer.indicesByTrackName().at("Track Name 10"), (std::vector<int>{11}));
-    EXPECT_EQ(h.lastDebug("Debounced structural snapshot published")->detail,
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot published"),
               "reason=AXLayoutChanged count=11 quietMs=2000");
 }
 
@@ -82,8 +68,7 @@ TEST(LogicObserverSnapshots, SelectionsPostponeTheDebouncedCapture) {
     h.scheduler.advance(0.01);
     ASSERT_EQ(h.snapshots.size(), 2u);
     EXPECT_NEAR(h.snapshots[1].time, t0 + 2.5, kEps);
-    EXPECT_NE(h.lastDebug("Debounced structural snapshot published")->detail.find("quietMs=2000"),
-              std::string::npos);
+    EXPECT_TRUE(h.lastDetailHas("Debounced structural snapshot published", "quietMs=2000"));
 }
 
 TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
@@ -110,9 +95,18 @@ TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     EXPECT_EQ(h.snapshots[1].namesByIndex.at(6), "Track Name 2");
 }
 
-TEST(LogicObserverSnapshots, StructurePollRecordsFirstAndPublishesChanges) {
+TEST(LogicObserverSnapshots, StartupSnapshotThenThePollPublishesChanges) {
     LogicObserverHarness h;
     auto& observer = h.start();
+    ASSERT_EQ(h.snapshots.size(), 1u);
+    EXPECT_EQ(h.snapshots[0].reason, "startup");
+    EXPECT_EQ(h.snapshots[0].namesByIndex, h.logic.visibleRows());
+    EXPECT_EQ(observer.lastTrackNamesSnapshot(), h.logic.visibleRows());
+    EXPECT_EQ(observer.trustedAbsoluteTrackMaximum(), 10);
+    EXPECT_EQ(observer.lastObservedArrangeVisibleRowCount(), 10);
+    EXPECT_EQ(h.lastDetail("Dense Arrange track list verified"),
+              "Adopted 10 direct Logic rows for absolute click/keyboard resolution. reason=Logic "
+              "AX observer attached");
     h.logic.relaunch();
     h.scheduler.advance(5.0);  // re-attached; the identical list is not republished
     EXPECT_EQ(h.snapshots.size(), 1u);
@@ -145,7 +139,7 @@ TEST(LogicObserverSnapshots, UnchangedDebouncedCapturesAreSkipped) {
     h.logic.setStackCollapsed(1, false);
     h.scheduler.advance(1.5);
     EXPECT_EQ(h.snapshots.size(), 3u);
-    EXPECT_EQ(h.lastDebug("Debounced structural snapshot skipped")->detail,
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot skipped"),
               "No snapshot change after AXLayoutChanged. count=3");
 }
 

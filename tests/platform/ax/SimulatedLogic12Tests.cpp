@@ -93,11 +93,7 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
         EXPECT_EQ(f.get(triangle, ax::kValue).value, AXValue{std::int64_t{1}});
         f.logic.setStackCollapsed(4, true);
         EXPECT_EQ(f.get(triangle, ax::kValue).value, AXValue{std::int64_t{0}});
-        EXPECT_EQ(
-            f.childTexts(rail, ax::kDescription),
-            (std::vector<std::string>{"Track 1 \u201CPiano\u201D", "Track 2 \u201CBass\u201D",
-                                      "Track 3 \u201CDrums\u201D", "Track 4 \u201CStrings\u201D",
-                                      "Track 7 \u201CChoir\u201D"}));
+        EXPECT_EQ(f.list(rail, ax::kChildren).size(), 5u);
         EXPECT_FALSE(f.logic.rowElement(5));
         f.logic.setStackCollapsed(4, false);
     }
@@ -113,16 +109,12 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
         EXPECT_EQ(f.text(f.logic.contentsRowElement(6), ax::kRole), "AXLayoutArea");
         EXPECT_EQ(f.countDescribed(window, "Track 6 \u201CCellos\u201D"), 2);
         f.logic.openMixer();
-        f.logic.renameTrack(2, "Synth Bass");
         const auto strips = f.logic.mixerStripsElement();
         EXPECT_EQ(f.text(strips, ax::kDescription), "Mixer");
         EXPECT_EQ(f.text(axElement(f.get(strips, ax::kParent).value), ax::kDescription), "Mixer");
         EXPECT_EQ(f.text(f.logic.mixerStripElement(2), ax::kDescription), "Bass");
         EXPECT_EQ(f.text(f.logic.mixerStripElement(2), ax::kRole), "AXLayoutItem");
         EXPECT_EQ(f.logic.mainWindowElement(), window);
-        f.logic.clickMixerStrip(3);
-        EXPECT_EQ(axElement(f.get(f.logic.applicationElementNow(), ax::kFocusedUIElement).value),
-                  f.logic.mixerStripElement(3));
         // Other containers of layout items answer AXSelectedChildren too.
         EXPECT_TRUE(f.get(strips, ax::kSelectedChildren).ok());
     }
@@ -133,62 +125,38 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
         EXPECT_EQ(f.text(bar, ax::kDescription), "Control Bar");
         EXPECT_EQ(f.text(axElement(f.get(bar, ax::kParent).value), ax::kDescription),
                   "Control Bar");
-        EXPECT_EQ(f.get(slider, ax::kValue).value, AXValue{120.0});
         EXPECT_EQ(f.text(slider, ax::kValueDescription), "120");
-        f.logic.setTempo(96.5);
-        EXPECT_EQ(f.text(slider, ax::kValueDescription), "96.5");
+    }
+    {
+        SCOPED_TRACE("a header offers only its menu: a press is accepted and selects nothing");
+        EXPECT_EQ(f.logic.copyActionNames(header).value, (std::vector<std::string>{"AXShowMenu"}));
+        EXPECT_EQ(f.logic.performAction(header, ax::kActionPress), AXError::success);
+        EXPECT_TRUE(f.logic.selectedTrackNumbers().empty());
+        EXPECT_EQ(f.get(rail, ax::kSelectedRows).error, AXError::attributeUnsupported);
     }
 }
 
-TEST(SimulatedLogic12, TheRailSelectsThroughSelectedChildrenNotThroughPress) {
-    SimulatedLogicOptions options;
-    options.selectionSettleDelay = 0;
-    Logic12 f(options);
-    const auto rail = f.logic.trackListElement();
-    const auto header = f.logic.rowElement(3);
-    EXPECT_EQ(f.logic.copyActionNames(header).value, (std::vector<std::string>{"AXShowMenu"}));
-    EXPECT_EQ(f.logic.performAction(header, ax::kActionPress), AXError::success);
-    EXPECT_TRUE(f.logic.selectedTrackNumbers().empty());
-    EXPECT_TRUE(f.logic.isAttributeSettable(rail, ax::kSelectedChildren).value);
-    EXPECT_EQ(
-        f.logic.setAttributeValue(rail, ax::kSelectedChildren, std::vector<AXElement>{header}),
-        AXError::success);
-    EXPECT_EQ(f.logic.selectedTrackNumbers(), (std::vector<int>{3}));
-    EXPECT_EQ(f.get(f.logic.rowElement(3), ax::kSelected).value, AXValue{true});
-    EXPECT_EQ(f.get(rail, ax::kSelectedRows).error, AXError::attributeUnsupported);
-}
-
-TEST(SimulatedLogic12, NotificationProfiles) {
-    for (auto profile : {SimulatedLogicNotifications::none, SimulatedLogicNotifications::table}) {
-        SCOPED_TRACE(kSimulatedLogicNotificationsNames[static_cast<std::size_t>(profile)]);
-        SimulatedLogicOptions options;
-        options.notifications = profile;
-        Logic12 f(options);
-        std::vector<std::string> heard;
-        auto observer = f.logic
-                            .createObserver(f.logic.pid(), f.scheduler.mainQueue(),
-                                            [&](const AXElement&, const std::string& name) {
-                                                heard.push_back(name);
-                                            })
-                            .value;
-        const auto app = f.logic.applicationElementNow();
-        for (const char* name : {ax::kSelectedRowsChanged, ax::kSelectedChildrenChanged,
-                                 ax::kRowCountChanged, ax::kLayoutChanged, ax::kValueChanged})
-            observer->addNotification(app, name);
-        f.logic.clickTrack(2);
-        f.logic.pressArrowKey(true);
-        f.logic.insertTrack(1, "New");
-        f.scheduler.runUntilIdle();
-        if (profile == SimulatedLogicNotifications::none) {
-            EXPECT_TRUE(heard.empty());
-            f.logic.advancePlayback();  // playback is heard in every profile
-            f.scheduler.runUntilIdle();
-            EXPECT_EQ(heard, (std::vector<std::string>{ax::kValueChanged, ax::kValueChanged}));
-        } else {
-            EXPECT_EQ(heard.front(), ax::kSelectedRowsChanged);
-            EXPECT_NE(std::find(heard.begin(), heard.end(), ax::kRowCountChanged), heard.end());
-        }
-    }
+TEST(SimulatedLogic12, PostsNoSelectionNotificationsButPlaybackValueChanges) {
+    Logic12 f;
+    std::vector<std::string> heard;
+    auto observer = f.logic
+                        .createObserver(f.logic.pid(), f.scheduler.mainQueue(),
+                                        [&](const AXElement&, const std::string& name) {
+                                            heard.push_back(name);
+                                        })
+                        .value;
+    const auto app = f.logic.applicationElementNow();
+    for (const char* name : {ax::kSelectedRowsChanged, ax::kSelectedChildrenChanged,
+                             ax::kRowCountChanged, ax::kLayoutChanged, ax::kValueChanged})
+        observer->addNotification(app, name);
+    f.logic.clickTrack(2);
+    f.logic.pressArrowKey(true);
+    f.logic.insertTrack(1, "New");
+    f.scheduler.runUntilIdle();
+    EXPECT_TRUE(heard.empty());
+    f.logic.advancePlayback();
+    f.scheduler.runUntilIdle();
+    EXPECT_EQ(heard, (std::vector<std::string>{ax::kValueChanged, ax::kValueChanged}));
 }
 
 TEST(SimulatedLogic12, SelectionsPublishLateAndHeldElementsReadStale) {
