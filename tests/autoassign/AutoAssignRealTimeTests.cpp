@@ -43,7 +43,7 @@ TEST(AutoAssignRealTime, RequestedWorkspaceFromAnotherQueueStartsTheRun) {
         row.trackName = "Viola";
         ASSERT_TRUE(store.setMIDIMapping(1, row).ok());
         const double start = dispatcher.clock().now();
-        coordinator.runAfterWorkspaceRefresh("test", [&](const auto& result) {
+        coordinator.runAfterWorkspaceRefresh("test", [&, start](const auto& result) {
             summary = result;
             finishedAfter = dispatcher.clock().now() - start;
             dispatcher.stopMainLoop();
