@@ -232,6 +232,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         ASSERT_TRUE(h.store.save().ok());
         const std::string saved = readWholeFile(folder / kDefaultProfileFileName).value();
         EXPECT_NE(saved.find(R"("oscInsertedTrackSerial":0)"), std::string::npos);
+        EXPECT_NE(saved.find(R"("oscTrackIdentityByIndex":{})"), std::string::npos);
         EXPECT_NE(saved.find(R"("oscBankFocusMappingsByTrackIndex":{})"), std::string::npos);
         EXPECT_NE(saved.find(R"("trackIndexToPC":{"0":1,"5":2,"40":3})"), std::string::npos);
     }

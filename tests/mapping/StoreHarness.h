@@ -14,13 +14,6 @@ struct StoreHarness {
     DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
 
-    bool logged(const std::string& title) const {
-        for (const auto& entry : log.entries().value()) {
-            if (entry.title == title)
-                return true;
-        }
-        return false;
-    }
     const DebugLogStore::Entry* entry(const std::string& title) const {
         for (const auto& e : log.entries().value()) {
             if (e.title == title)
@@ -28,6 +21,7 @@ struct StoreHarness {
         }
         return nullptr;
     }
+    bool logged(const std::string& title) const { return entry(title) != nullptr; }
 };
 
 }  // namespace tessiva

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -154,7 +155,7 @@ struct RunRig {
     CapturingConsole console;
     TimedMIDIService midi{scheduler.clock()};
     VirtualMIDIBridge bridge{midi, center, console};
-    MIDIRunScheduler runs{scheduler, bridge, center, console};
+    std::optional<MIDIRunScheduler> runs{std::in_place, scheduler, bridge, center, console};
     ObserverToken token;
     std::vector<std::string> titles, details;
 };
@@ -163,7 +164,7 @@ TEST(MIDIRunScheduler, PlaysEachNoteAtReceiptPlusDelayPlusItsOffset) {
     RunRig rig;
     const double received = rig.scheduler.now();
     rig.scheduler.advance(0.030);  // the datagram took 30 ms to reach the scheduler
-    rig.runs.schedule(run(), received, "127.0.0.1:9000");
+    rig.runs->schedule(run(), received, "127.0.0.1:9000");
     rig.scheduler.advance(1.0);
     // Channel 3: note-on 0x92, note-off 0x82.
     EXPECT_EQ(rig.sent(received), (std::vector<std::tuple<long, int, int>>{{100, 0x92, 60},
@@ -173,7 +174,7 @@ TEST(MIDIRunScheduler, PlaysEachNoteAtReceiptPlusDelayPlusItsOffset) {
                                                                            {200, 0x92, 64},
                                                                            {240, 0x82, 64}}));
     EXPECT_EQ(rig.midi.sent()[0].bytes[2], 90);
-    EXPECT_EQ(rig.runs.activeRunCount(), 0u);
+    EXPECT_EQ(rig.runs->activeRunCount(), 0u);
     EXPECT_TRUE(rig.logged("MIDI run finished"));
 }
 
@@ -187,13 +188,13 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
     const std::vector<Case> cases = {
         {"cancel",
          [](RunRig& r) {
-             r.runs.cancel(R"({"runID":"R1","channelOneBased":3,"notes":[60,62]})", "iPad");
+             r.runs->cancel(R"({"runID":"R1","channelOneBased":3,"notes":[60,62]})", "iPad");
          },
          "MIDI run cancelled", "after 2 note(s); released 2 sounding note(s)"},
         {"replaced by a run with the same ID",
-         [](RunRig& r) { r.runs.schedule(run("", "[70]"), r.scheduler.now() + 10.0, "iPad"); },
+         [](RunRig& r) { r.runs->schedule(run("", "[70]"), r.scheduler.now() + 10.0, "iPad"); },
          "MIDI run replaced", "released 2 note(s)"},
-        {"link lost", [](RunRig& r) { r.runs.stopAll("the iPad link went down"); },
+        {"link lost", [](RunRig& r) { r.runs->stopAll("the iPad link went down"); },
          "MIDI runs stopped", "released 2 sounding note(s): the iPad link went down"},
     };
     for (const auto& c : cases) {
@@ -201,7 +202,7 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
         RunRig rig;
         const double t0 = rig.scheduler.now();
         // Legato with a long overlap: two notes sound at once at 160 ms.
-        rig.runs.schedule(run(R"("legato":true,"overlapNanoseconds":30000000,)"), t0, "iPad");
+        rig.runs->schedule(run(R"("legato":true,"overlapNanoseconds":30000000,)"), t0, "iPad");
         rig.scheduler.advance(0.160);
         c.stop(rig);
         rig.scheduler.advance(5.0);
@@ -224,28 +225,21 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
         })) << testing::PrintToString(rig.details);
     }
     SCOPED_TRACE("destroying the scheduler (quit) releases too");
-    VirtualScheduler scheduler;
-    NotificationCenter center{scheduler.mainQueue()};
-    CapturingConsole console;
-    TimedMIDIService midi{scheduler.clock()};
-    VirtualMIDIBridge bridge{midi, center, console};
-    bridge.start();
-    {
-        MIDIRunScheduler runs{scheduler, bridge, center, console};
-        // The lowest pitch, so the release covers the whole range.
-        runs.schedule(run("", "[0,62]"), scheduler.now() - 0.1, "iPad");
-        scheduler.advance(0.01);
-        ASSERT_EQ(midi.sent().size(), 1u);
-    }
-    scheduler.advance(1.0);
-    ASSERT_EQ(midi.sent().size(), 2u);
-    EXPECT_EQ(midi.sent()[1].bytes, (std::vector<int>{0x82, 0, 0}));
+    RunRig rig;
+    // The lowest pitch, so the release covers the whole range.
+    rig.runs->schedule(run("", "[0,62]"), rig.scheduler.now() - 0.1, "iPad");
+    rig.scheduler.advance(0.01);
+    ASSERT_EQ(rig.midi.sent().size(), 1u);
+    rig.runs.reset();
+    rig.scheduler.advance(1.0);
+    ASSERT_EQ(rig.midi.sent().size(), 2u);
+    EXPECT_EQ(rig.midi.sent()[1].bytes, (std::vector<int>{0x82, 0, 0}));
 }
 
 TEST(MIDIRunScheduler, RefusalsAreLoggedAndPlayNothing) {
     RunRig rig;
-    rig.runs.schedule(run(R"("channelOneBased":0,)"), rig.scheduler.now(), "127.0.0.1:9000");
-    rig.runs.cancel(R"({"runID":"nope","channelOneBased":1,"notes":[]})", "127.0.0.1:9000");
+    rig.runs->schedule(run(R"("channelOneBased":0,)"), rig.scheduler.now(), "127.0.0.1:9000");
+    rig.runs->cancel(R"({"runID":"nope","channelOneBased":1,"notes":[]})", "127.0.0.1:9000");
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(rig.midi.sent().empty());
     EXPECT_TRUE(rig.logged("MIDI run refused"));

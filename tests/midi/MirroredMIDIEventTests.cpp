@@ -58,11 +58,9 @@ TEST(MirroredMIDIEvent, EverySpellingOfTheTypeTableDecodes) {
 }
 
 TEST(MirroredMIDIEvent, ChannelAndDataAreClampedNotRefused) {
-    EXPECT_EQ(decode(event("noteon", 0, 60, 1)).event->channel, 0);  // status 0x90
-    EXPECT_EQ(decode(event("noteon", -7, 60, 1)).event->channel, 0);
-    EXPECT_EQ(decode(event("noteon", 1, 60, 1)).event->channel, 0);
-    EXPECT_EQ(decode(event("noteon", 16, 60, 1)).event->channel, 15);
-    EXPECT_EQ(decode(event("noteon", 20, 60, 1)).event->channel, 15);  // status 0x9F
+    // Status 0x90 for channel 1 and below, 0x9F for 16 and above.
+    for (const auto& [given, channel] : {std::pair{0, 0}, {-7, 0}, {1, 0}, {16, 15}, {20, 15}})
+        EXPECT_EQ(decode(event("noteon", given, 60, 1)).event->channel, channel) << given;
     const auto clamped = decode(event("controlchange", 2, 200, -5)).event;
     ASSERT_TRUE(clamped);
     EXPECT_EQ(clamped->data1, 127);

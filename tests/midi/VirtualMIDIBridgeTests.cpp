@@ -201,66 +201,32 @@ TEST(VirtualMIDIBridge, MirrorNormalisesWireValuesAndLogsUnsupportedTypes) {
     EXPECT_EQ(f.bridge.mirroredEventCount(), 2u);
 }
 
-TEST(VirtualMIDIBridge, MirroredEventsDecodeAndSendOnTheMirroredQueueWithoutAllocating) {
-    SCOPED_TRACE("decoded on the mirrored-MIDI queue, logged on the main queue");
+// Decoding and sending run on the mirrored-MIDI queue for every datagram, console lines included.
+TEST(VirtualMIDIBridge, DecodeAndSendAllocateNothing) {
+    VirtualScheduler scheduler;
+    NotificationCenter center(scheduler.mainQueue());
+    NullConsole console;
+    FixedMIDIService midi;
+    VirtualMIDIBridge bridge(midi, center, console);
+    ASSERT_TRUE(bridge.start());
+    const std::vector<OSCArgument> arguments{OSCArgument::string("channel_pressure"),
+                                             OSCArgument::int32(7), OSCArgument::int32(99),
+                                             OSCArgument::int32(0)};
+    std::size_t allocations = 0;
     {
-        BridgeFixture f;
-        ASSERT_TRUE(f.bridge.start());
-        f.logged.clear();
-        auto queue = f.scheduler.makeSerialQueue("tessiva.focus.osc.mirrored-midi");
-        const std::vector<std::vector<OSCArgument>> datagrams{
-            {OSCArgument::string("Note_On"), OSCArgument::int32(0), OSCArgument::int32(200),
-             OSCArgument::int32(-5)},
-            {OSCArgument::string("poly_pressure"), OSCArgument::int32(2), OSCArgument::int32(3),
-             OSCArgument::int32(4)},
-            {OSCArgument::string("note-off"), OSCArgument::int32(20), OSCArgument::int32(60)},
-        };
-        for (const auto& arguments : datagrams) {
-            queue->post([&f, &arguments] {
-                auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
-                if (result.event) {
-                    f.bridge.send(*result.event);
-                } else {
-                    postDebugEvent(f.center, kMirroredMIDISkippedTitle, result.skippedDetail);
-                }
-            });
+        test::AllocationCounter counter;
+        for (int i = 0; i < 600; ++i) {
+            auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
+            if (result.event)
+                bridge.send(*result.event);
         }
-        f.scheduler.runUntilIdle();
-        EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 127, 0}}));
-        EXPECT_EQ(f.logged,
-                  (std::vector<LoggedEvent>{
-                      {"Mirrored MIDI skipped",
-                       "Unsupported mirrored MIDI type poly_pressure. channel=2 data1=3 data2=4"},
-                      {"Mirrored MIDI skipped",
-                       "Could not decode /tessiva/midi/event from 127.0.0.1:50000"}}));
+        allocations = counter.count();
     }
-    SCOPED_TRACE("decode and send allocate nothing, console lines included");
-    {
-        VirtualScheduler scheduler;
-        NotificationCenter center(scheduler.mainQueue());
-        NullConsole console;
-        FixedMIDIService midi;
-        VirtualMIDIBridge bridge(midi, center, console);
-        ASSERT_TRUE(bridge.start());
-        const std::vector<OSCArgument> arguments{OSCArgument::string("channel_pressure"),
-                                                 OSCArgument::int32(7), OSCArgument::int32(99),
-                                                 OSCArgument::int32(0)};
-        std::size_t allocations = 0;
-        {
-            test::AllocationCounter counter;
-            for (int i = 0; i < 600; ++i) {
-                auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
-                if (result.event)
-                    bridge.send(*result.event);
-            }
-            allocations = counter.count();
-        }
-        EXPECT_EQ(allocations, 0u);
-        ASSERT_NE(midi.source, nullptr);
-        EXPECT_EQ(midi.source->count, 600u);
-        EXPECT_EQ(midi.source->last[0], 0xD6);
-        EXPECT_EQ(midi.source->last[1], 99);
-    }
+    EXPECT_EQ(allocations, 0u);
+    ASSERT_NE(midi.source, nullptr);
+    EXPECT_EQ(midi.source->count, 600u);
+    EXPECT_EQ(midi.source->last[0], 0xD6);
+    EXPECT_EQ(midi.source->last[1], 99);
 }
 
 }  // namespace

@@ -133,26 +133,14 @@ std::vector<std::size_t> GeneratedTrackList::topLevelStarts() const {
 }
 
 bool GeneratedTrackList::apply(Edit edit) {
+    // In the order of `Edit`.
+    static constexpr std::array<bool (GeneratedTrackList::*)(), kEditCount> edits{
+        &GeneratedTrackList::insertTracks,   &GeneratedTrackList::removeTracks,
+        &GeneratedTrackList::duplicateTrack, &GeneratedTrackList::moveBlock,
+        &GeneratedTrackList::swapRows,       &GeneratedTrackList::toggleStack,
+        &GeneratedTrackList::renameTrack};
     lastSelected_ = 0;
-    switch (edit) {
-        case Edit::insert:
-            return insertTracks();
-        case Edit::remove:
-            return removeTracks();
-        case Edit::duplicate:
-            return duplicateTrack();
-        case Edit::moveBlock:
-            return moveBlock();
-        case Edit::swapRows:
-            return swapRows();
-        case Edit::toggleStack:
-            return toggleStack();
-        case Edit::rename:
-            return renameTrack();
-        case Edit::count:
-            break;
-    }
-    return false;
+    return (this->*edits[static_cast<std::size_t>(edit)])();
 }
 
 bool GeneratedTrackList::insertTracks() {

@@ -37,6 +37,13 @@ struct Orchestration : ::testing::Test {
         }
         return result;
     }
+    // Row i + 1 shows the track of row order[i].
+    static RowMap reordered(const RowMap& rows, const std::vector<int>& order) {
+        RowMap result;
+        for (std::size_t i = 0; i < order.size(); ++i)
+            result[static_cast<int>(i) + 1] = rows.at(order[i]);
+        return result;
+    }
     std::optional<std::string> midiNameAt(int row) const {
         const auto mapping = rig.store.midiMapping(row);
         return mapping ? std::optional(mapping->trackName) : std::nullopt;
@@ -150,14 +157,9 @@ TEST_F(Orchestration, DeletionUndoAndReinsertionRestoreTheDeletedRowsMapping) {
 
 TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
     const MappingProfileSnapshot original = rig.store.snapshot();
-    RowMap moved = list;  // rows 3-5 moved below row 12
-    moved.clear();
-    std::vector<std::string> order;
-    for (const auto& [row, name] : list)
-        order.push_back(name);
-    std::rotate(order.begin() + 2, order.begin() + 5, order.begin() + 12);
-    for (std::size_t i = 0; i < order.size(); ++i)
-        moved[static_cast<int>(i) + 1] = order[i];
+    // Rows 3-5 moved below row 12.
+    const RowMap moved =
+        reordered(list, {1, 2, 6, 7, 8, 9, 10, 11, 12, 3, 4, 5, 13, 14, 15, 16, 17, 18, 19, 20});
     publish(moved);
     rig.scheduler.advance(1.0);
     const MappingProfileSnapshot repaired = rig.store.snapshot();
@@ -336,10 +338,7 @@ TEST_F(Orchestration, HeldEvidenceIsAcceptedWhenInSyncOrFallsBackToTheReconciler
     const RowMap names = RepairRig::namedRows(12);
     other.mapRows(names);
     other.trust(names);
-    RowMap shuffled;
-    const std::vector<int> order{1, 2, 7, 8, 9, 10, 3, 4, 5, 6, 11, 12};
-    for (std::size_t i = 0; i < order.size(); ++i)
-        shuffled[static_cast<int>(i) + 1] = names.at(order[i]);
+    RowMap shuffled = reordered(names, {1, 2, 7, 8, 9, 10, 3, 4, 5, 6, 11, 12});
     shuffled[1] = "Renamed A";
     shuffled[12] = "Renamed B";
     other.captures.rows = shuffled;
