@@ -332,8 +332,12 @@ void SelectionTracker::runWatchRead(std::uint64_t generation) {
     if (generation != watch_.generation || watch_.unanswered.empty())
         return;
     bool fresh = false;
-    if (takesAsBaseline(read.selection, at)) {
-        watch_.knownElement = read.firstSelected;
+    // An unchanged read carries no selection of its own: the known element still shows the
+    // known track, and that is the baseline.
+    const std::optional<TrackSelection> shown = read.unchanged ? watch_.known : read.selection;
+    if (takesAsBaseline(shown, at)) {
+        if (!read.unchanged)
+            watch_.knownElement = read.firstSelected;
     } else if (!read.unchanged && read.selection &&
                (!watch_.known || watch_.known->index != read.selection->index)) {
         fresh = true;

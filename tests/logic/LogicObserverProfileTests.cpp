@@ -125,6 +125,21 @@ TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
     EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);
 }
 
+// A dialog between two clicks: the first read after it still shows the earlier track, and
+// Logic's late notification for the new click must not bring the earlier one back.
+TEST_P(LogicObserverProfile, AClickAfterADialogYieldsTheNewTrackNotTheEarlierOne) {
+    auto& h = start();
+    h.logic.clickTrack(3);
+    h.scheduler.advance(1.5);
+    h.logic.openModal("Delete Track?", SimulatedModalKind::dialog);
+    h.scheduler.advance(2.0);
+    h.logic.dismissModal();
+    h.scheduler.advance(2.0);
+    h.logic.clickTrack(5);
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5}));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Logic, LogicObserverProfile,
     ::testing::Values(Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
