@@ -90,6 +90,17 @@ TEST(MappingReconcile, DisagreeingCapturesOrSilenceChangeNothing) {
         EXPECT_EQ(rig.store.midiMapping(1)->trackName, "Flute");
     }
     {
+        ReconcileRig rig;  // Logic shows the saved rows: ready, but nothing to move
+        const std::map<int, std::string> same{
+            {1, "Flute"}, {2, "Oboe"}, {3, "Clarinet"}, {4, "Bassoon"}};
+        rig.captures = {same, same};
+        rig.reconcile.begin();
+        rig.scheduler.advance(3.0);
+        ASSERT_EQ(rig.reconcile.state(), MappingReconcile::State::ready);
+        EXPECT_FALSE(rig.reconcile.apply());
+        EXPECT_FALSE(rig.reconcile.canUndo());
+    }
+    {
         ReconcileRig rig;  // Logic never answers
         rig.reconcile.begin();
         rig.scheduler.advance(MappingReconcile::kCaptureSettle + 0.1);

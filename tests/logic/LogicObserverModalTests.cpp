@@ -193,6 +193,24 @@ TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{8}));
 }
 
+// Return, Enter, Escape and Space all answer a dialog; an arrow key does not.
+TEST(LogicObserverModal, OnlyTheDialogKeysConfirmAWaitingModal) {
+    for (const int key : {keycode::kReturn, keycode::kEnter, keycode::kEscape, keycode::kSpace,
+                          keycode::kDownArrow}) {
+        SCOPED_TRACE(key);
+        LogicObserverHarness h;
+        auto& observer = h.start();
+        h.logic.clickTrack(3, SimulatedClick::right);
+        h.logic.openModal("Rename");
+        h.scheduler.advance(5.0);
+        ASSERT_GT(observer.modalDeadlines().potentialConfirmation, h.scheduler.now());
+        h.logic.pressKey(key);
+        h.scheduler.runUntilIdle();
+        const bool confirms = key != keycode::kDownArrow;
+        EXPECT_EQ(observer.modalDeadlines().potentialConfirmation == 0.0, confirms);
+    }
+}
+
 TEST(LogicObserverModal, QuarantineCancelsDeferredWorkAndPausesTheRescan) {
     LogicObserverHarness h;
     auto& observer = h.start();
