@@ -42,7 +42,7 @@ class WorkspaceReceiver;
 // "tessiva.focus.osc.mirrored-midi" and are passed on to the discovery queue.
 // Public calls may come from any thread and hop to the discovery queue; notifications are posted
 // on the main queue. Destroying it waits for link work already running on another thread. Tests
-// run it on a VirtualScheduler with a fake UdpTransport and an InMemoryServiceAdvertiser;
+// run it on a VirtualScheduler with SimulatedUdpTransport and an InMemoryServiceAdvertiser;
 // integration tests on AsioDispatcher with real sockets.
 class OSCDiscoveryManager final : public PeerEndpointProvider {
   public:

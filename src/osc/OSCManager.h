@@ -30,7 +30,7 @@ struct OSCManagerOptions {
 // UDP socket kept per endpoint ("host:port"). Callable from any thread; the cache is guarded by a
 // lock, and connection callbacks and evictions run on the serial queue "tessiva.focus.osc". Sends
 // are fire-and-forget: errors go to the console and the event log ("OSC send failed") and evict
-// the endpoint's connection. Tests inject a VirtualScheduler and a fake UdpTransport, or the Asio
+// the endpoint's connection. Tests inject a VirtualScheduler and SimulatedUdpTransport, or the Asio
 // transport on 127.0.0.1.
 class OSCManager {
   public:

@@ -30,7 +30,7 @@ struct DirectNavigationMode {
 // fast ping bursts, the endpoint remembered across launches, and the Mac's requests to the iPad
 // (workspace snapshot, navigation export). Lives on the discovery queue; the published reads
 // (active peer, handshake) are thread-safe. Tests drive it through OSCDiscoveryManager on a
-// VirtualScheduler with a fake transport.
+// VirtualScheduler with SimulatedUdpTransport.
 class PeerLink {
   public:
     explicit PeerLink(LinkContext& context);

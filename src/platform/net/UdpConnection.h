@@ -27,7 +27,7 @@ inline std::string_view stateName(UdpConnectionState state) {
 // A UDP socket connected to one remote endpoint: the outbound half of the UDP port. Made by
 // UdpTransport::makeConnection; every callback is posted to the queue given there, never run on
 // the network thread. Datagrams sent before the connection is ready are held and sent in order
-// once it is. In tests the Asio adapter stands in on 127.0.0.1, or a fake UdpTransport.
+// once it is. In tests the Asio adapter stands in on 127.0.0.1, or SimulatedUdpTransport.
 class UdpConnection {
   public:
     // nullopt on success, else the error's description ("Connection refused").

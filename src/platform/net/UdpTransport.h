@@ -38,7 +38,7 @@ struct UdpListenResult {
 // The UDP port: makes connected senders and listeners. The network work runs on the adapter's
 // own thread; results are posted to the queues given here, which must outlive what is made.
 // Production and real-socket tests use the Asio adapter (makeUdpTransport); unit tests use a
-// recording fake.
+// SimulatedUdpTransport.
 class UdpTransport {
   public:
     virtual ~UdpTransport() = default;
