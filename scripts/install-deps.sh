@@ -5,6 +5,8 @@ set -euo pipefail
 
 debian_packages=(
   build-essential cmake ninja-build pkg-config clang-format
+  # CI builds a fresh clone each time; ccache reuses the objects of earlier runs on the machine.
+  ccache
   libasio-dev nlohmann-json3-dev libsimdjson-dev libfmt-dev libcli11-dev libutf8proc-dev
   librtmidi-dev libjack-jackd2-dev libasound2-dev
   libgtest-dev libbenchmark-dev
@@ -22,7 +24,7 @@ debian_packages=(
   liboscpack-dev liblo-dev
 )
 
-brew_formulae=(cmake ninja pkg-config asio nlohmann-json simdjson fmt cli11 utf8proc rtmidi googletest google-benchmark liblo qt)
+brew_formulae=(cmake ninja ccache pkg-config asio nlohmann-json simdjson fmt cli11 utf8proc rtmidi googletest google-benchmark liblo qt)
 
 install_debian() {
   local missing=()
