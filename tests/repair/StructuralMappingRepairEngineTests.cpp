@@ -181,6 +181,15 @@ TEST(StructuralRepairEngine, ReordersAppliedOnlyWhenExactAndUnique) {
         EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{2, 5}, {5, 2}}));
     }
     {
+        // The rows crossed over but the mappings there were recorded under other names: a swap
+        // would carry them to the wrong tracks.
+        const RowMap stale = rows({"A", "X", "C", "D", "Y", "F"});
+        Engine engine = engineWith(before, stale);
+        const auto decision =
+            engine.evaluate(evidence(rows({"A", "E", "C", "D", "B", "F"}), stale));
+        EXPECT_NE(decision.kind, Kind::apply) << decision.text;
+    }
+    {
         // "B A A" is row 1 moved down one row or to the end: two exact rotations, no guess.
         const RowMap repeated = rows({"A", "B", "A"});
         Engine engine = engineWith(repeated, repeated);
