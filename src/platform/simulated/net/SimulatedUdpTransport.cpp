@@ -10,7 +10,6 @@ struct SimulatedUdpTransport::Shared {
     const Options options;
     mutable std::mutex mutex;
     std::vector<Sent> sent;
-    std::vector<std::shared_ptr<Connection>> connections;
     std::optional<std::string> listenError;
     std::optional<std::string> sendError;
 
@@ -57,7 +56,7 @@ std::shared_ptr<UdpConnection> SimulatedUdpTransport::makeConnection(
     auto connection =
         std::make_shared<Connection>(shared_, host, port, callbackQueue, std::move(handler));
     std::lock_guard lock(shared_->mutex);
-    shared_->connections.push_back(connection);
+    connections_.push_back(connection);
     return connection;
 }
 
@@ -90,7 +89,7 @@ void SimulatedUdpTransport::clearSent() {
 std::vector<std::shared_ptr<SimulatedUdpTransport::Connection>> SimulatedUdpTransport::connections()
     const {
     std::lock_guard lock(shared_->mutex);
-    return shared_->connections;
+    return connections_;
 }
 
 void SimulatedUdpTransport::refuseListen(std::optional<std::string> error) {

@@ -72,6 +72,8 @@ class SimulatedUdpTransport final : public UdpTransport {
 
   private:
     std::shared_ptr<Shared> shared_;
+    // Owned here, not in Shared: each connection holds Shared, and a cycle would leak both.
+    std::vector<std::shared_ptr<Connection>> connections_;  // guarded by shared_->mutex
 };
 
 // A connection made by SimulatedUdpTransport. Once cancelled it posts nothing more.
