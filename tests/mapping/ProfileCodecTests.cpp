@@ -199,14 +199,15 @@ TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
 
 TEST(ProfileCodec, TextIsEscapedAndMalformedBytesStayReadable) {
     MappingProfileSnapshot s;
-    s.trackIndexToName = {{1, "tab\there\nnew \\ \x01"}, {2, std::string("bad\xff\xfe") + "end"}};
+    s.trackIndexToName = {{1, "tab\there\nnew \\ \x01"},
+                          {2, std::string("bad\x80\xff\xfe") + "end"}};
     const std::string json = ProfileCodec::encode(s);
     EXPECT_NE(json.find(R"("tab\there\nnew \\ \u0001")"), std::string::npos) << json;
     const auto decoded = ProfileCodec::decode(json);
     ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
     EXPECT_EQ(decoded.snapshot->trackIndexToName.at(1), "tab\there\nnew \\ \x01");
     EXPECT_EQ(decoded.snapshot->trackIndexToName.at(2),
-              "bad\xEF\xBF\xBD\xEF\xBF\xBD"
+              "bad\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"
               "end");
     // What was read writes back byte for byte.
     EXPECT_EQ(ProfileCodec::encode(*decoded.snapshot), json);

@@ -421,6 +421,12 @@ TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
     EXPECT_TRUE(rig.logged("Mirrored MIDI skipped",
                            "Could not decode /tessiva/midi/event from " + kSender));
     EXPECT_EQ(sink.events.size(), 2u);
+    // Four tags, but the datagram ends before the last argument.
+    auto cut = encodeMessage("/tessiva/midi/event", {s("noteon"), i(1), i(60), i(100)});
+    cut.resize(cut.size() - 4);
+    rig.transport.deliver(kHost, kIPad, cut);
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(sink.events.size(), 2u);
 
     SCOPED_TRACE("another iPad's MIDI is dropped");
     rig.from(kOther, "/tessiva/midi/event", {s("noteon"), i(1), i(60), i(1)});

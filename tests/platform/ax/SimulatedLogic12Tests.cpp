@@ -117,6 +117,10 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
         EXPECT_EQ(f.logic.mainWindowElement(), window);
         // Other containers of layout items answer AXSelectedChildren too.
         EXPECT_TRUE(f.get(strips, ax::kSelectedChildren).ok());
+        // Closing the pane takes its strips out of the main window, which stays.
+        f.logic.closeMixer();
+        EXPECT_FALSE(f.get(strips, ax::kRole).ok());
+        EXPECT_EQ(f.logic.mainWindowElement(), window);
     }
     {
         SCOPED_TRACE("the Tempo slider sits in a Control Bar inside a Control Bar");
