@@ -119,17 +119,17 @@ std::string IPadTransfers::exportNavigation(const std::optional<std::filesystem:
     return requestID;
 }
 
-bool IPadTransfers::handleLinkRequest(const LinkRequest& request) {
+void IPadTransfers::handleLinkRequest(const LinkRequest& request) {
     if (const auto* ack = std::get_if<ArticulationSetImportAck>(&request.request)) {
         importer_->handleAcknowledgement(*ack);
-        return true;
+        return;
     }
     if (const auto* received = std::get_if<NavigationExportReceived>(&request.request)) {
         if (received->requestID != pendingExportID_) {
             log("Navigation export not saved",
                 "Navigation export " + received->requestID +
                     " arrived after a newer request; it was not saved.");
-            return true;
+            return;
         }
         pendingExportID_.reset();
         auto saved = saveNavigationExport(pendingExportFolder_, received->fileName, received->text,
@@ -145,7 +145,7 @@ bool IPadTransfers::handleLinkRequest(const LinkRequest& request) {
         }
         if (deps_.changed)
             deps_.changed();
-        return true;
+        return;
     }
     if (const auto* failed = std::get_if<NavigationExportFailed>(&request.request)) {
         if (failed->requestID == pendingExportID_) {
@@ -155,11 +155,7 @@ bool IPadTransfers::handleLinkRequest(const LinkRequest& request) {
             if (deps_.changed)
                 deps_.changed();
         }
-        return true;
     }
-    // Runs were handed to the scheduler on the link's queue already.
-    return std::holds_alternative<MIDIRunScheduleRequest>(request.request) ||
-           std::holds_alternative<MIDIRunCancelRequest>(request.request);
 }
 
 void IPadTransfers::linkWentDown() {

@@ -67,8 +67,9 @@ class IPadTransfers {
     // "Export Navigation Assignments…": asks the iPad; `folder` as above. The request ID.
     std::string exportNavigation(const std::optional<std::filesystem::path>& folder);
 
-    // The active iPad's acknowledgements and exports; false for requests that are not theirs.
-    bool handleLinkRequest(const LinkRequest& request);
+    // The active iPad's acknowledgements and exports; other requests are left alone (runs were
+    // handed to the scheduler on the link's queue already).
+    void handleLinkRequest(const LinkRequest& request);
     // The link went down: every run stops and its notes are released.
     void linkWentDown();
     // Quit: runs stop (note-offs sent before this returns), the import stops.

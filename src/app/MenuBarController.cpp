@@ -426,7 +426,7 @@ void MenuBarController::handleLinkRequest(const LinkRequest& request) {
         directNavigation_->handle(*direct);
     } else {
         // Acknowledgements, exports and runs: the transfers with the iPad.
-        (void)transfers_->handleLinkRequest(request);
+        transfers_->handleLinkRequest(request);
     }
 }
 
