@@ -354,6 +354,15 @@ TEST_F(Orchestration, BaselinesAcceptedWithoutRepairAndReset) {
     rig.repair.manualSyncAccepted("learn");
     EXPECT_EQ(*rig.detailOf("Manual sync accepted"),
               "Manual mapping sync accepted as the current structural baseline.");
+    // Saved while a mapped row's saved name is not the track Logic shows there: not in sync.
+    auto midi = *rig.store.midiMapping(3);
+    const std::string shown = midi.trackName;
+    midi.trackName = "Someone Else";
+    ASSERT_TRUE(rig.store.setMIDIMapping(3, midi).ok());
+    rig.repair.profileSaved();
+    EXPECT_FALSE(rig.logged("Saved mappings baseline accepted"));
+    midi.trackName = shown;
+    ASSERT_TRUE(rig.store.setMIDIMapping(3, midi).ok());
     rig.repair.profileSaved();
     EXPECT_EQ(*rig.detailOf("Saved mappings baseline accepted"),
               "The saved mapping identities matched every mapped Logic row. Reset structural "
