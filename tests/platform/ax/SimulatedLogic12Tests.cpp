@@ -287,14 +287,25 @@ TEST(SimulatedLogic12, DialogsAndPluginWindowsBecomeTheMainWindow) {
     const auto app = f.logic.applicationElementNow();
     const auto arrange = f.logic.mainWindowElement();
     auto mainWindow = [&] { return axElement(f.get(app, ax::kMainWindow).value); };
+    int mainWindowChanges = 0;
+    auto observer =
+        f.logic
+            .createObserver(f.logic.pid(), f.scheduler.mainQueue(),
+                            [&](const AXElement&, const std::string&) { ++mainWindowChanges; })
+            .value;
+    observer->addNotification(app, ax::kMainWindowChanged);
     f.logic.openModal("New Tracks");  // a sheet leaves the main window alone
     EXPECT_EQ(mainWindow(), arrange);
     f.logic.dismissModal();
+    f.scheduler.runUntilIdle();
+    EXPECT_EQ(mainWindowChanges, 0);
     f.logic.openModal("Save changes?", SimulatedModalKind::dialog);
     EXPECT_EQ(mainWindow(), f.logic.modalElement());
     EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
     f.logic.clickModalButton();
     EXPECT_EQ(mainWindow(), arrange);
+    f.scheduler.runUntilIdle();
+    EXPECT_EQ(mainWindowChanges, 2);  // the dialog came and went
     f.logic.openPluginWindow(2);
     EXPECT_EQ(f.text(mainWindow(), ax::kTitle), "Bass");
     EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
