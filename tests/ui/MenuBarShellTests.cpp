@@ -131,8 +131,7 @@ TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
         auto* panel = static_cast<QFileDialog*>(widget);
         proposed = panel->selectedFiles();
         directory = panel->directory().absolutePath();
-        panel->selectFile(QString::fromStdString((rig.folder / "Chosen.json").string()));
-        acceptPanel(panel);
+        choosePathInPanel(panel, rig.folder / "Chosen.json");
     });
     menuAction(rig, "Save Mappings As…").trigger();
     ASSERT_EQ(proposed.size(), 1);
@@ -148,9 +147,7 @@ TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
     menuAction(rig, "Load Mappings > Choose File…").trigger();
     EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Chosen.json");
     whenDialogShows("chooseMappingsPanel", [&](QWidget* widget) {
-        auto* panel = static_cast<QFileDialog*>(widget);
-        panel->selectFile(QString::fromStdString((rig.folder / "Other.json").string()));
-        acceptPanel(panel);
+        choosePathInPanel(static_cast<QFileDialog*>(widget), rig.folder / "Other.json");
     });
     menuAction(rig, "Load Mappings > Choose File…").trigger();
     EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Other.json");

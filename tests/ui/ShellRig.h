@@ -1,7 +1,11 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <QAbstractButton>
 #include <QApplication>
+#include <QFileDialog>
+#include <QLineEdit>
 #include <QTimer>
 #include <filesystem>
 #include <functional>
@@ -52,14 +56,32 @@ inline void whenDialogShows(const QString& objectName, std::function<void(QWidge
         } else if (++*ticks > 400) {
             timer->stop();
             timer->deleteLater();
+            // Another dialog is waiting for an answer nobody will give: close it so the test
+            // fails instead of hanging.
+            if (auto* other = qobject_cast<QDialog*>(modal)) {
+                ADD_FAILURE() << "expected dialog " << objectName.toStdString() << ", got "
+                              << other->objectName().toStdString();
+                other->reject();
+            }
         }
     });
     timer->start();
 }
 
-// QFileDialog::accept is protected; the slot is what the panel's Save/Open button calls.
-inline void acceptPanel(QWidget* panel) {
+// Types the path into the panel's name field and presses its default button. Typing, because
+// selectFile() leaves the name field alone once it has focus, and the panel then opens the folder
+// instead of accepting. A panel that stays open fails the test instead of hanging it.
+inline void choosePathInPanel(QFileDialog* panel, const std::filesystem::path& path) {
+    panel->setDirectory(QString::fromStdString(path.parent_path().string()));
+    auto* name = panel->findChild<QLineEdit*>("fileNameEdit");
+    ASSERT_NE(name, nullptr);
+    name->setText(QString::fromStdString(path.filename().string()));
+    // accept() is protected; it is the slot the panel's Save/Open button calls.
     QMetaObject::invokeMethod(panel, "accept", Qt::DirectConnection);
+    if (panel->isVisible()) {
+        ADD_FAILURE() << "the panel stayed open for " << path;
+        panel->reject();
+    }
 }
 
 inline QAbstractButton* buttonNamed(QWidget* dialog, const QString& text) {
