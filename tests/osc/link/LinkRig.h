@@ -71,8 +71,14 @@ struct LinkRig {
 
     // The iPad at host:port sends one message to the Mac.
     void deliver(const std::string& host, std::uint16_t port, std::string_view address,
-                 std::initializer_list<OSCArgument> arguments) {
+                 const std::vector<OSCArgument>& arguments) {
         transport.deliver(host, port, encodeMessage(address, arguments));
+    }
+    // Delivers one message and lets the Mac handle it.
+    void receive(const std::string& host, std::uint16_t port, std::string_view address,
+                 const std::vector<OSCArgument>& arguments) {
+        deliver(host, port, address, arguments);
+        scheduler.runUntilIdle();
     }
     // What the Mac sent, decoded; only the messages to `address` when one is given.
     std::vector<SentMessage> sent(std::string_view address = {}) const {
