@@ -10,7 +10,9 @@
 namespace tessiva {
 namespace {
 
+using testing::i;
 using testing::LinkRig;
+using testing::s;
 
 constexpr const char* kHost = "127.0.0.1";
 constexpr std::uint16_t kIPad = 53000;
@@ -52,12 +54,6 @@ struct ActiveRig : LinkRig {
     RecordingSink sink;
 };
 
-OSCArgument s(std::string text) {
-    return OSCArgument::string(std::move(text));
-}
-OSCArgument i(std::int32_t value) {
-    return OSCArgument::int32(value);
-}
 template <typename... Arguments>
 std::vector<OSCArgument> args(Arguments... arguments) {
     return {arguments...};
@@ -166,6 +162,11 @@ TEST(InboundDispatch, RefusedRequestsAreLoggedAndChangeNothing) {
         {0, "/tessiva/focus/mapping/query", args(s("B-1")), inactive,
          "Ignoring mapping query for bank UUID B-1 from inactive iPad peer 127.0.0.1:0. Active "
          "peer is 127.0.0.1:53000"},
+        {kOther, "/tessiva/device/name", args(s("Other")), "Tessiva device name ignored",
+         "Ignored device name \"Other\" from inactive iPad 127.0.0.1:53001. Active peer is "
+         "127.0.0.1:53000"},
+        {kOther, "/pong", args(), "OSC pong ignored",
+         "Ignoring /pong from inactive iPad peer 127.0.0.1:53001"},
         {kOther, "/tessiva/navigation/direct/select", args(s("R-2"), s("B-1")),
          "Direct navigation ignored", "Ignoring request from inactive iPad peer 127.0.0.1:53001"},
         {kOther, start, args(s("R-4"), i(1)), "Navigation export start ignored",

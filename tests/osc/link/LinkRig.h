@@ -22,6 +22,14 @@
 
 namespace tessiva::testing {
 
+// Short names for the arguments the iPad sends.
+inline OSCArgument s(std::string text) {
+    return OSCArgument::string(std::move(text));
+}
+inline OSCArgument i(std::int32_t value) {
+    return OSCArgument::int32(value);
+}
+
 // One datagram the Mac sent, decoded.
 struct SentMessage {
     std::string host;
@@ -92,6 +100,15 @@ struct LinkRig {
                 messages.push_back(std::move(message));
         }
         return messages;
+    }
+
+    // Everything the Mac sent, one "address port [arguments]" line per message.
+    std::vector<std::string> sentLines() const {
+        std::vector<std::string> lines;
+        for (const auto& message : sent())
+            lines.push_back(message.address + " " + std::to_string(message.port) + " " +
+                            describeArguments(message.arguments));
+        return lines;
     }
 
     // Observes a notification by name for the rest of the test.
