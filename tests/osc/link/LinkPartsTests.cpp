@@ -96,11 +96,7 @@ TEST(LinkRequests, TheActiveIPadsRequestsReachTheHandlerTypedWithTheirReplyEndpo
     rig.receive("127.0.0.1", 53001, "/tessiva/navigation/direct/select", {s("R-2"), s("B-2")});
 
     const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    BankLearnRequest learn;
-    learn.bankUUID = "B-1";
-    learn.bankName = "Legato";
-    learn.sectionName = "Strings";
-    learn.groupUUID = "G-1";
+    const BankLearnRequest learn{"B-1", "Legato", "Strings", "G-1", {}, {}, {}};
     DirectNavigationRequest direct{"R-1", "B-2", std::nullopt};
     ASSERT_EQ(handler.requests.size(), 2u);
     EXPECT_EQ(handler.requests[0], (LinkRequest{iPad, learn}));
@@ -115,9 +111,7 @@ TEST(LinkRequests, DirectNavigationModeGoesOutOnConnectAndOnEveryChange) {
     auto& manager = rig.started();
     rig.receive("127.0.0.1", 53000, "/ping", {i(53000)});
     auto modes = [&] { return rig.sent("/tessiva/navigation/direct/mode"); };
-    ASSERT_EQ(modes().size(), 1u);
-    EXPECT_EQ(modes()[0].port, 53000);
-    EXPECT_EQ(modes()[0].arguments[0], i(0));
+    ASSERT_EQ(modes().size(), 1u);  // on connect; its content is checked with the first ping
 
     manager.setDirectNavigationMode({true, ""});
     manager.setDirectNavigationMode({true, ""});  // unchanged: not sent again

@@ -316,78 +316,82 @@ TEST(OSCDiscoveryManager, AnIPadSendingFromAnotherPortThanItAnnouncesIsOnePeer) 
     EXPECT_EQ(manager.peerDeviceName(), "Renamed iPad");
 }
 
-TEST(OSCDiscoveryManager, ListenerAndBonjourFailuresAreLoggedAndTheLinkKeepsWorking) {
-    SCOPED_TRACE("invalid port");
-    {
-        LinkRig rig;
-        rig.make().start(70000);
-        rig.scheduler.runUntilIdle();
-        EXPECT_TRUE(rig.logged("OSC discovery failed", "Invalid UDP port 70000"));
-        EXPECT_TRUE(rig.console.contains("OSC discovery failed: Invalid UDP port 70000"));
-        EXPECT_EQ(rig.transport.listenCount(), 0);
-    }
-    SCOPED_TRACE("listener creation fails");
-    {
-        LinkRig rig;
-        rig.transport.refuseListen("Address already in use");
-        rig.make().start(12111);
-        rig.scheduler.runUntilIdle();
-        EXPECT_TRUE(rig.logged("OSC discovery setup failed", "Address already in use"));
-        EXPECT_TRUE(rig.console.contains("OSC discovery setup failed: Address already in use"));
-    }
-    SCOPED_TRACE("receive errors are logged once each and the iPad stays connected");
-    {
-        LinkRig rig;
-        auto& manager = rig.started();
-        ping(rig, kIPadA);
-        rig.console.clear();
-        rig.events.clear();
-        rig.transport.failReceive("Connection refused");
-        rig.scheduler.runUntilIdle();
-        EXPECT_EQ(rig.eventsText(), "OSC discovery receive failed | Connection refused\n");
-        EXPECT_EQ(rig.console.lines(),
-                  std::vector<std::string>{"OSC discovery receive failed: Connection refused"});
-        rig.transport.failReceive("No buffer space available");
-        rig.scheduler.runUntilIdle();
-        EXPECT_TRUE(rig.logged("OSC discovery receive failed", "No buffer space available"));
-        EXPECT_EQ(rig.countTitle("OSC discovery receive failed"), 2u);
-        EXPECT_TRUE(rig.transport.listening());
-        EXPECT_TRUE(manager.isHandshakeConnected());
-        ping(rig, kIPadA);
-        EXPECT_EQ(rig.sent("/pong").size(), 2u);
-        SCOPED_TRACE("an error already on its way when the manager goes is dropped");
-        rig.transport.failReceive("Connection refused");
-        rig.manager.reset();
-        rig.console.clear();
-        rig.scheduler.runUntilIdle();
-        EXPECT_TRUE(rig.console.lines().empty());
-    }
-    SCOPED_TRACE("no mDNS responder: logged, and the iPad can still connect by address");
-    {
-        LinkRig rig("no mDNS responder is running");
+TEST(OSCDiscoveryManager, StartLogsTheListenerAndTheAdvertisementAndSurvivesBonjourFailing) {
+    const struct {
+        std::optional<std::string> advertiserFailure, listenRefusal;
+        std::int64_t port;
+        std::string events;
+        std::optional<std::string> consoleLine;  // for a listener that failed
+    } cases[] = {
+        {std::nullopt, std::nullopt, 70000, "OSC discovery failed | Invalid UDP port 70000\n",
+         "OSC discovery failed: Invalid UDP port 70000"},
+        {std::nullopt, "Address already in use", 12111,
+         "OSC discovery setup failed | Address already in use\n",
+         "OSC discovery setup failed: Address already in use"},
+        // Without mDNS the iPad can still connect by address.
+        {"no mDNS responder is running", std::nullopt, 12111,
+         "OSC listener ready | Listening for inbound OSC UDP on port 12111\n"
+         "OSC Bonjour failed | OSC Bonjour failed: no mDNS responder is running\n",
+         std::nullopt},
+        // Advertised under the service type and name on the port the listener got.
+        {std::nullopt, std::nullopt, 0,
+         "OSC listener ready | Listening for inbound OSC UDP on port 49999\n"
+         "OSC Bonjour advertising | Advertising _tessiva-osc._udp on UDP port 49999 as Tessiva "
+         "Focus\n",
+         std::nullopt},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.events);
+        LinkRig rig(c.advertiserFailure);
+        if (c.listenRefusal)
+            rig.transport.refuseListen(*c.listenRefusal);
         auto& manager = rig.make();
-        manager.start(12111);
+        manager.start(c.port);
         rig.scheduler.runUntilIdle();
-        EXPECT_TRUE(
-            rig.logged("OSC Bonjour failed", "OSC Bonjour failed: no mDNS responder is running"));
-        EXPECT_TRUE(
-            rig.logged("OSC listener ready", "Listening for inbound OSC UDP on port 12111"));
+        EXPECT_EQ(rig.eventsText(), c.events);
+        EXPECT_EQ(rig.transport.listenCount(), c.consoleLine ? 0 : 1);
+        if (c.consoleLine) {
+            EXPECT_TRUE(rig.console.contains(*c.consoleLine));
+            continue;
+        }
+        EXPECT_EQ(manager.listenPort(), c.port == 0 ? 49999 : c.port);
+        EXPECT_EQ(rig.advertiser.current().has_value(), !c.advertiserFailure);
+        if (rig.advertiser.current()) {
+            EXPECT_EQ(rig.advertiser.current()->type, "_tessiva-osc._udp");
+            EXPECT_EQ(rig.advertiser.current()->name, "Tessiva Focus");
+            EXPECT_EQ(rig.advertiser.current()->port, 49999);
+        }
         ping(rig, kIPadA);
         EXPECT_TRUE(manager.isHandshakeConnected());
     }
-    SCOPED_TRACE("advertised under the service type and name on the listen port");
-    {
-        LinkRig rig;
-        rig.make().start(0);
-        rig.scheduler.runUntilIdle();
-        ASSERT_TRUE(rig.advertiser.current().has_value());
-        EXPECT_EQ(rig.advertiser.current()->type, "_tessiva-osc._udp");
-        EXPECT_EQ(rig.advertiser.current()->name, "Tessiva Focus");
-        EXPECT_EQ(rig.advertiser.current()->port, 49999);
-        EXPECT_TRUE(rig.logged("OSC Bonjour advertising",
-                               "Advertising _tessiva-osc._udp on UDP port 49999 as Tessiva Focus"));
-        EXPECT_EQ(rig.manager->listenPort(), 49999);
-    }
+}
+
+TEST(OSCDiscoveryManager, ReceiveErrorsAreLoggedOnceEachAndTheIPadStaysConnected) {
+    LinkRig rig;
+    auto& manager = rig.started();
+    ping(rig, kIPadA);
+    rig.console.clear();
+    rig.events.clear();
+    rig.transport.failReceive("Connection refused");
+    rig.scheduler.runUntilIdle();
+    EXPECT_EQ(rig.eventsText(), "OSC discovery receive failed | Connection refused\n");
+    EXPECT_EQ(rig.console.lines(),
+              std::vector<std::string>{"OSC discovery receive failed: Connection refused"});
+    rig.transport.failReceive("No buffer space available");
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(rig.logged("OSC discovery receive failed", "No buffer space available"));
+    EXPECT_EQ(rig.countTitle("OSC discovery receive failed"), 2u);
+    EXPECT_TRUE(rig.transport.listening());
+    EXPECT_TRUE(manager.isHandshakeConnected());
+    ping(rig, kIPadA);
+    EXPECT_EQ(rig.sent("/pong").size(), 2u);
+
+    SCOPED_TRACE("an error already on its way when the manager goes is dropped");
+    rig.transport.failReceive("Connection refused");
+    rig.manager.reset();
+    rig.console.clear();
+    rig.scheduler.runUntilIdle();
+    EXPECT_TRUE(rig.console.lines().empty());
 }
 
 }  // namespace
