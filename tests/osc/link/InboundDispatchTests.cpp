@@ -10,79 +10,207 @@
 namespace tessiva {
 namespace {
 
+using testing::i;
 using testing::LinkRig;
+using testing::s;
 
 constexpr const char* kHost = "127.0.0.1";
 constexpr std::uint16_t kIPad = 53000;
 constexpr std::uint16_t kOther = 53001;
 const std::string kSender = "127.0.0.1:53000";
 
-// A rig with an active, connected iPad at 127.0.0.1:53000 and nothing logged yet.
+class RecordingSink final : public MirroredMIDISink {
+  public:
+    void mirroredMIDIEvent(const MirroredMIDIEventArguments& event,
+                           std::string_view sender) override {
+        events.push_back({std::string(event.typeName), event.channel, event.data1, event.data2});
+        senders.push_back(std::string(sender));
+    }
+    struct Event {
+        std::string type;
+        std::int32_t channel, data1, data2;
+        bool operator==(const Event&) const = default;
+    };
+    std::vector<Event> events;
+    std::vector<std::string> senders;
+};
+
+// A rig with an active, connected iPad at 127.0.0.1:53000, a MIDI sink, and nothing logged yet.
 struct ActiveRig : LinkRig {
     ActiveRig() {
         started();
-        deliver(kHost, kIPad, "/ping", {OSCArgument::int32(kIPad)});
-        scheduler.runUntilIdle();
+        manager->setMirroredMIDISink(&sink);
+        receive(kHost, kIPad, "/ping", {OSCArgument::int32(kIPad)});
         transport.clearSent();
         events.clear();
     }
     void from(std::uint16_t port, std::string_view address,
-              std::initializer_list<OSCArgument> arguments) {
-        deliver(kHost, port, address, arguments);
-        scheduler.runUntilIdle();
+              const std::vector<OSCArgument>& arguments) {
+        receive(kHost, port, address, arguments);
     }
-    void send(std::string_view address, std::initializer_list<OSCArgument> arguments) {
+    void send(std::string_view address, const std::vector<OSCArgument>& arguments) {
         from(kIPad, address, arguments);
     }
+    RecordingSink sink;
 };
 
-OSCArgument s(std::string text) {
-    return OSCArgument::string(std::move(text));
-}
-OSCArgument i(std::int32_t value) {
-    return OSCArgument::int32(value);
+template <typename... Arguments>
+std::vector<OSCArgument> args(Arguments... arguments) {
+    return {arguments...};
 }
 
 const char* kSnapshot = R"({"workspaceName": "Strings", "sections": [{"name": "Violins", "banks": [
     {"uuid": "B-1", "name": "Legato", "sectionName": "Violins", "articulationCount": 1,
      "articulationNames": ["Legato"]}]}]})";
 
-TEST(InboundDispatch, DatagramsThatCannotBeReadAreDroppedWithTheirSender) {
+TEST(InboundDispatch, DatagramsThatCannotBeReadAreDroppedAndPingsAreAnsweredAtTheSourcePort) {
     ActiveRig rig;
     rig.transport.deliver(kHost, kIPad, std::vector<std::uint8_t>{'/', 'p', 'i'});
     rig.scheduler.runUntilIdle();
     EXPECT_TRUE(rig.console.contains(
         "Could not decode OSC address from datagram bytes=3 from 127.0.0.1:53000"));
 
-    rig.send("/tessiva/unknown", {});
-    EXPECT_TRUE(rig.logged("OSC message ignored",
-                           "Ignoring unknown OSC address /tessiva/unknown from 127.0.0.1:53000"));
-
-    SCOPED_TRACE("a ping whose first argument is a string is answered at the source port");
-    rig.transport.clearSent();
+    SCOPED_TRACE("a reply port that is a string or out of range: the source port is used");
     rig.send("/ping", {s("12111")});
-    auto pongs = rig.sent("/pong");
-    ASSERT_EQ(pongs.size(), 1u);
-    EXPECT_EQ(pongs[0].port, kIPad);
-
-    SCOPED_TRACE("a ping with a reply port out of range is answered at the source port");
     LinkRig fresh;
     fresh.started();
-    fresh.deliver(kHost, kIPad, "/ping", {i(70000)});
-    fresh.scheduler.runUntilIdle();
-    ASSERT_EQ(fresh.sent("/pong").size(), 1u);
-    EXPECT_EQ(fresh.sent("/pong")[0].port, kIPad);
+    fresh.receive(kHost, kIPad, "/ping", {i(70000)});
+    for (const LinkRig* answered : {static_cast<LinkRig*>(&rig), &fresh}) {
+        auto pongs = answered->sent("/pong");
+        ASSERT_EQ(pongs.size(), 1u);
+        EXPECT_EQ(pongs[0].port, kIPad);
+    }
 }
 
-TEST(InboundDispatch, DeviceNameIsValidatedAndStored) {
+// Requests the Mac cannot read, did not ask for, or hears from an iPad that is not the active
+// one: each is logged with its reason and changes nothing.
+TEST(InboundDispatch, RefusedRequestsAreLoggedAndChangeNothing) {
+    const std::string start = "/tessiva/navigation/export/start";
+    const std::string chunk = "/tessiva/navigation/export/chunk";
+    const std::string end = "/tessiva/navigation/export/end";
+    const std::string snapshotChunk = "/tessiva/workspace/snapshot/chunk";
+    const std::string noString =
+        "Could not decode JSON string argument from /tessiva/workspace/snapshot. bytes=36";
+    const std::string inactive = "OSC inactive peer contact ignored";
+    const struct {
+        std::uint16_t port;
+        std::string address;
+        std::vector<OSCArgument> arguments;
+        std::string title;
+        std::string detail;
+    } cases[] = {
+        {kIPad, "/tessiva/unknown", args(), "OSC message ignored",
+         "Ignoring unknown OSC address /tessiva/unknown from " + kSender},
+        {kIPad, "/tessiva/device/name", args(i(3)), "Tessiva device name skipped",
+         "Could not decode /tessiva/device/name from " + kSender},
+        {kIPad, "/tessiva/device/name", args(s("  ")), "Tessiva device name skipped",
+         "Received /tessiva/device/name with an empty device name from " + kSender},
+        {kIPad, "/tessiva/focus/mapping/query", args(), "OSC focus mapping query skipped",
+         "Could not decode a bank UUID string argument from /tessiva/focus/mapping/query."},
+        {kIPad, "/tessiva/focus/mapping/query", args(s("")), "OSC focus mapping query skipped",
+         "Received /tessiva/focus/mapping/query with an empty bank UUID."},
+        {kIPad, "/tessiva/navigation/direct/select", args(s("R-1")), "Direct navigation skipped",
+         "Could not decode request ID and bank UUID."},
+        {kIPad, "/tessiva/navigation/direct/select", args(s("R-1"), s(" ")),
+         "Direct navigation skipped", "Request ID or bank UUID was empty."},
+        {kIPad, "/tessiva/bank/focus/learn", args(s("B-1"), s("Legato")), "OSC bank learn skipped",
+         "Could not decode enough string arguments from /tessiva/bank/focus/learn."},
+        {kIPad, "/tessiva/bank/focus/learn", args(s(""), s("Legato"), s("Violins")),
+         "OSC bank learn skipped", "Received /tessiva/bank/focus/learn with an empty bank UUID."},
+        {kIPad, "/tessiva/articulationset/import/ack", args(i(1)), "Articulation set ACK skipped",
+         "Could not decode /tessiva/articulationset/import/ack from " + kSender},
+        {kIPad, "/tessiva/articulationset/import/ack", args(s(" "), s("true")),
+         "Articulation set ACK skipped", "Received ACK with an empty transferID from " + kSender},
+        {kIPad, "/tessiva/midi/run/schedule", args(i(1)), "MIDI run skipped",
+         "Could not decode /tessiva/midi/run/schedule from " + kSender},
+        {kIPad,
+         "/tessiva/midi/run/schedule",
+         {s(R"({"runID": "X"})")},
+         "MIDI run skipped",
+         "The /tessiva/midi/run/schedule payload from " + kSender + " has no \"version\"."},
+        {kIPad, "/tessiva/midi/event", args(s("noteon"), i(1), i(60)), "Mirrored MIDI skipped",
+         "Could not decode /tessiva/midi/event from " + kSender},
+        {kIPad, start, args(s("R-4")), "Navigation export start skipped",
+         "Could not decode " + start + " from " + kSender},
+        {kIPad, chunk, args(s("R-4"), i(0)), "Navigation export chunk skipped",
+         "Could not decode " + chunk + " from " + kSender},
+        {kIPad, end, args(), "Navigation export end skipped",
+         "Could not decode " + end + " from " + kSender},
+        {kIPad, start, args(s("R-0"), i(1)), "Navigation export start skipped",
+         "Ignoring navigation export start for R-0 from " + kSender +
+             ": this Mac did not request that export."},
+        {kIPad, "/tessiva/workspace/snapshot", args(i(1)),
+         "OSC workspace snapshot skipped: " + noString, noString},
+        {kIPad,
+         "/tessiva/workspace/snapshot",
+         {s(R"({"sections": [{"name": "S"}]})")},
+         "OSC workspace snapshot decode failed",
+         "sections[0]: missing key \"banks\""},
+        {kIPad, snapshotChunk, args(s("T"), s("0"), i(1), s("x")),
+         "OSC workspace snapshot chunk skipped",
+         "Could not decode " + snapshotChunk + " from " + kSender},
+        // A chunk cut inside a UTF-8 sequence.
+        {kIPad,
+         snapshotChunk,
+         {s("U"), i(0), i(2), s("{\"a\":\"\xC3")},
+         "OSC workspace snapshot chunk skipped",
+         "Could not decode " + snapshotChunk + " from " + kSender},
+        {kIPad, snapshotChunk, args(s("H"), i(0), i(5000), s("x")),
+         "OSC workspace snapshot chunk refused",
+         "Refused chunked transfer H: chunk count 5000 exceeds the limit of 4096."},
+        // Another iPad (or one with no reply port) while 53000 is active.
+        {0, "/tessiva/focus/mapping/query", args(s("B-1")), inactive,
+         "Ignoring mapping query for bank UUID B-1 from inactive iPad peer 127.0.0.1:0. Active "
+         "peer is 127.0.0.1:53000"},
+        {kOther, "/tessiva/device/name", args(s("Other")), "Tessiva device name ignored",
+         "Ignored device name \"Other\" from inactive iPad 127.0.0.1:53001. Active peer is "
+         "127.0.0.1:53000"},
+        {kOther, "/pong", args(), "OSC pong ignored",
+         "Ignoring /pong from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, "/tessiva/navigation/direct/select", args(s("R-2"), s("B-1")),
+         "Direct navigation ignored", "Ignoring request from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, start, args(s("R-4"), i(1)), "Navigation export start ignored",
+         "Ignoring export start from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, chunk, args(s("R-4"), i(0), i(1), s("x")), "Navigation export chunk ignored",
+         "Ignoring export chunk from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, end, args(s("R-4")), "Navigation export end ignored",
+         "Ignoring export end from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, "/tessiva/navigation/export/error", args(s("R-4"), s("x")),
+         "Navigation export error ignored",
+         "Ignoring export error from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, "/tessiva/workspace/snapshot", args(s(kSnapshot)), inactive,
+         "Ignoring snapshot from inactive iPad peer 127.0.0.1:53001"},
+        {kOther, "/tessiva/midi/event", args(s("noteon"), i(1), i(60), i(1)), inactive,
+         "Ignoring mirrored MIDI from inactive iPad peer 127.0.0.1:53001. Active peer is "
+         "127.0.0.1:53000"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.address + " " + c.detail);
+        ActiveRig rig;
+        for (auto name : {OSCDiscoveryManager::kDirectNavigationRequested,
+                          OSCDiscoveryManager::kBankLearnRequested,
+                          OSCDiscoveryManager::kArticulationSetImportAckReceived,
+                          OSCDiscoveryManager::kMIDIRunScheduleReceived,
+                          OSCDiscoveryManager::kNavigationExportReceived,
+                          OSCDiscoveryManager::kNavigationExportFailed})
+            rig.observe(std::string(name));
+        rig.manager->requestNavigationExport("R-4");
+        rig.scheduler.runUntilIdle();
+        rig.transport.clearSent();
+        rig.from(c.port, c.address, c.arguments);
+        EXPECT_TRUE(rig.logged(c.title, c.detail)) << rig.eventsText();
+        for (const auto& [name, posted] : rig.observed)
+            EXPECT_TRUE(posted.empty()) << name;
+        EXPECT_TRUE(rig.transport.sent().empty());
+        EXPECT_FALSE(rig.store.snapshot().has_value());
+        EXPECT_TRUE(rig.sink.events.empty());
+        EXPECT_FALSE(rig.manager->peerDeviceName().has_value());
+        EXPECT_EQ(rig.manager->activePeerID(), kSender);
+    }
+}
+
+TEST(InboundDispatch, DeviceNameIsTrimmedAndStored) {
     ActiveRig rig;
-    rig.send("/tessiva/device/name", {i(3)});
-    EXPECT_TRUE(rig.logged("Tessiva device name skipped",
-                           "Could not decode /tessiva/device/name from " + kSender));
-    rig.send("/tessiva/device/name", {s("  ")});
-    EXPECT_TRUE(
-        rig.logged("Tessiva device name skipped",
-                   "Received /tessiva/device/name with an empty device name from " + kSender));
     rig.send("/tessiva/device/name", {s(" Stage iPad ")});
     EXPECT_TRUE(rig.logged("Tessiva device name received",
                            "Received iPad device name \"Stage iPad\" from " + kSender));
@@ -103,20 +231,6 @@ TEST(InboundDispatch, MappingQueriesAreAnsweredToTheSender) {
     ActiveRig rig;
     TableLookup lookup;
     rig.manager->setBankMappingLookup(&lookup);
-    const std::string skipped = "OSC focus mapping query skipped";
-    rig.send("/tessiva/focus/mapping/query", {});
-    EXPECT_TRUE(rig.logged(skipped,
-                           "Could not decode a bank UUID string argument from "
-                           "/tessiva/focus/mapping/query."));
-    rig.send("/tessiva/focus/mapping/query", {s("")});
-    EXPECT_TRUE(
-        rig.logged(skipped, "Received /tessiva/focus/mapping/query with an empty bank UUID."));
-    rig.from(0, "/tessiva/focus/mapping/query", {s("B-1")});  // no reply port
-    EXPECT_TRUE(rig.logged("OSC inactive peer contact ignored",
-                           "Ignoring mapping query for bank UUID B-1 from inactive iPad peer "
-                           "127.0.0.1:0. Active peer is 127.0.0.1:53000"));
-    EXPECT_TRUE(rig.sent("/tessiva/focus/mapping/result").empty());
-
     rig.send("/tessiva/focus/mapping/query", {s("B-1")});
     rig.send("/tessiva/focus/mapping/query", {s("B-2")});
     auto results = rig.sent("/tessiva/focus/mapping/result");
@@ -128,7 +242,7 @@ TEST(InboundDispatch, MappingQueriesAreAnsweredToTheSender) {
                            "Bank UUID B-1, mapped=true, reply=127.0.0.1:53000, track=7 \"Bass\""));
 }
 
-TEST(InboundDispatch, RequestsForLaterFeaturesAreValidatedAndPostedByName) {
+TEST(InboundDispatch, RequestsForLaterFeaturesArePostedByName) {
     ActiveRig rig;
     auto& direct = rig.observe("OSCDiscoveryManager.DirectNavigationRequested");
     auto& learn = rig.observe("OSCDiscoveryManager.BankLearnRequested");
@@ -136,43 +250,18 @@ TEST(InboundDispatch, RequestsForLaterFeaturesAreValidatedAndPostedByName) {
     auto& schedules = rig.observe("OSCDiscoveryManager.MIDIRunScheduleReceived");
     auto& cancels = rig.observe("OSCDiscoveryManager.MIDIRunCancelReceived");
 
-    SCOPED_TRACE("direct select");
-    rig.send("/tessiva/navigation/direct/select", {s("R-1")});
-    EXPECT_TRUE(
-        rig.logged("Direct navigation skipped", "Could not decode request ID and bank UUID."));
-    rig.send("/tessiva/navigation/direct/select", {s("R-1"), s(" ")});
-    EXPECT_TRUE(rig.logged("Direct navigation skipped", "Request ID or bank UUID was empty."));
     rig.send("/tessiva/navigation/direct/select", {s("R-1"), i(4), s("B-1"), s("Legato")});
     ASSERT_EQ(direct.size(), 1u);
     EXPECT_EQ(direct[0].string("requestID"), "R-1");
     EXPECT_EQ(direct[0].string("bankUUID"), "B-1");
     EXPECT_EQ(direct[0].string("bankName"), "Legato");
-    rig.from(kOther, "/tessiva/navigation/direct/select", {s("R-2"), s("B-1")});
-    EXPECT_TRUE(rig.logged("Direct navigation ignored",
-                           "Ignoring request from inactive iPad peer 127.0.0.1:53001"));
-    EXPECT_EQ(direct.size(), 1u);
 
-    SCOPED_TRACE("learn");
-    rig.send("/tessiva/bank/focus/learn", {s("B-1"), s("Legato")});
-    EXPECT_TRUE(
-        rig.logged("OSC bank learn skipped",
-                   "Could not decode enough string arguments from /tessiva/bank/focus/learn."));
-    rig.send("/tessiva/bank/focus/learn", {s(""), s("Legato"), s("Violins")});
-    EXPECT_TRUE(rig.logged("OSC bank learn skipped",
-                           "Received /tessiva/bank/focus/learn with an empty bank UUID."));
     rig.send("/tessiva/bank/focus/learn", {s("B-1"), s("Legato"), s("Violins"), s("G-1"), s("")});
     ASSERT_EQ(learn.size(), 1u);
     EXPECT_EQ(learn[0].string("sectionName"), "Violins");
     EXPECT_EQ(learn[0].string("groupUUID"), "G-1");
     EXPECT_FALSE(learn[0].contains("groupName"));
 
-    SCOPED_TRACE("articulation-set acknowledgement");
-    rig.send("/tessiva/articulationset/import/ack", {i(1)});
-    EXPECT_TRUE(rig.logged("Articulation set ACK skipped",
-                           "Could not decode /tessiva/articulationset/import/ack from " + kSender));
-    rig.send("/tessiva/articulationset/import/ack", {s(" "), s("true")});
-    EXPECT_TRUE(rig.logged("Articulation set ACK skipped",
-                           "Received ACK with an empty transferID from " + kSender));
     rig.send("/tessiva/articulationset/import/ack", {s("T-1"), s("Success"), s("ok")});
     rig.send("/tessiva/articulationset/import/ack", {s("T-2"), s("false"), s("disk full")});
     ASSERT_EQ(acks.size(), 2u);
@@ -180,14 +269,6 @@ TEST(InboundDispatch, RequestsForLaterFeaturesAreValidatedAndPostedByName) {
     EXPECT_EQ(acks[1].boolean("success"), false);
     EXPECT_EQ(acks[1].string("message"), "disk full");
 
-    SCOPED_TRACE("scheduled runs");
-    rig.send("/tessiva/midi/run/schedule", {i(1)});
-    EXPECT_TRUE(rig.logged("MIDI run skipped",
-                           "Could not decode /tessiva/midi/run/schedule from " + kSender));
-    rig.scheduler.advance(3.0);  // the repeated-refusal throttle lets the next line through
-    rig.send("/tessiva/midi/run/schedule", {s(R"({"runID": "X"})")});
-    EXPECT_TRUE(rig.logged("MIDI run skipped", "The /tessiva/midi/run/schedule payload from " +
-                                                   kSender + " has no \"version\"."));
     rig.send("/tessiva/midi/run/schedule",
              {s(R"({"version":1,"runID":"R","startDelayNanoseconds":0,"intervalNanoseconds":1,
                    "gateNanoseconds":1,"overlapNanoseconds":0,"legato":false,"channelOneBased":1,
@@ -207,26 +288,7 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
         rig.scheduler.runUntilIdle();
     };
 
-    rig.send("/tessiva/navigation/export/start", {s("R-1")});
-    EXPECT_TRUE(rig.logged("Navigation export start skipped",
-                           "Could not decode /tessiva/navigation/export/start from " + kSender));
-    rig.send("/tessiva/navigation/export/chunk", {s("R-1"), i(0)});
-    EXPECT_TRUE(rig.logged("Navigation export chunk skipped",
-                           "Could not decode /tessiva/navigation/export/chunk from " + kSender));
-    rig.send("/tessiva/navigation/export/end", {});
-    EXPECT_TRUE(rig.logged("Navigation export end skipped",
-                           "Could not decode /tessiva/navigation/export/end from " + kSender));
-
-    SCOPED_TRACE("an export nobody asked for writes nothing");
-    rig.send("/tessiva/navigation/export/start", {s("R-0"), i(1)});
-    rig.send("/tessiva/navigation/export/chunk", {s("R-0"), i(0), i(1), s("x")});
-    rig.send("/tessiva/navigation/export/end", {s("R-0")});
-    EXPECT_TRUE(rig.logged("Navigation export start skipped",
-                           "Ignoring navigation export start for R-0 from " + kSender +
-                               ": this Mac did not request that export."));
-    EXPECT_TRUE(received.empty());
-
-    SCOPED_TRACE("requested: chunks in any order");
+    SCOPED_TRACE("chunks in any order");
     request("R-1");
     ASSERT_EQ(rig.sent("/tessiva/navigation/export/request").size(), 1u);
     rig.send("/tessiva/navigation/export/start", {s("R-1"), i(2), s("nav.json")});
@@ -248,22 +310,7 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
     rig.send("/tessiva/navigation/export/error", {s("R-3"), s("No assignments")});
     ASSERT_EQ(failed.size(), 2u);
     EXPECT_EQ(failed[1].string("message"), "No assignments");
-
-    request("R-4");
-    rig.from(kOther, "/tessiva/navigation/export/start", {s("R-4"), i(1)});
-    rig.from(kOther, "/tessiva/navigation/export/chunk", {s("R-4"), i(0), i(1), s("x")});
-    rig.from(kOther, "/tessiva/navigation/export/end", {s("R-4")});
-    rig.from(kOther, "/tessiva/navigation/export/error", {s("R-4"), s("x")});
-    EXPECT_TRUE(rig.logged("Navigation export start ignored",
-                           "Ignoring export start from inactive iPad peer 127.0.0.1:53001"));
-    EXPECT_TRUE(rig.logged("Navigation export chunk ignored",
-                           "Ignoring export chunk from inactive iPad peer 127.0.0.1:53001"));
-    EXPECT_TRUE(rig.logged("Navigation export end ignored",
-                           "Ignoring export end from inactive iPad peer 127.0.0.1:53001"));
-    EXPECT_TRUE(rig.logged("Navigation export error ignored",
-                           "Ignoring export error from inactive iPad peer 127.0.0.1:53001"));
     EXPECT_EQ(received.size(), 1u);
-    EXPECT_EQ(failed.size(), 2u);
 }
 
 TEST(InboundDispatch, AnExportTheIPadStopsSendingFailsAfterItsSilence) {
@@ -294,24 +341,17 @@ TEST(InboundDispatch, AnExportTheIPadStopsSendingFailsAfterItsSilence) {
                                ": this Mac did not request that export."));
 }
 
-TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedPublishedOrRefused) {
+TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
     ActiveRig rig;
     std::vector<RemoteWorkspaceSnapshot> published;
     auto token = rig.store.addObserver(
         [&](const RemoteWorkspaceSnapshot& snapshot) { published.push_back(snapshot); });
 
-    SCOPED_TRACE("single message: no string, bad UTF-8, bad JSON, good");
-    rig.send("/tessiva/workspace/snapshot", {i(1)});
-    const std::string noString =
-        "Could not decode JSON string argument from /tessiva/workspace/snapshot. bytes=36";
-    EXPECT_TRUE(rig.logged("OSC workspace snapshot skipped: " + noString, noString));
-    rig.send("/tessiva/workspace/snapshot", {s(R"({"sections": []})")});
-    EXPECT_EQ(published.size(), 1u);
-    rig.send("/tessiva/workspace/snapshot", {s("{\"sections\": [{\"name\": \"S\"}]}")});
-    EXPECT_TRUE(
-        rig.logged("OSC workspace snapshot decode failed", "sections[0]: missing key \"banks\""));
+    rig.send("/tessiva/workspace/snapshot", {s(R"({"sections": [{"name": "S"}]})")});
     EXPECT_TRUE(
         rig.console.contains("OSC workspace snapshot skipped: sections[0]: missing key \"banks\""));
+    rig.send("/tessiva/workspace/snapshot", {s(R"({"sections": []})")});
+    EXPECT_EQ(published.size(), 1u);
     rig.send("/tessiva/workspace/snapshot", {s(kSnapshot)});
     ASSERT_EQ(published.size(), 2u);
     EXPECT_EQ(published[1].workspaceName, "Strings");
@@ -324,35 +364,13 @@ TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedPublishedOrRefused) {
     ASSERT_EQ(parts.size(), 3u);
     for (int index : {2, 0, 1}) {
         WorkspaceSnapshotChunk chunk{"T-9", index, 3, parts[static_cast<std::size_t>(index)]};
-        auto arguments = chunk.arguments();
-        rig.transport.deliver(kHost, kIPad,
-                              encodeMessage("/tessiva/workspace/snapshot/chunk", arguments));
-        rig.scheduler.runUntilIdle();
+        rig.send("/tessiva/workspace/snapshot/chunk", chunk.arguments());
         EXPECT_EQ(published.size(), index == 1 ? 3u : 2u);
     }
     EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
                            "Reassembled workspace contains 1 sections and 1 banks. "
                            "workspace=\"Strings\" from " +
                                kSender));
-    rig.send("/tessiva/workspace/snapshot/chunk", {s("T"), s("0"), i(1), s("x")});
-    EXPECT_TRUE(rig.logged("OSC workspace snapshot chunk skipped",
-                           "Could not decode /tessiva/workspace/snapshot/chunk from " + kSender));
-    rig.send("/tessiva/workspace/snapshot/chunk", {s("H"), i(0), i(5000), s("x")});
-    EXPECT_TRUE(
-        rig.logged("OSC workspace snapshot chunk refused",
-                   "Refused chunked transfer H: chunk count 5000 exceeds the limit of 4096."));
-
-    SCOPED_TRACE("a chunk cut inside a UTF-8 sequence cannot be read");
-    rig.scheduler.advance(3.0);
-    rig.send("/tessiva/workspace/snapshot/chunk", {s("U"), i(0), i(2), s("{\"a\":\"\xC3")});
-    EXPECT_TRUE(rig.logged("OSC workspace snapshot chunk skipped",
-                           "Could not decode /tessiva/workspace/snapshot/chunk from " + kSender));
-
-    SCOPED_TRACE("snapshots from another, connected iPad are ignored");
-    rig.from(kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
-    EXPECT_TRUE(rig.logged("OSC inactive peer contact ignored",
-                           "Ignoring snapshot from inactive iPad peer 127.0.0.1:53001"));
-    EXPECT_EQ(published.size(), 3u);
 }
 
 TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheActiveEndpoint) {
@@ -363,8 +381,7 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     auto token = rig.store.addObserver(
         [&](const RemoteWorkspaceSnapshot& snapshot) { published.push_back(snapshot); });
 
-    rig.deliver(kHost, kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
-    rig.scheduler.runUntilIdle();
+    rig.receive(kHost, kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
     EXPECT_EQ(published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
     EXPECT_TRUE(rig.logged("Active iPad endpoint updated",
@@ -374,66 +391,32 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     EXPECT_EQ(rig.defaults.integer(StoredPeerEndpoint::kPortKey), kIPad);
 
     SCOPED_TRACE("once the handshake is confirmed, another endpoint is just inactive");
-    rig.deliver(kHost, kIPad, "/pong", {});
-    rig.scheduler.runUntilIdle();
+    rig.receive(kHost, kIPad, "/pong", {});
     ASSERT_TRUE(manager.isHandshakeConnected());
-    rig.deliver(kHost, kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
-    rig.scheduler.runUntilIdle();
+    rig.receive(kHost, kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
     EXPECT_EQ(published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
 }
 
-class RecordingSink final : public MirroredMIDISink {
-  public:
-    void mirroredMIDIEvent(const MirroredMIDIEventArguments& event,
-                           std::string_view sender) override {
-        events.push_back({std::string(event.typeName), event.channel, event.data1, event.data2});
-        senders.push_back(std::string(sender));
-    }
-    struct Event {
-        std::string type;
-        std::int32_t channel, data1, data2;
-        bool operator==(const Event&) const = default;
-    };
-    std::vector<Event> events;
-    std::vector<std::string> senders;
-};
-
 TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
     ActiveRig rig;
-    RecordingSink sink;
-    rig.manager->setMirroredMIDISink(&sink);
-
     rig.send("/tessiva/midi/event", {s("Note_On"), i(1), i(60), i(100)});
     rig.send("/tessiva/midi/event", {s("pitchbend"), i(20), i(200), i(-5)});
-    ASSERT_EQ(sink.events.size(), 2u);
     // Values pass through untouched: normalisation belongs to the MIDI side.
-    EXPECT_EQ(sink.events[0], (RecordingSink::Event{"Note_On", 1, 60, 100}));
-    EXPECT_EQ(sink.events[1], (RecordingSink::Event{"pitchbend", 20, 200, -5}));
-    EXPECT_EQ(sink.senders[0], kSender);
+    EXPECT_EQ(rig.sink.events, (std::vector<RecordingSink::Event>{{"Note_On", 1, 60, 100},
+                                                                  {"pitchbend", 20, 200, -5}}));
+    EXPECT_EQ(rig.sink.senders[0], kSender);
     EXPECT_EQ(rig.manager->mirroredOSCEventCount(), 2);
     EXPECT_TRUE(rig.console.contains(
         "[OSCDiscoveryManager] Mirrored MIDI decoded: 1 events. latest type=Note_On channel=1 "
         "data1=60 data2=100"));
 
-    SCOPED_TRACE("three arguments or a wrong tag are refused");
-    rig.send("/tessiva/midi/event", {s("noteon"), i(1), i(60)});
-    EXPECT_TRUE(rig.logged("Mirrored MIDI skipped",
-                           "Could not decode /tessiva/midi/event from " + kSender));
-    EXPECT_EQ(sink.events.size(), 2u);
-    // Four tags, but the datagram ends before the last argument.
+    SCOPED_TRACE("four tags, but the datagram ends before the last argument");
     auto cut = encodeMessage("/tessiva/midi/event", {s("noteon"), i(1), i(60), i(100)});
     cut.resize(cut.size() - 4);
     rig.transport.deliver(kHost, kIPad, cut);
     rig.scheduler.runUntilIdle();
-    EXPECT_EQ(sink.events.size(), 2u);
-
-    SCOPED_TRACE("another iPad's MIDI is dropped");
-    rig.from(kOther, "/tessiva/midi/event", {s("noteon"), i(1), i(60), i(1)});
-    EXPECT_TRUE(rig.logged("OSC inactive peer contact ignored",
-                           "Ignoring mirrored MIDI from inactive iPad peer 127.0.0.1:53001. Active "
-                           "peer is 127.0.0.1:53000"));
-    EXPECT_EQ(sink.events.size(), 2u);
+    EXPECT_EQ(rig.sink.events.size(), 2u);
 
     SCOPED_TRACE("MIDI alone keeps the handshake up past 20 s");
     for (int second = 0; second < 30; ++second) {

@@ -22,6 +22,14 @@
 
 namespace tessiva::testing {
 
+// Short names for the arguments the iPad sends.
+inline OSCArgument s(std::string text) {
+    return OSCArgument::string(std::move(text));
+}
+inline OSCArgument i(std::int32_t value) {
+    return OSCArgument::int32(value);
+}
+
 // One datagram the Mac sent, decoded.
 struct SentMessage {
     std::string host;
@@ -71,8 +79,14 @@ struct LinkRig {
 
     // The iPad at host:port sends one message to the Mac.
     void deliver(const std::string& host, std::uint16_t port, std::string_view address,
-                 std::initializer_list<OSCArgument> arguments) {
+                 const std::vector<OSCArgument>& arguments) {
         transport.deliver(host, port, encodeMessage(address, arguments));
+    }
+    // Delivers one message and lets the Mac handle it.
+    void receive(const std::string& host, std::uint16_t port, std::string_view address,
+                 const std::vector<OSCArgument>& arguments) {
+        deliver(host, port, address, arguments);
+        scheduler.runUntilIdle();
     }
     // What the Mac sent, decoded; only the messages to `address` when one is given.
     std::vector<SentMessage> sent(std::string_view address = {}) const {
@@ -86,6 +100,15 @@ struct LinkRig {
                 messages.push_back(std::move(message));
         }
         return messages;
+    }
+
+    // Everything the Mac sent, one "address port [arguments]" line per message.
+    std::vector<std::string> sentLines() const {
+        std::vector<std::string> lines;
+        for (const auto& message : sent())
+            lines.push_back(message.address + " " + std::to_string(message.port) + " " +
+                            describeArguments(message.arguments));
+        return lines;
     }
 
     // Observes a notification by name for the rest of the test.
