@@ -41,9 +41,7 @@ class LogicObserverProfile : public ::testing::TestWithParam<Profile> {
     // Twelve tracks with a stack of three at 5: headers 1-4, 5 (stack), 6-8 (members), 9-12.
     LogicObserverHarness& start() {
         h_ = std::make_unique<LogicObserverHarness>(options(), 4);
-        h_->logic.addStack("Strings", {"Violins", "Violas", "Celli"});
-        for (int i = 9; i <= 12; ++i)
-            h_->logic.addTrack(LogicObserverHarness::defaultName(i));
+        h_->addStringsStackAndTracksUpTo(12);
         h_->start();
         return *h_;
     }
@@ -140,24 +138,18 @@ TEST_P(LogicObserverProfile, AClickAfterADialogYieldsTheNewTrackNotTheEarlierOne
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5}));
 }
 
+constexpr auto k12 = SimulatedLogicVersion::logic12;
+constexpr auto k10 = SimulatedLogicVersion::logic10;
+constexpr auto kNone = SimulatedLogicNotifications::none;
+constexpr auto kTable = SimulatedLogicNotifications::table;
+using Locale = SimulatedLogicLocale;
 INSTANTIATE_TEST_SUITE_P(
     Logic, LogicObserverProfile,
-    ::testing::Values(Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::de,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::ja,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::ko,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::table, 0.02},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::none, 0.6},
-                      Profile{SimulatedLogicVersion::logic10, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::table, 0.0},
-                      Profile{SimulatedLogicVersion::logic10, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::table, 0.35}),
+    ::testing::Values(Profile{k12, Locale::en, kNone, 0.35}, Profile{k12, Locale::de, kNone, 0.35},
+                      Profile{k12, Locale::ja, kNone, 0.35}, Profile{k12, Locale::ko, kNone, 0.35},
+                      Profile{k12, Locale::en, kTable, 0.02}, Profile{k12, Locale::en, kNone, 0.6},
+                      Profile{k10, Locale::en, kTable, 0.0},
+                      Profile{k10, Locale::en, kTable, 0.35}),
     profileName);
 
 TEST(LogicObserverLogic12, FirstWindowListReadFailingIsAskedAgain) {

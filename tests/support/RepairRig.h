@@ -59,7 +59,6 @@ struct RepairRig {
         for (const auto& [row, name] : rows) {
             MIDIMapping midi;
             midi.programChange = (row - 1) % 128;
-            midi.channel = 1;
             midi.trackName = name;
             (void)store.setMIDIMapping(row, midi);
             OSCBankFocusMapping bank;
