@@ -34,9 +34,7 @@ std::vector<std::pair<int, double>> clickTen(LogicObserverHarness& h, bool armed
 
 class FlightRecorderProfile : public ::testing::TestWithParam<bool> {
   protected:
-    static SimulatedLogicOptions options() {
-        return GetParam() ? SimulatedLogicOptions{} : SimulatedLogicOptions::tableOutlineProfile();
-    }
+    static SimulatedLogicOptions options() { return testing::bothShapesOptions(GetParam()); }
 };
 
 TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted) {
@@ -82,9 +80,8 @@ TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted
               "race=10 Capture complete. Use Copy Log in the Events window.");
 }
 
-INSTANTIATE_TEST_SUITE_P(Profiles, FlightRecorderProfile, ::testing::Bool(), [](const auto& param) {
-    return std::string(param.param ? "Logic12" : "TableOutline");
-});
+INSTANTIATE_TEST_SUITE_P(Profiles, FlightRecorderProfile, ::testing::Bool(),
+                         testing::bothShapesName);
 
 TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     LogicObserverHarness h{SimulatedLogicOptions{}};

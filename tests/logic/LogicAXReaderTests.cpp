@@ -98,27 +98,23 @@ TEST(LogicAXReader, SelectionReads) {
 }
 
 TEST(LogicAXReader, RowsAndWindowWalk) {
-    ManualClock clock;
-    SimulatedLogic logic(clock, SimulatedLogicOptions::tableOutlineProfile());
-    logic.addTrack("Piano");
-    logic.addStack("Strings", {"Violins", "Violas", "Celli"});
-    logic.addTrack("Piano");
-    logic.setStackCollapsed(2, true);
-    LogicAXReader reader(logic);
+    Fixture f(SimulatedLogicOptions::tableOutlineProfile(), 0);
+    f.logic.addTrack("Piano");
+    f.logic.addStack("Strings", {"Violins", "Violas", "Celli"});
+    f.logic.addTrack("Piano");
+    f.logic.setStackCollapsed(2, true);
     const std::map<int, std::string> expected{{1, "Piano"}, {2, "Strings"}, {6, "Piano"}};
-    const auto rows = reader.readRows(logic.trackListElement());
+    const auto rows = f.reader.readRows(f.logic.trackListElement());
     EXPECT_EQ(rows.snapshot.namesByIndex, expected);
     EXPECT_EQ(rows.rowCount, 3u);
-    EXPECT_EQ(reader.walkWindow(logic.mainWindowElement()).namesByIndex, expected);
-    EXPECT_EQ(reader.windowTitle(logic.applicationElementNow()), "Song.logicx - Tracks");
+    EXPECT_EQ(f.reader.walkWindow(f.logic.mainWindowElement()).namesByIndex, expected);
+    EXPECT_EQ(f.reader.windowTitle(f.logic.applicationElementNow()), "Song.logicx - Tracks");
     {
         SCOPED_TRACE("the walk stops at its depth limit");
         SimulatedLogicOptions deep = SimulatedLogicOptions::tableOutlineProfile();
         deep.arrangeNestingDepth = 11;  // rows at depth 13
-        SimulatedLogic deepLogic(clock, deep);
-        deepLogic.addTrack("Piano");
-        LogicAXReader deepReader(deepLogic);
-        EXPECT_TRUE(deepReader.walkWindow(deepLogic.mainWindowElement()).empty());
+        Fixture d(deep, 1);
+        EXPECT_TRUE(d.reader.walkWindow(d.logic.mainWindowElement()).empty());
     }
 }
 

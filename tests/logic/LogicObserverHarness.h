@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,6 +32,14 @@ struct EmittedSelection {
     bool onMainQueue = false;
 };
 
+// Logic 12 (true) or the table/outline Logic (false), for tests run against both.
+inline SimulatedLogicOptions bothShapesOptions(bool logic12) {
+    return logic12 ? SimulatedLogicOptions{} : SimulatedLogicOptions::tableOutlineProfile();
+}
+inline std::string bothShapesName(const ::testing::TestParamInfo<bool>& info) {
+    return info.param ? "Logic12" : "TableOutline";
+}
+
 // A LogicObserver on virtual time against a SimulatedLogic with a default project of `tracks`
 // named tracks, recording what it emits, publishes and logs.
 class LogicObserverHarness {
@@ -54,6 +64,13 @@ class LogicObserverHarness {
     }
 
     static std::string defaultName(int number) { return "Track Name " + std::to_string(number); }
+    // After tracks 1-4: the stack "Strings" at 5 with Violins, Violas and Celli at 6-8, then
+    // tracks 9...last.
+    void addStringsStackAndTracksUpTo(int last) {
+        logic.addStack("Strings", {"Violins", "Violas", "Celli"});
+        for (int i = 9; i <= last; ++i)
+            logic.addTrack(defaultName(i));
+    }
 
     // Starts the observer and lets attachment, anchoring and the startup snapshot finish.
     LogicObserver& start() {

@@ -41,9 +41,7 @@ class LogicObserverProfile : public ::testing::TestWithParam<Profile> {
     // Twelve tracks with a stack of three at 5: headers 1-4, 5 (stack), 6-8 (members), 9-12.
     LogicObserverHarness& start() {
         h_ = std::make_unique<LogicObserverHarness>(options(), 4);
-        h_->logic.addStack("Strings", {"Violins", "Violas", "Celli"});
-        for (int i = 9; i <= 12; ++i)
-            h_->logic.addTrack(LogicObserverHarness::defaultName(i));
+        h_->addStringsStackAndTracksUpTo(12);
         h_->start();
         return *h_;
     }
@@ -101,8 +99,12 @@ TEST_P(LogicObserverProfile, ClicksStillCountAfterTheMixerAndAfterAProjectSwitch
     EXPECT_EQ(h.observer->readLogicWindowTitle(), h.logic.windowTitle());
 }
 
+// Also: a dialog between two clicks, where the first read after it still shows the earlier
+// track; Logic's late notification for the new click must not bring the earlier one back.
 TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
     auto& h = start();
+    h.logic.clickTrack(3);
+    h.scheduler.advance(1.5);
     const auto arrange = h.logic.windowTitle();
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
     h.logic.openPluginWindow(3);
@@ -119,45 +121,24 @@ TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
     h.logic.clickTrack(4);
     h.scheduler.advance(1.5);
-    EXPECT_EQ(h.emitted.back().selection.index, 4);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
     h.logic.quit();
     h.scheduler.advance(5.0);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);
 }
 
-// A dialog between two clicks: the first read after it still shows the earlier track, and
-// Logic's late notification for the new click must not bring the earlier one back.
-TEST_P(LogicObserverProfile, AClickAfterADialogYieldsTheNewTrackNotTheEarlierOne) {
-    auto& h = start();
-    h.logic.clickTrack(3);
-    h.scheduler.advance(1.5);
-    h.logic.openModal("Delete Track?", SimulatedModalKind::dialog);
-    h.scheduler.advance(2.0);
-    h.logic.dismissModal();
-    h.scheduler.advance(2.0);
-    h.logic.clickTrack(5);
-    h.scheduler.advance(1.5);
-    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5}));
-}
-
+constexpr auto k12 = SimulatedLogicVersion::logic12;
+constexpr auto k10 = SimulatedLogicVersion::logic10;
+constexpr auto kNone = SimulatedLogicNotifications::none;
+constexpr auto kTable = SimulatedLogicNotifications::table;
+using Locale = SimulatedLogicLocale;
 INSTANTIATE_TEST_SUITE_P(
     Logic, LogicObserverProfile,
-    ::testing::Values(Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::de,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::ja,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::ko,
-                              SimulatedLogicNotifications::none, 0.35},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::table, 0.02},
-                      Profile{SimulatedLogicVersion::logic12, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::none, 0.6},
-                      Profile{SimulatedLogicVersion::logic10, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::table, 0.0},
-                      Profile{SimulatedLogicVersion::logic10, SimulatedLogicLocale::en,
-                              SimulatedLogicNotifications::table, 0.35}),
+    ::testing::Values(Profile{k12, Locale::en, kNone, 0.35}, Profile{k12, Locale::de, kNone, 0.35},
+                      Profile{k12, Locale::ja, kNone, 0.35}, Profile{k12, Locale::ko, kNone, 0.35},
+                      Profile{k12, Locale::en, kTable, 0.02}, Profile{k12, Locale::en, kNone, 0.6},
+                      Profile{k10, Locale::en, kTable, 0.0},
+                      Profile{k10, Locale::en, kTable, 0.35}),
     profileName);
 
 TEST(LogicObserverLogic12, FirstWindowListReadFailingIsAskedAgain) {

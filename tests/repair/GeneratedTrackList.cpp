@@ -62,17 +62,6 @@ std::string GeneratedTrackList::nameLike(const std::string& base) {
     return base;
 }
 
-bool GeneratedTrackList::visible(std::size_t position) const {
-    const Track& track = tracks_[position];
-    if (track.stackHeader < 0)
-        return true;
-    for (std::size_t p = position; p-- > 0;) {
-        if (tracks_[p].id == track.stackHeader)
-            return !tracks_[p].collapsed;
-    }
-    return true;
-}
-
 std::vector<std::size_t> GeneratedTrackList::visiblePositions() const {
     std::vector<std::size_t> positions;
     bool hiding = false;
@@ -181,12 +170,6 @@ bool GeneratedTrackList::removeTracks() {
         return false;
     tracks_.erase(tracks_.begin() + static_cast<long>(from),
                   tracks_.begin() + static_cast<long>(to));
-    for (std::size_t p = from; p < tracks_.size(); ++p) {
-        if (visible(p)) {
-            lastSelected_ = tracks_[p].id;
-            break;
-        }
-    }
     // Members whose header went with the block become top-level tracks.
     std::set<int> headers;
     for (const Track& track : tracks_) {
@@ -197,6 +180,11 @@ bool GeneratedTrackList::removeTracks() {
         if (track.stackHeader >= 0 && !headers.contains(track.stackHeader))
             track.stackHeader = -1;
     }
+    // Logic selects the first visible track after the cut.
+    const auto after = visiblePositions();
+    const auto next = std::lower_bound(after.begin(), after.end(), from);
+    if (next != after.end())
+        lastSelected_ = tracks_[*next].id;
     return true;
 }
 

@@ -44,7 +44,6 @@ class GeneratedTrackList {
   private:
     std::string freshName();
     std::string nameLike(const std::string& base);
-    bool visible(std::size_t position) const;
     std::vector<std::size_t> visiblePositions() const;
     // One past the last member of the stack headed at `position` (or position + 1).
     std::size_t unitEnd(std::size_t position) const;

@@ -9,48 +9,22 @@
 namespace tessiva {
 namespace {
 
+constexpr auto* inserted = &RepairRig::inserted;
+constexpr auto* deleted = &RepairRig::deleted;
+constexpr auto* reordered = &RepairRig::reordered;
+
 struct Orchestration : ::testing::Test {
     TempFolder folder{"tessiva-repair"};
     RepairRig rig{folder.path()};
     RowMap list = RepairRig::namedRows(20);
 
     Orchestration() {
-        rig.mapRows(list);
-        rig.trust(list);
+        rig.mapAndTrust(list);
         rig.log.clear();
-    }
-    // `list` with `names` inserted before row `at`.
-    static RowMap inserted(const RowMap& rows, int at, std::vector<std::string> names) {
-        RowMap result;
-        const int k = static_cast<int>(names.size());
-        for (const auto& [row, name] : rows)
-            result[row < at ? row : row + k] = name;
-        for (int i = 0; i < k; ++i)
-            result[at + i] = names[static_cast<std::size_t>(i)];
-        return result;
-    }
-    static RowMap deleted(const RowMap& rows, int at) {
-        RowMap result;
-        for (const auto& [row, name] : rows) {
-            if (row != at)
-                result[row < at ? row : row - 1] = name;
-        }
-        return result;
-    }
-    // Row i + 1 shows the track of row order[i].
-    static RowMap reordered(const RowMap& rows, const std::vector<int>& order) {
-        RowMap result;
-        for (std::size_t i = 0; i < order.size(); ++i)
-            result[static_cast<int>(i) + 1] = rows.at(order[i]);
-        return result;
     }
     std::optional<std::string> midiNameAt(int row) const {
         const auto mapping = rig.store.midiMapping(row);
         return mapping ? std::optional(mapping->trackName) : std::nullopt;
-    }
-    void publish(const RowMap& rows) {
-        rig.captures.rows = rows;
-        rig.repair.snapshotPublished(rows, "test");
     }
 };
 
@@ -80,7 +54,7 @@ TEST_F(Orchestration, CommandsOpenAContextAndCaptureAfterTheirDelay) {
 
 TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
     const MappingProfileSnapshot original = rig.store.snapshot();
-    publish(inserted(list, 1, {"New A", "New B"}));
+    rig.publish(inserted(list, 1, {"New A", "New B"}));
     EXPECT_EQ(rig.repair.pendingRepairDelta(), 2);
     rig.scheduler.advance(1.0);
     EXPECT_FALSE(rig.repair.pendingRepairDelta());
@@ -94,8 +68,7 @@ TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
     RepairRig reader(folder.path());
     EXPECT_EQ(reader.store.snapshot(), rig.store.snapshot());
 
-    rig.captures.rows = list;
-    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.command(LogicStructuralCommand::undo, list);
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(rig.logged("Structural reconciliation applied: insertion undo"));
     EXPECT_EQ(rig.store.snapshot(), original);
@@ -103,15 +76,14 @@ TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
 }
 
 TEST_F(Orchestration, InsertionUndoAfterAMappingEditRestoresNothing) {
-    publish(inserted(list, 5, {"New"}));
+    rig.publish(inserted(list, 5, {"New"}));
     rig.scheduler.advance(1.0);
     MIDIMapping edited = *rig.store.midiMapping(7);
     edited.programChange = 99;
     ASSERT_TRUE(rig.store.setMIDIMapping(7, edited).ok());
     const MappingProfileSnapshot afterEdit = rig.store.snapshot();
 
-    rig.captures.rows = list;
-    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.command(LogicStructuralCommand::undo, list);
     rig.scheduler.advance(1.0);
     EXPECT_EQ(*rig.detailOf("Insertion undo candidate cleared"),
               "Mappings changed after the insertion, so its checkpoint cannot be restored safely.");
@@ -129,16 +101,15 @@ TEST_F(Orchestration, DeletionUndoAndReinsertionRestoreTheDeletedRowsMapping) {
         // Another row the second time: Logic reaching the first deletion again is a redo.
         const int row = byUndo ? 8 : 12;
         rig.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
-        publish(deleted(list, row));  // the track list poll sees it too
-        rig.scheduler.advance(2.0);   // 20 rows: the capture is confirmed first
+        rig.publish(deleted(list, row));  // the track list poll sees it too
+        rig.scheduler.advance(2.0);       // 20 rows: the capture is confirmed first
         ASSERT_TRUE(rig.repair.deletionUndoCandidate());
         EXPECT_EQ(midiNameAt(row), "Track " + std::to_string(row + 1));
         rig.log.clear();
         if (byUndo) {
-            rig.captures.rows = list;
-            rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+            rig.command(LogicStructuralCommand::undo, list);
         } else {
-            publish(list);
+            rig.publish(list);
         }
         rig.scheduler.advance(2.0);
         const auto detail = rig.detailOf("Offset repair applied: deletion undo");
@@ -160,21 +131,19 @@ TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
     // Rows 3-5 moved below row 12.
     const RowMap moved =
         reordered(list, {1, 2, 6, 7, 8, 9, 10, 11, 12, 3, 4, 5, 13, 14, 15, 16, 17, 18, 19, 20});
-    publish(moved);
+    rig.publish(moved);
     rig.scheduler.advance(1.0);
     const MappingProfileSnapshot repaired = rig.store.snapshot();
     ASSERT_NE(repaired, original);
     EXPECT_EQ(midiNameAt(10), "Track 3");
 
-    rig.captures.rows = list;
-    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.command(LogicStructuralCommand::undo, list);
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(rig.logged("Verified structural blockMove undo"));
     EXPECT_EQ(rig.store.snapshot(), original);
     EXPECT_EQ(rig.repair.journal().cursor(), 0u);
 
-    rig.captures.rows = moved;
-    rig.repair.logicCommand(LogicStructuralCommand::redo, std::nullopt);
+    rig.command(LogicStructuralCommand::redo, moved);
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(rig.logged("Verified structural blockMove redo"));
     EXPECT_EQ(rig.store.snapshot(), repaired);
@@ -217,9 +186,8 @@ TEST_F(Orchestration, SelectionsThatRevealAChangeScheduleARepair) {
 }
 
 TEST_F(Orchestration, EmptyCapturesAreRetriedThenGivenUp) {
-    rig.captures.rows = std::nullopt;
     const int before = rig.captures.captures;
-    rig.repair.logicCommand(LogicStructuralCommand::duplicate, std::nullopt);
+    rig.command(LogicStructuralCommand::duplicate, std::nullopt);
     const double waits[] = {0.15, 0.35, 0.75, 1.25, 2.0};
     for (int attempt = 0; attempt < 5; ++attempt) {
         // Each check starts 0.01 s after the previous capture (the first at the command).
@@ -259,9 +227,8 @@ TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         rig.log.clear();
-        rig.captures.rows = c.second;
         rig.captures.queued = {shrunk};
-        rig.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
+        rig.command(LogicStructuralCommand::deleteBackspace, c.second);
         rig.scheduler.advance(0.16);
         EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);  // waiting for the second capture
         rig.scheduler.advance(1.0);
@@ -273,11 +240,9 @@ TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
 TEST_F(Orchestration, SmallListsAreEvaluatedWithoutConfirmation) {
     RepairRig small(folder / "small");
     const RowMap fifteen = RepairRig::namedRows(15);
-    small.mapRows(fifteen);
-    small.trust(fifteen);
+    small.mapAndTrust(fifteen);
     const int before = small.captures.captures;
-    small.captures.rows = deleted(fifteen, 4);
-    small.repair.logicCommand(LogicStructuralCommand::deleteBackspace, std::nullopt);
+    small.command(LogicStructuralCommand::deleteBackspace, deleted(fifteen, 4));
     small.scheduler.advance(1.0);
     EXPECT_EQ(small.captures.captures, before + 1);
     EXPECT_EQ(small.store.midiMapping(4)->trackName, "Track 5");
@@ -285,8 +250,7 @@ TEST_F(Orchestration, SmallListsAreEvaluatedWithoutConfirmation) {
 
 TEST_F(Orchestration, ModalQuarantinePausesAndResumes) {
     rig.captures.quarantined = true;
-    rig.captures.rows = inserted(list, 1, {"New"});
-    rig.repair.logicCommand(LogicStructuralCommand::redo, std::nullopt);
+    rig.command(LogicStructuralCommand::redo, inserted(list, 1, {"New"}));
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(rig.repair.isPaused());
     EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);
@@ -323,7 +287,7 @@ TEST_F(Orchestration, HeldEvidenceIsAcceptedWhenInSyncOrFallsBackToTheReconciler
     RowMap renamed = list;
     renamed[10] = "Something Else";
     const MappingProfileSnapshot unchanged = rig.store.snapshot();
-    publish(renamed);
+    rig.publish(renamed);
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(rig.logged("Structural reconciliation held"));
     EXPECT_NE(rig.detailOf("Structural baseline accepted from in-sync snapshot")
@@ -336,13 +300,11 @@ TEST_F(Orchestration, HeldEvidenceIsAcceptedWhenInSyncOrFallsBackToTheReconciler
     // and the reconciler moves the run.
     RepairRig other(folder / "fallback");
     const RowMap names = RepairRig::namedRows(12);
-    other.mapRows(names);
-    other.trust(names);
+    other.mapAndTrust(names);
     RowMap shuffled = reordered(names, {1, 2, 7, 8, 9, 10, 3, 4, 5, 6, 11, 12});
     shuffled[1] = "Renamed A";
     shuffled[12] = "Renamed B";
-    other.captures.rows = shuffled;
-    other.repair.snapshotPublished(shuffled, "test");
+    other.publish(shuffled);
     other.scheduler.advance(3.0);
     EXPECT_TRUE(other.logged("Structural reconciliation held"));
     EXPECT_TRUE(other.logged("Structural reconciliation applied: stable sequence fallback"));
@@ -372,7 +334,7 @@ TEST_F(Orchestration, BaselinesAcceptedWithoutRepairAndReset) {
     rig.repair.profileLoaded("profile loaded: Song.json");
     rig.scheduler.advance(10.0);
     EXPECT_FALSE(rig.logged("Post-load structural baseline accepted"));
-    publish(list);
+    rig.publish(list);
     EXPECT_EQ(*rig.detailOf("Post-load structural baseline recovered"),
               "20 visible Logic track name(s) after the initial post-load snapshot was "
               "unavailable.");
@@ -386,10 +348,9 @@ TEST_F(Orchestration, BaselinesAcceptedWithoutRepairAndReset) {
 }
 
 TEST_F(Orchestration, ANewerTriggerDiscardsTheOlderCapture) {
-    publish(inserted(list, 1, {"New"}));
+    rig.publish(inserted(list, 1, {"New"}));
     const std::uint64_t first = rig.repair.automaticStructuralRepairRequestID();
-    rig.captures.rows = list;
-    rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+    rig.command(LogicStructuralCommand::undo, list);
     EXPECT_EQ(rig.repair.automaticStructuralRepairRequestID(), first + 1);
     rig.scheduler.advance(1.0);
     // Only the newer capture ran, and it saw the list unchanged.

@@ -59,7 +59,6 @@ struct RepairRig {
         for (const auto& [row, name] : rows) {
             MIDIMapping midi;
             midi.programChange = (row - 1) % 128;
-            midi.channel = 1;
             midi.trackName = name;
             (void)store.setMIDIMapping(row, midi);
             OSCBankFocusMapping bank;
@@ -72,11 +71,50 @@ struct RepairRig {
             (void)store.setBankMapping(row, bank);
         }
     }
+    // `rows` with `names` inserted before row `at`.
+    static RowMap inserted(const RowMap& rows, int at, const std::vector<std::string>& names) {
+        RowMap result;
+        const int k = static_cast<int>(names.size());
+        for (const auto& [row, name] : rows)
+            result[row < at ? row : row + k] = name;
+        for (int i = 0; i < k; ++i)
+            result[at + i] = names[static_cast<std::size_t>(i)];
+        return result;
+    }
+    static RowMap deleted(const RowMap& rows, int at) {
+        RowMap result;
+        for (const auto& [row, name] : rows) {
+            if (row != at)
+                result[row < at ? row : row - 1] = name;
+        }
+        return result;
+    }
+    // Row i + 1 shows the track of row order[i].
+    static RowMap reordered(const RowMap& rows, const std::vector<int>& order) {
+        RowMap result;
+        for (std::size_t i = 0; i < order.size(); ++i)
+            result[static_cast<int>(i) + 1] = rows.at(order[i]);
+        return result;
+    }
+
+    // Logic shows `rows` and the observer publishes them.
+    void publish(const RowMap& rows, const std::string& reason = "test") {
+        captures.rows = rows;
+        repair.snapshotPublished(rows, reason);
+    }
+    // Logic runs `command` and then shows `rows`.
+    void command(LogicStructuralCommand command, std::optional<RowMap> rows) {
+        captures.rows = std::move(rows);
+        repair.logicCommand(command, std::nullopt);
+    }
     // Logic shows `rows` from now on; the first capture of them becomes the baseline.
     void trust(const RowMap& rows) {
-        captures.rows = rows;
-        repair.snapshotPublished(rows, "test");
+        publish(rows);
         scheduler.advance(3.0);
+    }
+    void mapAndTrust(const RowMap& rows) {
+        mapRows(rows);
+        trust(rows);
     }
     bool logged(const std::string& title) const {
         for (const auto& entry : log.entries().value()) {

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 #include "support/TempFolder.h"
 
 namespace tessiva {
@@ -48,9 +48,18 @@ class LinkProcesses : public ::testing::Test {
         auto line = peer.waitForLine(prefix + "127.0.0.1:");
         return line ? "127.0.0.1:" + portAfter(*line, prefix + "127.0.0.1:") : "?";
     }
+    void expectHostLine(const std::string& text) {
+        EXPECT_TRUE(host->waitForLine(text)) << host->output();
+    }
     void expectWorkspacePublished() {
-        EXPECT_TRUE(host->waitForLine("PUBLISHED sections=2 banks=3 name=Orchestra"))
-            << host->output();
+        expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
+    }
+    // The Mac stops when its input closes, and cleanly.
+    void TearDown() override {
+        if (!host)
+            return;
+        host->closeInput();
+        EXPECT_EQ(host->wait(), 0);
     }
 
     TempFolder folder{"tessiva-link"};
@@ -75,17 +84,12 @@ TEST_F(LinkProcesses, IPadPingsFirstTheMacAsksForTheWorkspaceAndASecondIPadIsRef
     EXPECT_TRUE(first.waitForLine("RX /pong [s:Test Mac] from 127.0.0.1:")) << first.output();
     EXPECT_TRUE(first.waitForLine("RX /tessiva/focus/device/name [s:Test Mac]")) << first.output();
 
-    EXPECT_TRUE(
-        host->waitForLine("Active peer is now " + firstID + ". reason=first peer connected"))
-        << host->output();
-    EXPECT_TRUE(host->waitForLine("HANDSHAKE connected=1 peer=" + firstID));
-    EXPECT_TRUE(host->waitForLine("Requested snapshot after active peer connected via /ping from " +
-                                  firstID))
-        << host->output();
-    EXPECT_TRUE(host->waitForLine("Reassembled workspace contains 2 sections and 3 banks"))
-        << host->output();
+    expectHostLine("Active peer is now " + firstID + ". reason=first peer connected");
+    expectHostLine("HANDSHAKE connected=1 peer=" + firstID);
+    expectHostLine("Requested snapshot after active peer connected via /ping from " + firstID);
+    expectHostLine("Reassembled workspace contains 2 sections and 3 banks");
     expectWorkspacePublished();
-    EXPECT_TRUE(host->waitForLine("MIDI Note_On 2 61 90 from " + firstID)) << host->output();
+    expectHostLine("MIDI Note_On 2 61 90 from " + firstID);
 
     SCOPED_TRACE("a second iPad on another port gets no /pong");
     ChildProcess second({TESSIVA_PEER, "--port", macPort, "--name", "Other iPad", "ping",
@@ -93,12 +97,8 @@ TEST_F(LinkProcesses, IPadPingsFirstTheMacAsksForTheWorkspaceAndASecondIPadIsRef
     EXPECT_EQ(second.wait(), 3) << second.output();
     const std::string secondID = boundID(second);
     EXPECT_FALSE(second.waitForLine("RX /pong", 0.0));
-    EXPECT_TRUE(host->waitForLine("EVENT OSC iPad peer rejected | Rejected " + secondID +
-                                  " because active peer " + firstID + " is already connected."))
-        << host->output();
-
-    host->closeInput();
-    EXPECT_EQ(host->wait(), 0);
+    expectHostLine("EVENT OSC iPad peer rejected | Rejected " + secondID + " because active peer " +
+                   firstID + " is already connected.");
 }
 
 TEST_F(LinkProcesses, MacPingsTheRememberedIPadFirstAndAsksForTheWorkspaceAfterItsPong) {
@@ -109,14 +109,10 @@ TEST_F(LinkProcesses, MacPingsTheRememberedIPadFirstAndAsksForTheWorkspaceAfterI
     startMac({"--stored-peer", iPadID});
 
     EXPECT_TRUE(iPad.waitForLine("RX /ping [i:")) << iPad.output();
-    EXPECT_TRUE(host->waitForLine("HANDSHAKE connected=1 peer=" + iPadID)) << host->output();
-    EXPECT_TRUE(host->waitForLine(
-        "Requested snapshot after active peer reconnected via /pong from " + iPadID))
-        << host->output();
+    expectHostLine("HANDSHAKE connected=1 peer=" + iPadID);
+    expectHostLine("Requested snapshot after active peer reconnected via /pong from " + iPadID);
     EXPECT_TRUE(iPad.waitForLine("RX /tessiva/workspace/snapshot/request")) << iPad.output();
     expectWorkspacePublished();
-    host->closeInput();
-    EXPECT_EQ(host->wait(), 0);
 }
 
 TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
@@ -139,18 +135,15 @@ TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
     ASSERT_NE(listenID, sourceID);
 
     // One peer, named after the port it listens on; what it sends from the other port is its own.
-    EXPECT_TRUE(host->waitForLine("Active peer is now " + listenID)) << host->output();
+    expectHostLine("Active peer is now " + listenID);
     expectWorkspacePublished();
-    EXPECT_TRUE(
-        host->waitForLine("Tessiva device name received | Received iPad device name "
-                          "\"Stage iPad\" from " +
-                          sourceID))
-        << host->output();
-    EXPECT_TRUE(host->waitForLine("reply=" + listenID)) << host->output();
-    EXPECT_TRUE(host->waitForLine("MIDI Note_On 1 60 64 from " + sourceID)) << host->output();
+    expectHostLine(
+        "Tessiva device name received | Received iPad device name "
+        "\"Stage iPad\" from " +
+        sourceID);
+    expectHostLine("reply=" + listenID);
+    expectHostLine("MIDI Note_On 1 60 64 from " + sourceID);
     EXPECT_FALSE(host->waitForLine("inactive", 0.0)) << host->output();
-    host->closeInput();
-    EXPECT_EQ(host->wait(), 0);
 }
 
 }  // namespace

@@ -70,21 +70,15 @@ TEST_F(MIDIOverJack, TheVirtualSourceIsSeenByNameAndCarriesExactlyTheMirroredByt
 
     SCOPED_TRACE("a sequence of datagrams, decoded and sent on the mirrored-MIDI queue");
     auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.mirrored-midi");
+    auto datagram = [](const char* type, int channel, int data1, int data2) {
+        return std::vector<OSCArgument>{OSCArgument::string(type), OSCArgument::int32(channel),
+                                        OSCArgument::int32(data1), OSCArgument::int32(data2)};
+    };
     const std::vector<std::vector<OSCArgument>> datagrams{
-        {OSCArgument::string("note_on"), OSCArgument::int32(1), OSCArgument::int32(60),
-         OSCArgument::int32(100)},
-        {OSCArgument::string("Control-Change"), OSCArgument::int32(2), OSCArgument::int32(64),
-         OSCArgument::int32(127)},
-        {OSCArgument::string("poly_pressure"), OSCArgument::int32(1), OSCArgument::int32(1),
-         OSCArgument::int32(1)},
-        {OSCArgument::string("programchange"), OSCArgument::int32(20), OSCArgument::int32(5),
-         OSCArgument::int32(9)},
-        {OSCArgument::string("aftertouch"), OSCArgument::int32(0), OSCArgument::int32(200),
-         OSCArgument::int32(0)},
-        {OSCArgument::string("pitch-bend"), OSCArgument::int32(16), OSCArgument::int32(0),
-         OSCArgument::int32(64)},
-        {OSCArgument::string("noteoff"), OSCArgument::int32(1), OSCArgument::int32(60),
-         OSCArgument::int32(-5)},
+        datagram("note_on", 1, 60, 100),    datagram("Control-Change", 2, 64, 127),
+        datagram("poly_pressure", 1, 1, 1), datagram("programchange", 20, 5, 9),
+        datagram("aftertouch", 0, 200, 0),  datagram("pitch-bend", 16, 0, 64),
+        datagram("noteoff", 1, 60, -5),
     };
     for (const auto& arguments : datagrams) {
         queue->post([&bridge, &arguments] {

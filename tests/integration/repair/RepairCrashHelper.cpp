@@ -21,18 +21,12 @@ int main(int argc, char** argv) {
         return 1;
     }
     rig.trust(before);
-    RowMap after;
-    after[1] = "Audio 1";
-    after[2] = "Audio 2";
-    for (const auto& [row, name] : before)
-        after[row + 2] = name;
+    const RowMap after = RepairRig::inserted(before, 1, {"Audio 1", "Audio 2"});
     std::cout << "ready" << std::endl;
     for (;;) {
-        rig.captures.rows = after;
-        rig.repair.snapshotPublished(after, "insert");
+        rig.publish(after, "insert");
         rig.scheduler.advance(3.0);
-        rig.captures.rows = before;
-        rig.repair.logicCommand(LogicStructuralCommand::undo, std::nullopt);
+        rig.command(LogicStructuralCommand::undo, before);
         rig.repair.snapshotPublished(before, "undo");
         rig.scheduler.advance(3.0);
         rig.log.clear();

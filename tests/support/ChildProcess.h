@@ -1,5 +1,6 @@
 #pragma once
 
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@ namespace tessiva::testing {
 
 // A child process whose standard output is collected line by line on a reader thread and whose
 // standard input stays open until closeInput() (the link test host stops when it closes).
+// Waited for on destruction.
 class ChildProcess {
   public:
     explicit ChildProcess(std::vector<std::string> arguments) {
@@ -78,7 +80,12 @@ class ChildProcess {
             ::close(input_);
         input_ = -1;
     }
-    // Waits for the exit and the end of output; returns the exit code.
+    void kill(int signal) {
+        if (pid_ > 0)
+            ::kill(pid_, signal);
+    }
+    // Waits for the exit and the end of output; returns the exit code, 128 + the signal when one
+    // ended it.
     int wait() {
         if (reader_.joinable())
             reader_.join();
