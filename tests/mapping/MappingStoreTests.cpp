@@ -217,16 +217,24 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         EXPECT_TRUE(fs::exists(folder / "Song.json"));
     }
     {
-        SCOPED_TRACE("six keys only: defaults, and saving adds the optional keys");
+        SCOPED_TRACE(
+            "six keys only: defaults, and saving adds the optional keys; opening "
+            "removes what a killed save left behind");
         TempFolder folder;
+        const fs::path leftover = folder / ".Tessiva Focus Mappings.json.0A1B2C3D.tmp";
+        ASSERT_TRUE(writeFileAtomically(leftover, "{").ok());
+        fs::last_write_time(leftover, fs::file_time_type::clock::now() - std::chrono::minutes(2));
         const std::string sixKeys =
             R"({"version":1,"trackIndexToPC":{"0":1,"5":2,"40":3},"trackIndexToName":{},)"
             R"("trackIndexToChannel":{},"trackIndexToEventType":{},"trackIndexToNote":{}})";
         ASSERT_TRUE(writeFileAtomically(folder / kDefaultProfileFileName, sixKeys).ok());
         StoreHarness h;
         EXPECT_EQ(h.store.open(folder.path()), ProfileReadOutcome::loaded);
+        EXPECT_FALSE(fs::exists(leftover));
+        EXPECT_TRUE(h.console.contains("Removed 1 temporary file(s) left by interrupted saves"));
         EXPECT_EQ(*h.store.trackIndexToPC(), (RowKeyed<int>{{0, 1}, {5, 2}, {40, 3}}));
         EXPECT_TRUE(h.store.oscTrackIdentityByIndex()->empty());
+        EXPECT_TRUE(h.store.oscBankFocusMappingsByTrackIndex()->empty());
         EXPECT_EQ(*h.store.oscInsertedTrackSerial(), 0);
         EXPECT_EQ(readWholeFile(folder / kDefaultProfileFileName).value(), sixKeys);
         ASSERT_TRUE(h.store.save().ok());
@@ -270,18 +278,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
     }
 }
 
-TEST(MappingStore, OpeningRemovesWhatAKilledSaveLeftBehind) {
-    TempFolder folder;
-    const fs::path leftover = folder / ".Tessiva Focus Mappings.json.0A1B2C3D.tmp";
-    ASSERT_TRUE(writeFileAtomically(leftover, "{").ok());
-    fs::last_write_time(leftover, fs::file_time_type::clock::now() - std::chrono::minutes(2));
-    StoreHarness h;
-    h.store.open(folder.path());
-    EXPECT_FALSE(fs::exists(leftover));
-    EXPECT_TRUE(h.console.contains("Removed 1 temporary file(s) left by interrupted saves"));
-}
-
-TEST(MappingStore, AFailedSaveKeepsTheOldFile) {
+TEST(MappingStore, AFailedSaveOrLoadKeepsWhatWasThere) {
     TempFolder folder;
     StoreHarness h;
     h.store.open(folder.path());
@@ -289,6 +286,25 @@ TEST(MappingStore, AFailedSaveKeepsTheOldFile) {
     ASSERT_TRUE(h.store.save().ok());
     const fs::path file = h.store.fileURL();
     const std::string old = readWholeFile(file).value();
+    const MappingProfileSnapshot before = h.store.snapshot();
+
+    // Loading a bad, absent or huge (sparse here) file changes nothing; size refuses before
+    // reading.
+    ASSERT_TRUE(writeFileAtomically(folder / "bad.json", R"({"version":"one"})").ok());
+    { std::ofstream(folder / "huge.json").put('{'); }
+    fs::resize_file(folder / "huge.json", ProfileCodec::kMaxBytes + 1);
+    const Status bad = h.store.load(folder / "bad.json");
+    ASSERT_FALSE(bad.ok());
+    EXPECT_NE(bad.error().find("\"version\""), std::string::npos);
+    EXPECT_FALSE(h.store.load(folder / "absent.json").ok());
+    const Status huge = h.store.load(folder / "huge.json");
+    ASSERT_FALSE(huge.ok());
+    EXPECT_NE(huge.error().find("larger than a profile can be"), std::string::npos);
+    EXPECT_EQ(h.store.snapshot(), before);
+    EXPECT_EQ(h.store.fileURL(), file);
+    EXPECT_EQ(readWholeFile(folder / "bad.json").value(), R"({"version":"one"})");
+    fs::remove(folder / "bad.json");
+    fs::remove(folder / "huge.json");
 
     // A file-size limit makes the write itself fail, for root too.
     for (int row = 2; row < 200; ++row)
@@ -319,30 +335,6 @@ TEST(MappingStore, AFailedSaveKeepsTheOldFile) {
     EXPECT_FALSE(other.store.save().ok());
     EXPECT_TRUE(other.console.contains("[MappingStore] Failed to save: "));
     EXPECT_TRUE(fs::is_directory(folder / "taken.json"));
-}
-
-TEST(MappingStore, LoadingABadFileChangesNothing) {
-    TempFolder folder;
-    StoreHarness h;
-    h.store.open(folder.path());
-    ASSERT_TRUE(h.store.setMIDIMapping(3, pc(3)).ok());
-    const MappingProfileSnapshot before = h.store.snapshot();
-    const fs::path own = h.store.fileURL();
-    ASSERT_TRUE(writeFileAtomically(folder / "bad.json", R"({"version":"one"})").ok());
-
-    const Status bad = h.store.load(folder / "bad.json");
-    ASSERT_FALSE(bad.ok());
-    EXPECT_NE(bad.error().find("\"version\""), std::string::npos);
-    EXPECT_FALSE(h.store.load(folder / "absent.json").ok());
-    // A huge file (sparse here) is refused by its size before it is read.
-    { std::ofstream(folder / "huge.json").put('{'); }
-    fs::resize_file(folder / "huge.json", ProfileCodec::kMaxBytes + 1);
-    const Status huge = h.store.load(folder / "huge.json");
-    ASSERT_FALSE(huge.ok());
-    EXPECT_NE(huge.error().find("larger than a profile can be"), std::string::npos);
-    EXPECT_EQ(h.store.snapshot(), before);
-    EXPECT_EQ(h.store.fileURL(), own);
-    EXPECT_EQ(readWholeFile(folder / "bad.json").value(), R"({"version":"one"})");
 }
 
 }  // namespace

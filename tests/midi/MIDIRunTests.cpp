@@ -4,15 +4,14 @@
 #include <cmath>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "RecordingMIDIService.h"
 #include "midi/MIDIRunPlan.h"
 #include "midi/MIDIRunScheduler.h"
 #include "midi/VirtualMIDIBridge.h"
-#include "platform/midi/MIDIService.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/VirtualScheduler.h"
@@ -89,48 +88,6 @@ TEST(MIDIRunPlan, LaysOutGateLegatoOverlapAndRepeatedPitches) {
             {0, true, 60}, {50 * kMs, false, 60}, {50 * kMs, true, 60}, {90 * kMs, false, 60}}));
 }
 
-// A virtual source that records each message with the virtual time it left.
-class TimedMIDIService final : public MIDIService {
-  public:
-    struct Sent {
-        double time;
-        std::vector<int> bytes;
-    };
-    explicit TimedMIDIService(const Clock& clock) : clock_(clock) {}
-    MIDICreation<MIDIClient> createClient(const std::string&) override {
-        return MIDICreation<MIDIClient>::success(std::make_unique<Client>(*this));
-    }
-    std::vector<Sent> sent() const {
-        std::lock_guard guard(lock_);
-        return sent_;
-    }
-
-  private:
-    struct Source final : MIDIVirtualSource {
-        explicit Source(TimedMIDIService& owner) : owner(owner) {}
-        MIDIStatusCode emit(std::span<const std::uint8_t> message) override {
-            std::lock_guard guard(owner.lock_);
-            owner.sent_.push_back({owner.clock_.now(), {message.begin(), message.end()}});
-            return 0;
-        }
-        TimedMIDIService& owner;
-    };
-    struct Client final : MIDIClient {
-        explicit Client(TimedMIDIService& owner) : owner(owner) {}
-        MIDICreation<MIDIOutputPort> createOutputPort(const std::string&) override {
-            return MIDICreation<MIDIOutputPort>::failure(-1, "not needed");
-        }
-        MIDICreation<MIDIVirtualSource> createVirtualSource(const std::string&) override {
-            return MIDICreation<MIDIVirtualSource>::success(std::make_unique<Source>(owner));
-        }
-        std::vector<MIDIDestination> destinations() override { return {}; }
-        TimedMIDIService& owner;
-    };
-    const Clock& clock_;
-    mutable std::mutex lock_;
-    std::vector<Sent> sent_;
-};
-
 struct RunRig {
     RunRig() {
         bridge.start();
@@ -153,7 +110,7 @@ struct RunRig {
     VirtualScheduler scheduler;
     NotificationCenter center{scheduler.mainQueue()};
     CapturingConsole console;
-    TimedMIDIService midi{scheduler.clock()};
+    test::RecordingMIDIService midi{scheduler.clock()};
     VirtualMIDIBridge bridge{midi, center, console};
     std::optional<MIDIRunScheduler> runs{std::in_place, scheduler, bridge, center, console};
     ObserverToken token;
@@ -233,7 +190,7 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
     rig.runs.reset();
     rig.scheduler.advance(1.0);
     ASSERT_EQ(rig.midi.sent().size(), 2u);
-    EXPECT_EQ(rig.midi.sent()[1].bytes, (std::vector<int>{0x82, 0, 0}));
+    EXPECT_EQ(rig.midi.sent()[1].bytes, (std::array<int, 3>{0x82, 0, 0}));
 }
 
 TEST(MIDIRunScheduler, RefusalsAreLoggedAndPlayNothing) {

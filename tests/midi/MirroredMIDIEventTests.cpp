@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "midi/MirroredMIDIEvent.h"
@@ -18,28 +19,22 @@ MirroredMIDIDecodeResult decode(const std::vector<OSCArgument>& args) {
 }
 
 TEST(MirroredMIDIEvent, EverySpellingOfTheTypeTableDecodes) {
-    const std::vector<std::pair<std::string, MIDIEventKind>> table{
-        {"noteon", MIDIEventKind::noteOn},
-        {"note_on", MIDIEventKind::noteOn},
-        {"note-on", MIDIEventKind::noteOn},
-        {"noteoff", MIDIEventKind::noteOff},
-        {"note_off", MIDIEventKind::noteOff},
-        {"note-off", MIDIEventKind::noteOff},
-        {"controlchange", MIDIEventKind::controlChange},
-        {"control_change", MIDIEventKind::controlChange},
-        {"control-change", MIDIEventKind::controlChange},
-        {"programchange", MIDIEventKind::programChange},
-        {"program_change", MIDIEventKind::programChange},
-        {"program-change", MIDIEventKind::programChange},
+    std::vector<std::pair<std::string, MIDIEventKind>> table{
         {"pressure", MIDIEventKind::channelPressure},
-        {"channelpressure", MIDIEventKind::channelPressure},
-        {"channel_pressure", MIDIEventKind::channelPressure},
-        {"channel-pressure", MIDIEventKind::channelPressure},
-        {"aftertouch", MIDIEventKind::channelPressure},
-        {"pitchbend", MIDIEventKind::pitchBend},
-        {"pitch_bend", MIDIEventKind::pitchBend},
-        {"pitch-bend", MIDIEventKind::pitchBend},
+        {"aftertouch", MIDIEventKind::channelPressure}};
+    // Each two-word name is read run together, with an underscore and with a hyphen.
+    const std::tuple<std::string, std::string, MIDIEventKind> words[] = {
+        {"note", "on", MIDIEventKind::noteOn},
+        {"note", "off", MIDIEventKind::noteOff},
+        {"control", "change", MIDIEventKind::controlChange},
+        {"program", "change", MIDIEventKind::programChange},
+        {"channel", "pressure", MIDIEventKind::channelPressure},
+        {"pitch", "bend", MIDIEventKind::pitchBend},
     };
+    for (const auto& [first, second, kind] : words) {
+        for (const char* joint : {"", "_", "-"})
+            table.emplace_back(first + joint + second, kind);
+    }
     for (const auto& [name, kind] : table) {
         SCOPED_TRACE(name);
         const auto result = decode(event(name, 3, 60, 100));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "AllocationCounter.h"
+#include "RecordingMIDIService.h"
 #include "midi/VirtualMIDIBridge.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/Console.h"
@@ -44,37 +45,6 @@ class BridgeFixture {
     VirtualMIDIBridge bridge{midi, center, console};
     ObserverToken token;
     std::vector<LoggedEvent> logged;
-};
-
-// A virtual source that keeps the last message in place, so nothing on the path allocates.
-class FixedMIDIService final : public MIDIService {
-  public:
-    struct Source final : MIDIVirtualSource {
-        MIDIStatusCode emit(std::span<const std::uint8_t> message) override {
-            std::copy(message.begin(), message.end(), last.begin());
-            ++count;
-            return 0;
-        }
-        std::array<std::uint8_t, 3> last{};
-        std::size_t count = 0;
-    };
-    struct Client final : MIDIClient {
-        explicit Client(Source*& out) : out_(out) {}
-        std::vector<MIDIDestination> destinations() override { return {}; }
-        MIDICreation<MIDIOutputPort> createOutputPort(const std::string&) override {
-            return MIDICreation<MIDIOutputPort>::failure(-1, "no ports");
-        }
-        MIDICreation<MIDIVirtualSource> createVirtualSource(const std::string&) override {
-            auto source = std::make_unique<Source>();
-            out_ = source.get();
-            return MIDICreation<MIDIVirtualSource>::success(std::move(source));
-        }
-        Source*& out_;
-    };
-    MIDICreation<MIDIClient> createClient(const std::string&) override {
-        return MIDICreation<MIDIClient>::success(std::make_unique<Client>(source));
-    }
-    Source* source = nullptr;
 };
 
 TEST(VirtualMIDIBridge, StartCreatesTheNamedSourceAndSaysSo) {
@@ -206,7 +176,7 @@ TEST(VirtualMIDIBridge, DecodeAndSendAllocateNothing) {
     VirtualScheduler scheduler;
     NotificationCenter center(scheduler.mainQueue());
     NullConsole console;
-    FixedMIDIService midi;
+    test::RecordingMIDIService midi(scheduler.clock());
     VirtualMIDIBridge bridge(midi, center, console);
     ASSERT_TRUE(bridge.start());
     const std::vector<OSCArgument> arguments{OSCArgument::string("channel_pressure"),
@@ -223,10 +193,10 @@ TEST(VirtualMIDIBridge, DecodeAndSendAllocateNothing) {
         allocations = counter.count();
     }
     EXPECT_EQ(allocations, 0u);
-    ASSERT_NE(midi.source, nullptr);
-    EXPECT_EQ(midi.source->count, 600u);
-    EXPECT_EQ(midi.source->last[0], 0xD6);
-    EXPECT_EQ(midi.source->last[1], 99);
+    const auto sent = midi.sent();
+    ASSERT_EQ(sent.size(), 600u);
+    EXPECT_EQ(sent.back().size, 2u);
+    EXPECT_EQ(sent.back().bytes, (std::array<int, 3>{0xD6, 99, 0}));
 }
 
 }  // namespace
