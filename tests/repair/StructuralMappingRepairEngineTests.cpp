@@ -179,6 +179,56 @@ TEST(StructuralRepairEngine, ReordersAppliedOnlyWhenExactAndUnique) {
     }
 }
 
+// The confidence shown with a block move adds up its evidence: rows confirmed where the move
+// puts them (capped), the moved rows' new neighbours, the tracks owned before the stack closed.
+TEST(StructuralRepairEngine, BlockMoveConfidenceAddsUpItsEvidence) {
+    struct Case {
+        const char* name;
+        std::vector<const char*> before;
+        std::vector<const char*> after;
+        bool ownershipOfAllButTheLastRow;
+        int confidence;
+        std::optional<Engine::SelectionHint> selected = std::nullopt;
+    };
+    const std::vector<Case> cases = {
+        {"one row up", {"A", "B", "C", "D", "E", "F"}, {"A", "D", "B", "C", "E", "F"}, false, 291},
+        {"one row up, the row it passed selected",
+         {"A", "B", "C", "D", "E", "F"},
+         {"A", "D", "B", "C", "E", "F"},
+         false,
+         307,
+         Engine::SelectionHint{3, "B"}},
+        {"to the end", {"A", "B", "C", "D", "E", "F"}, {"A", "C", "D", "E", "F", "B"}, false, 299},
+        {"one row up, the last row not owned",
+         {"A", "B", "C", "D", "E", "F"},
+         {"A", "D", "B", "C", "E", "F"},
+         true,
+         321},
+        {"fourteen rows",
+         {"A", "B", "C", "D", "E", "F", "G", "H", "I", "J", "K", "L", "M", "N"},
+         {"A", "J", "B", "C", "D", "E", "F", "G", "H", "I", "K", "L", "M", "N"},
+         false,
+         397},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        RowMap before, after;
+        for (std::size_t i = 0; i < test.before.size(); ++i) {
+            before.emplace(static_cast<int>(i) + 1, test.before[i]);
+            after.emplace(static_cast<int>(i) + 1, test.after[i]);
+        }
+        Engine engine = engineWith(before, before);
+        if (test.ownershipOfAllButTheLastRow)
+            engine.state.ownershipBaseline.erase(std::prev(engine.state.ownershipBaseline.end()));
+        auto capture = evidence(after, before);
+        capture.selectedHint = test.selected;
+        const auto decision = engine.evaluate(capture);
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        EXPECT_EQ(decision.repair->kind, Engine::AppliedRepair::Kind::blockMove);
+        EXPECT_EQ(decision.repair->confidence, test.confidence);
+    }
+}
+
 // Every hold leaves the state as it was; where the engine names a reason, the text says it.
 TEST(StructuralRepairEngine, HoldsKeepStateAndNameTheReason) {
     const RowMap four = rows({"Piano", "Bass", "Strings", "Choir"});
@@ -242,6 +292,23 @@ TEST(StructuralRepairEngine, DuplicatedTrackAppliesWhenNoMappingDependsOnWhichCo
         rows({"Piano", "Bass", "Bass", "Strings", "Choir"}), rows({"Piano", "-", "Strings"})));
     ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
     EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{3, 4}}));
+}
+
+TEST(StructuralRepairEngine, ASelectionOnTheFirstRowIsEvidenceToo) {
+    // A second "Piano" above or below the first: the score of "inserted at row 1" rises when the
+    // user's selection sits on row 1.
+    auto firstRowScore = [](std::optional<Engine::SelectionHint> hint) {
+        const RowMap mapped = rows({"Piano", "Bass", "Strings"});
+        Engine engine = engineWith(mapped, mapped);
+        auto capture = evidence(rows({"Piano", "Piano", "Bass", "Strings"}), mapped);
+        capture.selectedHint = hint;
+        const std::string text = engine.evaluate(capture).text;
+        const std::size_t end = text.find(" pivot=1 ");
+        const std::size_t start = text.rfind(':', end);
+        EXPECT_NE(end, std::string::npos) << text;
+        return end == std::string::npos ? 0 : std::stoi(text.substr(start + 1, end - start - 1));
+    };
+    EXPECT_GT(firstRowScore(Engine::SelectionHint{1, "Piano"}), firstRowScore(std::nullopt));
 }
 
 repair::Candidate scored(int score, std::string summary) {

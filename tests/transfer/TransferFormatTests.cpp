@@ -47,6 +47,7 @@ TEST(PropertyListCheck, AcceptsLogicsXMLAndRefusesWhatIsNotAReadablePropertyList
         {"<plist><array/><array/></plist>", "exactly one value"},
         {"<plist><array/>", "never closed"},
         {"<html><body/></html>", "<html>"},
+        {"<plist><array><></></array></plist>", "element <>"},
         {"<plist><array/></plist><plist><array/></plist>", "not one <plist>"},
         {std::string("<plist><string>a\0b</string></plist>", 35), "NUL"},
         {"<plist><string>\xC3</string></plist>", "UTF-8"},

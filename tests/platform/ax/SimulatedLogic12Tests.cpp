@@ -84,6 +84,8 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
               AXValue{std::int64_t{1}});
     EXPECT_EQ(f.get(header, ax::kSelected).value, AXValue{false});  // focus is not selection
     EXPECT_EQ(f.text(f.logic.nameFieldElement(2), ax::kDescription), "Bass");
+    EXPECT_EQ(f.text(f.logic.nameFieldElement(1), ax::kDescription), "Piano");
+    EXPECT_FALSE(f.logic.nameFieldElement(0));
 
     {
         SCOPED_TRACE("a stack's main track has the triangle; collapsing hides and skips members");
