@@ -155,17 +155,26 @@ TEST_F(Orchestration, SelectionsThatRevealAChangeScheduleARepair) {
         StructuralSelection selection;
         const char* title;  // nullptr: nothing scheduled
         std::optional<int> delta;
+        int extraRows = 0;  // rows the selection's own track list adds to the published one
     };
     const Case cases[] = {
         {"row beyond the trusted maximum", {22, "Track 20"}, "Structural repair scheduled", 2},
         {"saved name differs", {3, "Track 1"}, "Structural reorder repair scheduled", 0},
         {"matching name", {3, "Track 3"}, nullptr, std::nullopt},
         {"no name", {3, std::nullopt}, nullptr, std::nullopt},
+        {"the selection's track list has one row more",
+         {3, "Track 3"},
+         "Structural repair scheduled",
+         1,
+         1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         rig.log.clear();
-        rig.repair.noteSelection(c.selection, list);
+        RowMap names = list;
+        for (int extra = 1; extra <= c.extraRows; ++extra)
+            names.emplace(names.rbegin()->first + 1, "New " + std::to_string(extra));
+        rig.repair.noteSelection(c.selection, names);
         EXPECT_EQ(rig.repair.pendingRepairDelta(), c.delta);
         if (c.title)
             EXPECT_TRUE(rig.logged(c.title));
