@@ -34,6 +34,11 @@ TEST(DestinationStatusStore, EachStoreFollowsItsOwnNotificationAndReportsChanges
     center.post("tessivaLegacyMIDIDestinationChanged",
                 {{"available", true}, {"name", std::string("Network Session 1")}});
     EXPECT_EQ(legacyChanges, 1);
+    SCOPED_TRACE("another destination that is just as available is a change");
+    center.post("tessivaLegacyMIDIDestinationChanged",
+                {{"available", true}, {"name", std::string("Network Session 2")}});
+    EXPECT_EQ(legacy.destinationName(), "Network Session 2");
+    EXPECT_EQ(legacyChanges, 2);
 
     center.post("tessiva.midiDestinationChanged",
                 {{"available", true}, {"name", std::string("IAC Bus 1")}});

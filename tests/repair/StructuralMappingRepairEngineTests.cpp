@@ -179,9 +179,11 @@ TEST(StructuralRepairEngine, ReordersAppliedOnlyWhenExactAndUnique) {
     }
 }
 
-// The confidence shown with a block move adds up its evidence: rows confirmed where the move
-// puts them (capped), the moved rows' new neighbours, the tracks owned before the stack closed.
-TEST(StructuralRepairEngine, BlockMoveConfidenceAddsUpItsEvidence) {
+// The confidence shown with a repair adds up its evidence: rows confirmed where the edit puts
+// them (capped), the moved rows' new neighbours, the tracks owned before the stack closed, and a
+// selection that agrees with the edit.
+TEST(StructuralRepairEngine, ConfidenceAddsUpItsEvidence) {
+    using RepairKind = Engine::AppliedRepair::Kind;
     struct Case {
         const char* name;
         std::vector<const char*> before;
@@ -189,8 +191,28 @@ TEST(StructuralRepairEngine, BlockMoveConfidenceAddsUpItsEvidence) {
         bool ownershipOfAllButTheLastRow;
         int confidence;
         std::optional<Engine::SelectionHint> selected = std::nullopt;
+        RepairKind kind = RepairKind::blockMove;
     };
+    const std::vector<const char*> five = {"Piano", "Bass", "Strings", "Choir", "Drums"};
+    const std::vector<const char*> synthAtTwo = {"Piano",   "Synth", "Bass",
+                                                 "Strings", "Choir", "Drums"};
+    const std::vector<const char*> bassGone = {"Piano", "Strings", "Choir", "Drums"};
     const std::vector<Case> cases = {
+        {"inserted", five, synthAtTwo, false, 197, std::nullopt, RepairKind::insertionOffset},
+        {"inserted, the new row selected", five, synthAtTwo, false, 217,
+         Engine::SelectionHint{2, "Synth"}, RepairKind::insertionOffset},
+        {"inserted, a row above it selected", five, synthAtTwo, false, 225,
+         Engine::SelectionHint{1, "Piano"}, RepairKind::insertionOffset},
+        {"inserted, a row below it selected", five, synthAtTwo, false, 225,
+         Engine::SelectionHint{4, "Strings"}, RepairKind::insertionOffset},
+        {"a middle row deleted", five, bassGone, false, 199, std::nullopt,
+         RepairKind::deletionOffset},
+        {"deleted, the row that took its place selected", five, bassGone, false, 259,
+         Engine::SelectionHint{2, "Strings"}, RepairKind::deletionOffset},
+        {"deleted, a row below selected", five, bassGone, false, 217,
+         Engine::SelectionHint{3, "Choir"}, RepairKind::deletionOffset},
+        {"deleted, a row above selected", five, bassGone, false, 205,
+         Engine::SelectionHint{1, "Piano"}, RepairKind::deletionOffset},
         {"one row up", {"A", "B", "C", "D", "E", "F"}, {"A", "D", "B", "C", "E", "F"}, false, 291},
         {"one row up, the row it passed selected",
          {"A", "B", "C", "D", "E", "F"},
@@ -213,10 +235,10 @@ TEST(StructuralRepairEngine, BlockMoveConfidenceAddsUpItsEvidence) {
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         RowMap before, after;
-        for (std::size_t i = 0; i < test.before.size(); ++i) {
+        for (std::size_t i = 0; i < test.before.size(); ++i)
             before.emplace(static_cast<int>(i) + 1, test.before[i]);
+        for (std::size_t i = 0; i < test.after.size(); ++i)
             after.emplace(static_cast<int>(i) + 1, test.after[i]);
-        }
         Engine engine = engineWith(before, before);
         if (test.ownershipOfAllButTheLastRow)
             engine.state.ownershipBaseline.erase(std::prev(engine.state.ownershipBaseline.end()));
@@ -224,7 +246,7 @@ TEST(StructuralRepairEngine, BlockMoveConfidenceAddsUpItsEvidence) {
         capture.selectedHint = test.selected;
         const auto decision = engine.evaluate(capture);
         ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        EXPECT_EQ(decision.repair->kind, Engine::AppliedRepair::Kind::blockMove);
+        EXPECT_EQ(decision.repair->kind, test.kind);
         EXPECT_EQ(decision.repair->confidence, test.confidence);
     }
 }

@@ -3,6 +3,8 @@
 #include <QAction>
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QPushButton>
+#include <QSystemTrayIcon>
 #include <fstream>
 
 #include "ShellRig.h"
@@ -86,6 +88,21 @@ TEST(MenuBarShell, EveryMenuItemReachesItsOperation) {
     EXPECT_TRUE(rig.shell->eventsWindow().isVisible());
     menuAction(rig, "Start AX Capture (1s)").trigger();
     EXPECT_EQ(rig.logCount("AX capture started"), 1u);
+}
+
+TEST(MenuBarShell, WithoutATrayTheMenuOpensFromASmallWindow) {
+    ShellRig rig;
+    if (QSystemTrayIcon::isSystemTrayAvailable())
+        GTEST_SKIP() << "this desktop has a tray, so the menu never needs the small window";
+    rig.start(MenuBarShell::StatusItemKind::trayIcon);
+    QWidget* window = nullptr;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        window = widget->objectName() == "statusItemWindow" ? widget : window;
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    const auto* button = window->findChild<QPushButton*>();
+    ASSERT_NE(button, nullptr);
+    EXPECT_EQ(button->menu(), &rig.shell->statusMenu().menu());
 }
 
 TEST(MenuBarShell, StatusLinesFollowTheCoordinator) {

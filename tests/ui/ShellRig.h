@@ -122,7 +122,8 @@ class ShellRig {
             throw std::runtime_error("could not write " + name);
     }
 
-    MenuBarController& start() {
+    MenuBarController& start(
+        MenuBarShell::StatusItemKind statusItem = MenuBarShell::StatusItemKind::none) {
         CoordinatorOptions options;
         options.profilesFolder = folder.path();
         options.listenPort = 0;
@@ -133,8 +134,7 @@ class ShellRig {
             PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, dialogs,
                              nullptr},
             options);
-        shell = std::make_unique<MenuBarShell>(delegate->menuBarController(), dialogs,
-                                               MenuBarShell::StatusItemKind::none);
+        shell = std::make_unique<MenuBarShell>(delegate->menuBarController(), dialogs, statusItem);
         revealed.clear();
         shell->revealInFileManager = [this](const std::filesystem::path& file) { revealed = file; };
         delegate->applicationDidFinishLaunching();

@@ -323,8 +323,8 @@ TEST(OSCDiscoveryManager, StartLogsTheListenerAndTheAdvertisementAndSurvivesBonj
         std::string events;
         std::optional<std::string> consoleLine;  // for a listener that failed
     } cases[] = {
-        {std::nullopt, std::nullopt, 70000, "OSC discovery failed | Invalid UDP port 70000\n",
-         "OSC discovery failed: Invalid UDP port 70000"},
+        {std::nullopt, std::nullopt, 65536, "OSC discovery failed | Invalid UDP port 65536\n",
+         "OSC discovery failed: Invalid UDP port 65536"},
         {std::nullopt, "Address already in use", 12111,
          "OSC discovery setup failed | Address already in use\n",
          "OSC discovery setup failed: Address already in use"},
