@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "logic/LogicTempoBridge.h"
@@ -87,13 +88,16 @@ TEST(LogicTempoBridge, ReadsABurstOnceAndNothingOnceDestroyed) {
     TempoRig rig;
     rig.bridge->start();
     rig.scheduler.runUntilIdle();
+    int valueReads = 0;
+    rig.logic.setAttributeReadHook([&](std::string_view name) { valueReads += name == "AXValue"; });
     for (double bpm : {100.0, 101.0, 102.0}) {
         rig.logic.setTempo(bpm);
         rig.scheduler.advance(0.1);
     }
-    // The read at 0.25 s after the first change sees 102; the third change came after it.
     rig.scheduler.advance(0.5);
     EXPECT_EQ(rig.sent, (std::vector<double>{120.0, 102.0}));
+    // One read, 0.25 s after the first change, sees the last of the burst.
+    EXPECT_EQ(valueReads, 1);
 
     // A change pending when the bridge goes away is never read.
     rig.logic.setTempo(90);

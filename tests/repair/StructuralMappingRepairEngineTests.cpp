@@ -128,6 +128,16 @@ TEST(StructuralRepairEngine, InsertionAndDeletionShiftMappings) {
         EXPECT_EQ(repair.newMaxObservedIndex, 3);
         EXPECT_EQ(engine.state.ownershipBaseline, rows({"Piano", "Choir", "Drums"}));
     }
+    {
+        // The last track deleted: no row below it to confirm the shift, the end itself is seen.
+        Engine engine = engineWith(before, mapped);
+        const auto decision =
+            engine.evaluate(evidence(rows({"Piano", "Bass", "Strings", "Choir"}), mapped));
+        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+        EXPECT_EQ(decision.repair->kind, Engine::AppliedRepair::Kind::deletionOffset);
+        EXPECT_EQ(decision.repair->deletedIndices, std::vector<int>{5});
+        EXPECT_EQ(engine.state.terminalAnchorName, "Choir");
+    }
 }
 
 TEST(StructuralRepairEngine, ReordersAppliedOnlyWhenExactAndUnique) {

@@ -54,6 +54,9 @@ TEST(StructuralMappingTransaction, ProposalMovesWholeRowsAndTheCheckCatchesAnyDe
     tampered = after;
     tampered.oscBankFocusMappingsByTrackIndex.at(5).trackIndex = 3;
     EXPECT_FALSE(insertion.reproducedBy(before, tampered));
+    tampered = after;
+    tampered.oscInsertedTrackSerial = 3;
+    EXPECT_FALSE(insertion.reproducedBy(before, tampered));
     EXPECT_FALSE(insertion.reproducedBy(before, before));
     // Two rows landing on one never verify.
     const StructuralMappingTransaction collision{{{1, 2}}, {}, {}};

@@ -78,6 +78,7 @@ TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
 TEST_F(Orchestration, InsertionUndoAfterAMappingEditRestoresNothing) {
     rig.publish(inserted(list, 5, {"New"}));
     rig.scheduler.advance(1.0);
+    ASSERT_TRUE(rig.store.midiMapping(7)) << "the insertion moved row 6's mapping to row 7";
     MIDIMapping edited = *rig.store.midiMapping(7);
     edited.programChange = 99;
     ASSERT_TRUE(rig.store.setMIDIMapping(7, edited).ok());

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <optional>
+
 #include "osc/InboundAddress.h"
 #include "osc/MirroredMIDISink.h"
 #include "osc/OSCCodec.h"
@@ -63,8 +65,6 @@ void MirroredMIDIIngress::handleMirroredMIDI(const UdpDatagram& datagram) {
         return;
     }
     const std::string sender = datagram.host + ":" + std::to_string(datagram.port);
-    if (inboundConnection_ != sender)
-        inboundConnection_ = sender;
 
     MirroredMIDIEventArguments event;
     bool decoded = false;

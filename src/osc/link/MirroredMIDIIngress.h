@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "osc/link/LinkContext.h"
@@ -43,7 +42,6 @@ class MirroredMIDIIngress {
     LinkContext& context_;
     PeerLink& peerLink_;
     std::function<void(UdpDatagram)> forward_;
-    std::optional<std::string> inboundConnection_;
     std::atomic<MirroredMIDISink*> sink_{nullptr};
     std::atomic<std::int64_t> eventCount_{0};
 };
