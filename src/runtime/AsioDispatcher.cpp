@@ -6,6 +6,7 @@
 #include <asio/steady_timer.hpp>
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
 
 namespace tessiva {
@@ -13,20 +14,22 @@ namespace tessiva {
 class AsioDispatcher::AsioQueue final : public Queue {
   public:
     // A queue with its own thread, or (ownThread = false) one run by whoever calls run().
-    AsioQueue(std::string name, bool ownThread)
-        : name_(std::move(name)), guard_(asio::make_work_guard(context_)) {
+    AsioQueue(std::string name, bool ownThread) : name_(std::move(name)) {
         if (ownThread) {
-            thread_ = std::thread([this] {
+            // The thread shares the loop: a queue whose last owner lets go inside one of the
+            // queue's own work items is destroyed on this thread, while the loop still runs.
+            thread_ = std::thread([this, loop = loop_] {
                 threadId_.store(std::this_thread::get_id());
-                context_.run();
+                loop->context.run();
             });
         }
     }
     ~AsioQueue() override {
-        guard_.reset();
-        context_.stop();
+        loop_->guard.reset();
+        loop_->context.stop();
         if (thread_.joinable()) {
             if (thread_.get_id() == std::this_thread::get_id()) {
+                // The thread returns from run() once this work item ends, then frees the loop.
                 thread_.detach();
             } else {
                 thread_.join();
@@ -37,10 +40,10 @@ class AsioDispatcher::AsioQueue final : public Queue {
     AsioQueue& operator=(const AsioQueue&) = delete;
 
     std::string_view name() const override { return name_; }
-    void post(Work work) override { asio::post(context_, std::move(work)); }
+    void post(Work work) override { asio::post(loop_->context, std::move(work)); }
     WorkItem postAfter(double seconds, Work work) override {
         WorkItem item = WorkItem::make();
-        auto timer = std::make_shared<asio::steady_timer>(context_);
+        auto timer = std::make_shared<asio::steady_timer>(loop_->context);
         timer->expires_after(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
             std::chrono::duration<double>(seconds < 0 ? 0 : seconds)));
         timer->async_wait([timer, item, work = std::move(work)](const std::error_code& error) {
@@ -53,22 +56,27 @@ class AsioDispatcher::AsioQueue final : public Queue {
 
     void run() {
         threadId_.store(std::this_thread::get_id());
-        context_.restart();
-        context_.run();
+        loop_->context.restart();
+        loop_->context.run();
     }
     void runFor(double seconds) {
         threadId_.store(std::this_thread::get_id());
-        context_.restart();
-        context_.run_for(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        loop_->context.restart();
+        loop_->context.run_for(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
             std::chrono::duration<double>(seconds)));
     }
-    void stop() { context_.stop(); }
+    void stop() { loop_->context.stop(); }
     void markCurrentThread() { threadId_.store(std::this_thread::get_id()); }
 
   private:
+    struct Loop {
+        asio::io_context context;
+        asio::executor_work_guard<asio::io_context::executor_type> guard =
+            asio::make_work_guard(context);
+    };
+
     std::string name_;
-    asio::io_context context_;
-    asio::executor_work_guard<asio::io_context::executor_type> guard_;
+    std::shared_ptr<Loop> loop_ = std::make_shared<Loop>();
     std::thread thread_;
     std::atomic<std::thread::id> threadId_{};
 };

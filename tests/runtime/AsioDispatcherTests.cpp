@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
 
 #include "runtime/AsioDispatcher.h"
 
@@ -28,6 +31,35 @@ TEST(AsioDispatcher, SerialWorkHopsToMainAndCancellationHolds) {
     EXPECT_TRUE(ranOnSerial);
     EXPECT_TRUE(hoppedToMain);
     EXPECT_FALSE(cancelledRan);
+}
+
+// Signals when the thread that ran a work item has ended.
+struct ThreadEnd {
+    std::promise<void>* ended = nullptr;
+    ~ThreadEnd() {
+        if (ended)
+            ended->set_value();
+    }
+};
+thread_local ThreadEnd threadEnd;
+
+// A manager torn down while one of its queue's work items runs lets the queue go on that very
+// thread: the item finishes, the thread ends and the queue's pending work is freed.
+TEST(AsioDispatcher, AQueueReleasedInsideItsOwnWorkItemEndsCleanly) {
+    AsioDispatcher dispatcher;
+    auto queue = dispatcher.makeSerialQueue("tessiva.test.self-release");
+    auto sentinel = std::make_shared<int>(0);
+    const std::weak_ptr<int> pending = sentinel;
+    queue->postAfter(60.0, [sentinel = std::move(sentinel)] {});
+    std::promise<void> ended;
+    Queue& raw = *queue;
+    raw.post([owner = std::move(queue), &ended]() mutable {
+        threadEnd.ended = &ended;
+        owner.reset();
+    });
+    ASSERT_EQ(ended.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready)
+        << "the released queue's thread never ended";
+    EXPECT_TRUE(pending.expired()) << "the released queue's delayed work was never freed";
 }
 
 }  // namespace

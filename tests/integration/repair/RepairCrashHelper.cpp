@@ -1,6 +1,6 @@
 // Applies and undoes one insertion repair for ever on a 400-row profile in the folder given, so
 // that the crash test can kill it while it writes. Prints "ready" once the first profile is on
-// disk. Not a test by itself.
+// disk and "applied" once the first repair is saved. Not a test by itself.
 #include <cstdio>
 #include <iostream>
 
@@ -23,9 +23,11 @@ int main(int argc, char** argv) {
     rig.trust(before);
     const RowMap after = RepairRig::inserted(before, 1, {"Audio 1", "Audio 2"});
     std::cout << "ready" << std::endl;
-    for (;;) {
+    for (bool first = true;; first = false) {
         rig.publish(after, "insert");
         rig.scheduler.advance(3.0);
+        if (first)
+            std::cout << "applied" << std::endl;
         rig.command(LogicStructuralCommand::undo, before);
         rig.repair.snapshotPublished(before, "undo");
         rig.scheduler.advance(3.0);
