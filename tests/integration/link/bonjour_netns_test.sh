@@ -48,10 +48,15 @@ ip link set tsv1 up
 "$HOST_BIN" --bonjour --ignore-stdin --port 0 --seconds 10 </dev/null >"$WORK/alone.log" 2>&1 &
 ALONE=$!
 PIDS+=($ALONE)
-for _ in $(seq 100); do grep -q "EVENT OSC Bonjour" "$WORK/alone.log" && break; sleep 0.1; done
-ALONE_PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$WORK/alone.log" | head -1)
+# The host prints its port after the Bonjour outcome: wait for both.
+ALONE_PORT=""
+for _ in $(seq 100); do
+    ALONE_PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$WORK/alone.log" | head -1)
+    [ -n "$ALONE_PORT" ] && grep -q "EVENT OSC Bonjour" "$WORK/alone.log" && break
+    sleep 0.1
+done
 if ! grep -q "^EVENT OSC Bonjour failed | OSC Bonjour failed: " "$WORK/alone.log" || [ -z "$ALONE_PORT" ]; then
-    echo "FAIL: no responder, but no \"OSC Bonjour failed\" entry"; cat "$WORK/alone.log"; exit 1
+    echo "FAIL: no responder, but no \"OSC Bonjour failed\" entry or no port"; cat "$WORK/alone.log"; exit 1
 fi
 if ! "$PEER_BIN" --port "$ALONE_PORT" ping wait-for /pong --timeout 5 >"$WORK/peer.log" 2>&1; then
     echo "FAIL: without a responder the iPad could not connect by address"; cat "$WORK/peer.log"; exit 1
