@@ -52,11 +52,14 @@ TEST(AsioDispatcher, AQueueReleasedInsideItsOwnWorkItemEndsCleanly) {
     const std::weak_ptr<int> pending = sentinel;
     queue->postAfter(60.0, [sentinel = std::move(sentinel)] {});
     std::promise<void> ended;
+    std::promise<void> posted;
     Queue& raw = *queue;
-    raw.post([owner = std::move(queue), &ended]() mutable {
+    raw.post([owner = std::move(queue), wasPosted = posted.get_future().share(), &ended]() mutable {
+        wasPosted.wait();  // the test is done with its reference
         threadEnd.ended = &ended;
         owner.reset();
     });
+    posted.set_value();
     ASSERT_EQ(ended.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready)
         << "the released queue's thread never ended";
     EXPECT_TRUE(pending.expired()) << "the released queue's delayed work was never freed";
