@@ -313,6 +313,25 @@ TEST(SimulatedLogic12, DialogsAndPluginWindowsBecomeTheMainWindow) {
     EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
     f.logic.closePluginWindow();
     EXPECT_EQ(mainWindow(), arrange);
+    f.scheduler.runUntilIdle();
+    EXPECT_EQ(mainWindowChanges, 4);
+
+    // Where a plug-in window is not the main window, opening and closing one announce nothing.
+    SimulatedLogicOptions options;
+    options.pluginWindowIsMain = false;
+    Logic12 g(options);
+    int gChanges = 0;
+    auto gObserver = g.logic
+                         .createObserver(g.logic.pid(), g.scheduler.mainQueue(),
+                                         [&](const AXElement&, const std::string&) { ++gChanges; })
+                         .value;
+    gObserver->addNotification(g.logic.applicationElementNow(), ax::kMainWindowChanged);
+    g.logic.openPluginWindow(2);
+    EXPECT_EQ(axElement(g.get(g.logic.applicationElementNow(), ax::kMainWindow).value),
+              g.logic.mainWindowElement());
+    g.logic.closePluginWindow();
+    g.scheduler.runUntilIdle();
+    EXPECT_EQ(gChanges, 0);
 }
 
 TEST(SimulatedLogic12, ElementsFollowPositionsAndAProjectSwitchMakesANewWindow) {

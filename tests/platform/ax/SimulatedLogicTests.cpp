@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "platform/ax/AXNames.h"
+#include "platform/simulated/SimulatedInputEvents.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "runtime/VirtualScheduler.h"
 
@@ -98,6 +101,24 @@ TEST(SimulatedLogic, QuitInvalidatesElementsAndRelaunchMakesNewOnes) {
     f.logic.setTrusted(false);
     EXPECT_EQ(f.logic.copyAttributeValue(f.logic.rowElement(1), ax::kDescription).error,
               AXError::apiDisabled);
+}
+
+// As the window server does, a monitor hears only the event types it asked for.
+TEST(SimulatedInputEvents, MonitorsHearOnlyTheirMaskedTypes) {
+    VirtualScheduler scheduler;
+    SimulatedInputEvents input;
+    std::vector<InputEventType> heard;
+    auto monitor =
+        input.addGlobalMonitor(inputEventMaskBit(InputEventType::keyDown), scheduler.mainQueue(),
+                               [&](const InputEvent& event) { heard.push_back(event.type); });
+    for (const InputEventType type : {InputEventType::leftMouseDown, InputEventType::keyDown,
+                                      InputEventType::leftMouseDragged}) {
+        InputEvent event;
+        event.type = type;
+        input.deliverToMonitors(event);
+    }
+    scheduler.runUntilIdle();
+    EXPECT_EQ(heard, std::vector<InputEventType>{InputEventType::keyDown});
 }
 
 }  // namespace

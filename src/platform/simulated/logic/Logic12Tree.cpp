@@ -39,6 +39,10 @@ void SimulatedLogic::buildLogic12Window() {
         tree_.make(NodeKind::group, ax::kRoleGroup, outerBar, std::nullopt, "Control Bar");
     for (const char* control : {"Play", "Record", "Cycle"})
         tree_.make(NodeKind::button, ax::kRoleCheckBox, controlBar, std::nullopt, control);
+    // A described slider ahead of Tempo: the tempo search must look at descriptions.
+    meter_ =
+        tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt, "Output level");
+    tree_.at(meter_).value = 0.0;
     slider_ = tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt,
                          tempo(options_.locale));
     tree_.at(slider_).value = tempo_;
@@ -46,9 +50,6 @@ void SimulatedLogic::buildLogic12Window() {
     playhead_ = tree_.make(NodeKind::text, ax::kRoleStaticText, controlBar, std::nullopt,
                            "Playhead position");
     tree_.at(playhead_).value = std::string("1 1 1 1");
-    meter_ =
-        tree_.make(NodeKind::slider, ax::kRoleSlider, controlBar, std::nullopt, "Output level");
-    tree_.at(meter_).value = 0.0;
 
     const auto inspector =
         tree_.make(NodeKind::group, ax::kRoleGroup, mainWindow_, std::nullopt, "Inspector");
