@@ -44,17 +44,23 @@ ip addr add 169.254.213.1/24 dev tsv0
 ip link set tsv0 up
 ip link set tsv1 up
 
+# Prints the port of the link host logging to $1 once it has reported both its Bonjour outcome
+# and its port (it prints the port after the outcome); nothing if that takes over 10 s.
+host_port() {
+    local port=""
+    for _ in $(seq 100); do
+        port=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$1" | head -1)
+        [ -n "$port" ] && grep -q "EVENT OSC Bonjour" "$1" && break
+        sleep 0.1
+    done
+    echo "$port"
+}
+
 # First without any responder: the failure is logged and an iPad still connects by address.
 "$HOST_BIN" --bonjour --ignore-stdin --port 0 --seconds 10 </dev/null >"$WORK/alone.log" 2>&1 &
 ALONE=$!
 PIDS+=($ALONE)
-# The host prints its port after the Bonjour outcome: wait for both.
-ALONE_PORT=""
-for _ in $(seq 100); do
-    ALONE_PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$WORK/alone.log" | head -1)
-    [ -n "$ALONE_PORT" ] && grep -q "EVENT OSC Bonjour" "$WORK/alone.log" && break
-    sleep 0.1
-done
+ALONE_PORT=$(host_port "$WORK/alone.log")
 if ! grep -q "^EVENT OSC Bonjour failed | OSC Bonjour failed: " "$WORK/alone.log" || [ -z "$ALONE_PORT" ]; then
     echo "FAIL: no responder, but no \"OSC Bonjour failed\" entry or no port"; cat "$WORK/alone.log"; exit 1
 fi
@@ -107,12 +113,7 @@ grep -q "Server startup complete" "$WORK/avahi.log" || { echo "FAIL: avahi-daemo
 
 "$HOST_BIN" --bonjour --ignore-stdin --port 0 --seconds 30 </dev/null >"$WORK/host.log" 2>&1 &
 PIDS+=($!)
-PORT=""
-for _ in $(seq 100); do
-    PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$WORK/host.log" | head -1)
-    [ -n "$PORT" ] && grep -q "EVENT OSC Bonjour" "$WORK/host.log" && break
-    sleep 0.1
-done
+PORT=$(host_port "$WORK/host.log")
 [ -n "$PORT" ] || { echo "FAIL: link host did not listen"; cat "$WORK/host.log"; exit 1; }
 if ! grep -q "EVENT OSC Bonjour advertising | Advertising _tessiva-osc._udp on UDP port $PORT as Tessiva Focus" "$WORK/host.log"; then
     echo "FAIL: the link did not report its advertisement"; cat "$WORK/host.log"; exit 1
