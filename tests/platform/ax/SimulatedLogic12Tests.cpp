@@ -119,10 +119,19 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
         EXPECT_EQ(f.logic.mainWindowElement(), window);
         // Other containers of layout items answer AXSelectedChildren too.
         EXPECT_TRUE(f.get(strips, ax::kSelectedChildren).ok());
+        // Strips the Mixer does not show cannot be clicked: a collapsed stack's members...
+        const std::vector<int> selected = f.logic.selectedTrackNumbers();
+        f.logic.setStackCollapsed(4, true);
+        f.logic.clickMixerStrip(5);
+        EXPECT_EQ(f.logic.selectedTrackNumbers(), selected);
+        f.logic.setStackCollapsed(4, false);
         // Closing the pane takes its strips out of the main window, which stays.
         f.logic.closeMixer();
         EXPECT_FALSE(f.get(strips, ax::kRole).ok());
         EXPECT_EQ(f.logic.mainWindowElement(), window);
+        // ...nor any strip once the pane is closed.
+        f.logic.clickMixerStrip(2);
+        EXPECT_EQ(f.logic.selectedTrackNumbers(), selected);
     }
     {
         SCOPED_TRACE("the Tempo slider sits in a Control Bar inside a Control Bar");
