@@ -418,6 +418,12 @@ TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
     rig.scheduler.runUntilIdle();
     EXPECT_EQ(rig.sink.events.size(), 2u);
 
+    SCOPED_TRACE("after the first, the progress line comes every 250th event");
+    for (int n = 0; n < 248; ++n)
+        rig.send("/tessiva/midi/event", {s("cc"), i(1), i(7), i(n % 128)});
+    EXPECT_EQ(rig.console.count("Mirrored MIDI decoded:"), 2u);
+    EXPECT_TRUE(rig.console.contains("Mirrored MIDI decoded: 250 events."));
+
     SCOPED_TRACE("MIDI alone keeps the handshake up past 20 s");
     for (int second = 0; second < 30; ++second) {
         rig.scheduler.advance(1.0);
