@@ -10,7 +10,6 @@
 #include <nlohmann/json.hpp>
 
 #include "HeadlessProgram.h"
-#include "PeerProcess.h"
 #include "app/AppDelegate.h"
 #include "app/SelectionStageRecorder.h"
 #include "mapping/MappingProfileFile.h"
@@ -18,6 +17,7 @@
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
 #include "runtime/AtomicFile.h"
+#include "runtime/ChildProcess.h"
 #include "runtime/Console.h"
 #include "runtime/UUID.h"
 
@@ -242,11 +242,11 @@ int runDemo(const std::string& peerPath, bool keepFolder, bool verbose) {
     program.start();
 
     std::atomic<int> bankFocusReceived{0};
-    std::unique_ptr<PeerProcess> peer;
+    std::unique_ptr<ChildProcess> peer;
     program.postAfter(0.5, [&] {
         const std::string port = std::to_string(program.listenPort());
         console.line("[Demo] The iPad (tessiva-peer) connects to 127.0.0.1:" + port);
-        peer = std::make_unique<PeerProcess>(
+        peer = std::make_unique<ChildProcess>(
             std::vector<std::string>{
                 peerPath,    "--host",    "127.0.0.1", "--port",    port,
                 "--name",    "Demo iPad", "ping",      "wait-for",  "/pong",

@@ -1,5 +1,6 @@
-#include "PeerProcess.h"
+#include "ChildProcess.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -9,15 +10,35 @@ extern char** environ;
 
 namespace tessiva {
 
-PeerProcess::PeerProcess(std::vector<std::string> arguments, LineHandler onLine) {
+namespace {
+
+// Closed on exec, so a child started later does not inherit another child's input and keep it
+// open after closeInput().
+bool openPipe(int ends[2]) {
+    if (::pipe(ends) != 0)
+        return false;
+    ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+    ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+    return true;
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(std::vector<std::string> arguments, LineHandler onLine) {
     int out[2];
-    if (::pipe(out) != 0)
+    int in[2];
+    if (!openPipe(out))
         return;
+    if (!openPipe(in)) {
+        ::close(out[0]);
+        ::close(out[1]);
+        return;
+    }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDERR_FILENO);
-    posix_spawn_file_actions_addclose(&actions, out[0]);
+    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
     std::vector<char*> argv;
     for (auto& argument : arguments)
         argv.push_back(argument.data());
@@ -26,6 +47,8 @@ PeerProcess::PeerProcess(std::vector<std::string> arguments, LineHandler onLine)
         pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);
     ::close(out[1]);
+    ::close(in[0]);
+    input_ = in[1];
     reader_ = std::thread([fd = out[0], onLine = std::move(onLine)] {
         std::string pending;
         char buffer[4096];
@@ -46,17 +69,28 @@ PeerProcess::PeerProcess(std::vector<std::string> arguments, LineHandler onLine)
     });
 }
 
-PeerProcess::~PeerProcess() {
+ChildProcess::~ChildProcess() {
+    closeInput();
     terminate();
     wait();
 }
 
-void PeerProcess::terminate() {
-    if (pid_ > 0)
-        ::kill(pid_, SIGTERM);
+void ChildProcess::closeInput() {
+    if (input_ >= 0)
+        ::close(input_);
+    input_ = -1;
 }
 
-int PeerProcess::wait() {
+void ChildProcess::signal(int signalNumber) {
+    if (pid_ > 0)
+        ::kill(pid_, signalNumber);
+}
+
+void ChildProcess::terminate() {
+    signal(SIGTERM);
+}
+
+int ChildProcess::wait() {
     if (pid_ > 0) {
         int status = 0;
         ::waitpid(pid_, &status, 0);
