@@ -60,28 +60,20 @@ TEST(ProfileCheckCommand, SummarisesGoodFilesAndNamesFaultsWithoutTouchingThem) 
         EXPECT_EQ(readWholeFile(file).value(), before);
         EXPECT_EQ(fs::last_write_time(file), modified);
     }
-    struct Bad {
-        const char* name;
-        std::string contents;
-        std::string expected;
-    };
-    const Bad bad[] = {
-        {"truncated", R"({"version":1,"trackIndexToPC":{"1":5,})",
-         "invalid JSON at byte offset 37"},
-        {"wrong type", R"({"version":1,"trackIndexToPC":{"1":"five"}})",
-         "key \"trackIndexToPC.1\""},
-        {"missing key", R"({"version":1})", "key \"trackIndexToPC\": required key is missing"},
-    };
-    for (const Bad& b : bad) {
-        SCOPED_TRACE(b.name);
-        const fs::path file = folder / (std::string(b.name) + ".json");
-        ASSERT_TRUE(writeFileAtomically(file, b.contents).ok());
+    {
+        // Every decoding fault takes the same path out: one line naming it, the file untouched.
+        SCOPED_TRACE("a truncated profile");
+        const std::string truncated = R"({"version":1,"trackIndexToPC":{"1":5,})";
+        const fs::path file = folder / "truncated.json";
+        ASSERT_TRUE(writeFileAtomically(file, truncated).ok());
         const CheckRun run = runCheck(folder, file);
         EXPECT_EQ(run.exitCode, 1);
         EXPECT_TRUE(run.out.empty()) << run.out;
-        EXPECT_NE(run.err.find(b.expected), std::string::npos) << run.err;
+        EXPECT_EQ(
+            run.err.rfind("error: " + file.string() + ": invalid JSON at byte offset 37: ", 0), 0u)
+            << run.err;
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << "one line";
-        EXPECT_EQ(readWholeFile(file).value(), b.contents);
+        EXPECT_EQ(readWholeFile(file).value(), truncated);
     }
     {
         SCOPED_TRACE("a missing file");

@@ -106,6 +106,9 @@ TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
         head + R"("trackIndexToPC":{},"oscBankFocusMappingsByTrackIndex":{"5":{)"
                R"("id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","trackIndex":5,"trackName":"T",)"
                R"("bankUUID":"B","bankName":"N")";
+    const auto pc = [&](const std::string& rows) {
+        return head + R"("trackIndexToPC":)" + rows + "}";
+    };
     struct Case {
         const char* name;
         std::string json;
@@ -113,16 +116,12 @@ TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
         std::string reasonPart;
     };
     const Case cases[] = {
-        {"pc value a string", head + R"("trackIndexToPC":{"3":"x"}})", "trackIndexToPC.3",
-         "expected an integer"},
-        {"pc not an object", head + R"("trackIndexToPC":[1]})", "trackIndexToPC", "object"},
-        {"leading zero row", head + R"("trackIndexToPC":{"01":1}})", "trackIndexToPC.01",
-         "row key"},
-        {"negative row", head + R"("trackIndexToPC":{"-1":1}})", "trackIndexToPC.-1", "row key"},
-        {"fractional value", head + R"("trackIndexToPC":{"1":1.5}})", "trackIndexToPC.1",
-         "integer"},
-        {"huge value", head + R"("trackIndexToPC":{"1":4294967296}})", "trackIndexToPC.1",
-         "out of range"},
+        {"pc value a string", pc(R"({"3":"x"})"), "trackIndexToPC.3", "expected an integer"},
+        {"pc not an object", pc("[1]"), "trackIndexToPC", "object"},
+        {"leading zero row", pc(R"({"01":1})"), "trackIndexToPC.01", "row key"},
+        {"negative row", pc(R"({"-1":1})"), "trackIndexToPC.-1", "row key"},
+        {"fractional value", pc(R"({"1":1.5})"), "trackIndexToPC.1", "integer"},
+        {"huge value", pc(R"({"1":4294967296})"), "trackIndexToPC.1", "out of range"},
         {"missing required map", R"({"version":1,"trackIndexToPC":{}})", "trackIndexToName",
          "missing"},
         {"missing version", R"({"trackIndexToPC":{}})", "version", "missing"},
