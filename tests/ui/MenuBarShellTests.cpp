@@ -9,9 +9,6 @@
 
 #include "ShellRig.h"
 #include "app/LearnModeStore.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingStore.h"
-#include "midi/MIDIRelay.h"
 #include "ui/EventsWindow.h"
 #include "ui/MappingsWindow.h"
 #include "ui/SetupGuideWindow.h"

@@ -15,16 +15,12 @@
 
 #include "ShellRig.h"
 #include "autoassign/AutoAssignCoordinator.h"
-#include "autoassign/EstimatedAutoAssignReview.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingStore.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "ui/BankDragDrop.h"
 #include "ui/EventsWindow.h"
 #include "ui/MappingsWindow.h"
 #include "ui/ReviewWindow.h"
 #include "ui/SetupGuideWindow.h"
-#include "ui/ShellScreenshots.h"
 #include "ui/StatusMenu.h"
 
 namespace tessiva {
