@@ -45,10 +45,10 @@ struct Harness {
     Harness() { store.open(folder.path()); }
 
     void addRow(int row, const std::string& name) {
-        MIDIMapping mapping;
-        mapping.programChange = 0;
-        mapping.trackName = name;
-        ASSERT_TRUE(store.setMIDIMapping(row, mapping).ok());
+        ASSERT_TRUE(store
+                        .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, 0,
+                                                         std::nullopt, 1, name})
+                        .ok());
     }
     void publish(std::vector<RemoteWorkspaceBank> banks) {
         RemoteWorkspaceSnapshot snapshot;
@@ -216,11 +216,10 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
     EXPECT_TRUE(review.showNextPossibleMatch(brass));
     EXPECT_TRUE(review.showNextPossibleMatch(brass));
     EXPECT_FALSE(review.showNextPossibleMatch(brass));
-    auto row = review.rows()[0];
-    EXPECT_EQ(row.candidateNumber, 3);
-    EXPECT_EQ(row.candidateCount, 3);
-    EXPECT_TRUE(row.canShowPrevious);
-    EXPECT_FALSE(row.canShowNext);
+    const auto& row = review.rows()[0];
+    EXPECT_EQ(
+        std::tuple(row.candidateNumber, row.candidateCount, row.canShowPrevious, row.canShowNext),
+        std::tuple(3, 3, true, false));
     EXPECT_TRUE(review.showPreviousPossibleMatch(brass));
     EXPECT_EQ(review.rows()[0].candidateNumber, 2);
     EXPECT_EQ(review.rows()[1].candidateNumber, 1);

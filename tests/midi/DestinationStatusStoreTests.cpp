@@ -21,9 +21,11 @@ TEST(DestinationStatusStore, EachStoreFollowsItsOwnNotificationAndReportsChanges
     legacy.setChangeHandler([&] { ++legacyChanges; });
     EXPECT_EQ(general.destinationName(), "(none)");
     EXPECT_FALSE(general.isAvailable());
+    auto post = [&](const char* notification, const char* name) {
+        center.post(notification, {{"available", true}, {"name", std::string(name)}});
+    };
 
-    center.post("tessivaLegacyMIDIDestinationChanged",
-                {{"available", true}, {"name", std::string("Network Session 1")}});
+    post("tessivaLegacyMIDIDestinationChanged", "Network Session 1");
     EXPECT_TRUE(legacy.isAvailable());
     EXPECT_EQ(legacy.destinationName(), "Network Session 1");
     EXPECT_FALSE(general.isAvailable());
@@ -31,17 +33,14 @@ TEST(DestinationStatusStore, EachStoreFollowsItsOwnNotificationAndReportsChanges
     EXPECT_EQ(generalChanges, 0);
 
     SCOPED_TRACE("the same status again is not a change");
-    center.post("tessivaLegacyMIDIDestinationChanged",
-                {{"available", true}, {"name", std::string("Network Session 1")}});
+    post("tessivaLegacyMIDIDestinationChanged", "Network Session 1");
     EXPECT_EQ(legacyChanges, 1);
     SCOPED_TRACE("another destination that is just as available is a change");
-    center.post("tessivaLegacyMIDIDestinationChanged",
-                {{"available", true}, {"name", std::string("Network Session 2")}});
+    post("tessivaLegacyMIDIDestinationChanged", "Network Session 2");
     EXPECT_EQ(legacy.destinationName(), "Network Session 2");
     EXPECT_EQ(legacyChanges, 2);
 
-    center.post("tessiva.midiDestinationChanged",
-                {{"available", true}, {"name", std::string("IAC Bus 1")}});
+    post("tessiva.midiDestinationChanged", "IAC Bus 1");
     EXPECT_EQ(general.destinationName(), "IAC Bus 1");
     EXPECT_EQ(generalChanges, 1);
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "midi/DestinationStatusStore.h"
@@ -12,22 +13,15 @@
 namespace tessiva {
 namespace {
 
-struct Published {
-    std::string notification;
-    bool available;
-    std::string name;
-    bool operator==(const Published&) const = default;
-};
+using Published = std::vector<std::tuple<std::string, bool, std::string>>;
 
-class RelayFixture {
-  public:
+struct RelayFixture {
     RelayFixture() {
         for (const char* name :
              {kLegacyMIDIDestinationChangedNotification, kMIDIDestinationChangedNotification}) {
             tokens.push_back(center.addObserver(name, [this](const Notification& n) {
-                published.push_back(Published{n.name,
-                                              n.userInfo.boolean("available").value_or(false),
-                                              n.userInfo.string("name").value_or("?")});
+                published.emplace_back(n.name, n.userInfo.boolean("available").value_or(false),
+                                       n.userInfo.string("name").value_or("?"));
             }));
         }
     }
@@ -46,7 +40,7 @@ class RelayFixture {
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
     std::vector<ObserverToken> tokens;
-    std::vector<Published> published;
+    Published published;
 };
 
 TEST(MIDIRelay, SendsTheExactBytesToThePreferredDestination) {
@@ -72,8 +66,6 @@ TEST(MIDIRelay, SendsTheExactBytesToThePreferredDestination) {
               (std::vector<std::vector<int>>{
                   {0xC2, 5}, {0xC0, 9}, {0xCF, 9}, {0x91, 60, 127}, {0x81, 60, 0}, {0xC0, 7}}));
     EXPECT_TRUE(f.sentTo("IAC Bus 1").empty());
-    for (const auto& sent : f.midi.sentMessages())
-        EXPECT_EQ(sent.portName, "Output");
     EXPECT_FALSE(f.console.contains("failed"));
 }
 
@@ -84,8 +76,7 @@ TEST(MIDIRelay, PublishesDestinationStatusOnlyWhenItChanges) {
     SCOPED_TRACE("nothing there yet");
     f.relay.refreshDestinations();
     EXPECT_TRUE(f.console.contains("[MIDIRelay] No legacy MIDI destinations found yet."));
-    EXPECT_EQ(f.published,
-              (std::vector<Published>{{"tessivaLegacyMIDIDestinationChanged", false, "(none)"},
+    EXPECT_EQ(f.published, (Published{{"tessivaLegacyMIDIDestinationChanged", false, "(none)"},
                                       {"tessiva.midiDestinationChanged", false, "(none)"}}));
     f.relay.sendProgramChange(1, 1);
     EXPECT_TRUE(f.midi.sentMessages().empty());
@@ -95,8 +86,7 @@ TEST(MIDIRelay, PublishesDestinationStatusOnlyWhenItChanges) {
     const auto iac = f.midi.addDestination("IAC Bus 1");
     f.relay.refreshDestinations();
     f.relay.refreshDestinations();
-    EXPECT_EQ(f.published,
-              (std::vector<Published>{{"tessivaLegacyMIDIDestinationChanged", true, "IAC Bus 1"},
+    EXPECT_EQ(f.published, (Published{{"tessivaLegacyMIDIDestinationChanged", true, "IAC Bus 1"},
                                       {"tessiva.midiDestinationChanged", true, "IAC Bus 1"}}));
     EXPECT_EQ(f.console.count("[MIDIRelay] Using legacy destination: IAC Bus 1"), 2u);
 
@@ -104,8 +94,9 @@ TEST(MIDIRelay, PublishesDestinationStatusOnlyWhenItChanges) {
     f.published.clear();
     f.midi.addDestination("Network Session 1");
     f.relay.refreshDestinations();
-    EXPECT_EQ(f.published.size(), 2u);
-    EXPECT_EQ(f.published[0].name, "Network Session 1");
+    EXPECT_EQ(f.published,
+              (Published{{"tessivaLegacyMIDIDestinationChanged", true, "Network Session 1"},
+                         {"tessiva.midiDestinationChanged", true, "Network Session 1"}}));
 
     SCOPED_TRACE("everything goes away: unavailable again");
     f.published.clear();
@@ -113,8 +104,7 @@ TEST(MIDIRelay, PublishesDestinationStatusOnlyWhenItChanges) {
     f.midi.removeDestination(f.relay.cachedDestination()->id);
     f.relay.refreshDestinations();
     EXPECT_FALSE(f.relay.cachedDestination());
-    EXPECT_EQ(f.published,
-              (std::vector<Published>{{"tessivaLegacyMIDIDestinationChanged", false, "(none)"},
+    EXPECT_EQ(f.published, (Published{{"tessivaLegacyMIDIDestinationChanged", false, "(none)"},
                                       {"tessiva.midiDestinationChanged", false, "(none)"}}));
 }
 
@@ -159,16 +149,6 @@ TEST(MIDIRelay, FailuresAreConsoleLinesAndLaterAttemptsRetry) {
         f.midi.setFailure(SimulatedMIDIOperation::send, 0);
         f.relay.sendNoteOn(61, 1, 100);
         EXPECT_EQ(f.sentTo("IAC Bus 1"), (std::vector<std::vector<int>>{{0x90, 61, 100}}));
-    }
-    SCOPED_TRACE("the cached destination vanished before a refresh");
-    {
-        RelayFixture f;
-        const auto id = f.midi.addDestination("IAC Bus 1");
-        ASSERT_TRUE(f.relay.start());
-        f.relay.refreshDestinations();
-        f.midi.removeDestination(id);
-        f.relay.sendProgramChange(3, 1);
-        EXPECT_TRUE(f.console.contains("[MIDIRelay] MIDISend failed: -10842"));
     }
 }
 

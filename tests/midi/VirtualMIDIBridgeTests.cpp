@@ -14,27 +14,13 @@
 namespace tessiva {
 namespace {
 
-struct LoggedEvent {
-    std::string title;
-    std::string detail;
-    bool operator==(const LoggedEvent&) const = default;
-};
+using Logged = std::vector<std::pair<std::string, std::string>>;  // title, detail
 
-class BridgeFixture {
-  public:
-    BridgeFixture() {
-        token = center.addObserver(kDebugEventNotification, [this](const Notification& n) {
-            logged.push_back(LoggedEvent{n.userInfo.string("title").value_or(""),
-                                         n.userInfo.string("detail").value_or("")});
-        });
-    }
+struct BridgeFixture {
     std::vector<std::vector<int>> emitted() const {
         std::vector<std::vector<int>> result;
-        for (const auto& message : midi.emittedMessages()) {
-            EXPECT_EQ(message.sourceName, "Tessiva MIDI");
-            EXPECT_EQ(message.clientName, "Tessiva Focus Virtual MIDI");
+        for (const auto& message : midi.emittedMessages())
             result.emplace_back(message.bytes.begin(), message.bytes.end());
-        }
         return result;
     }
 
@@ -43,8 +29,12 @@ class BridgeFixture {
     CapturingConsole console;
     SimulatedMIDIService midi;
     VirtualMIDIBridge bridge{midi, center, console};
-    ObserverToken token;
-    std::vector<LoggedEvent> logged;
+    Logged logged;
+    ObserverToken token =
+        center.addObserver(kDebugEventNotification, [this](const Notification& n) {
+            logged.emplace_back(n.userInfo.string("title").value_or(""),
+                                n.userInfo.string("detail").value_or(""));
+        });
 };
 
 TEST(VirtualMIDIBridge, StartCreatesTheNamedSourceAndSaysSo) {
@@ -58,7 +48,7 @@ TEST(VirtualMIDIBridge, StartCreatesTheNamedSourceAndSaysSo) {
               (std::vector<std::string>{
                   "[VirtualMIDIBridge] Created virtual MIDI source: Tessiva MIDI"}));
     ASSERT_EQ(f.logged.size(), 1u);
-    EXPECT_EQ(f.logged[0].detail,
+    EXPECT_EQ(f.logged[0].second,
               "Created CoreMIDI source \u201cTessiva MIDI\u201d. Logic can receive mirrored iPad "
               "MIDI from this source while Tessiva Focus is running.");
     SCOPED_TRACE("starting again changes nothing");
@@ -78,7 +68,7 @@ TEST(VirtualMIDIBridge, CreationFailuresLeaveItUnstartedAndARetryCanSucceed) {
             f.console.lines(),
             (std::vector<std::string>{"[VirtualMIDIBridge] MIDIClientCreate failed: -10839"}));
         ASSERT_EQ(f.logged.size(), 1u);
-        EXPECT_EQ(f.logged[0].detail, "MIDIClientCreate failed with status -10839");
+        EXPECT_EQ(f.logged[0].second, "MIDIClientCreate failed with status -10839");
         EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
         EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
         EXPECT_EQ(f.console.count("Dropping mirrored MIDI"), 1u);  // said once, not per event
@@ -91,8 +81,9 @@ TEST(VirtualMIDIBridge, CreationFailuresLeaveItUnstartedAndARetryCanSucceed) {
         f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, -10831);
         EXPECT_FALSE(f.bridge.start());
         EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDISourceCreate failed: -10831"));
-        ASSERT_EQ(f.logged.size(), 1u);
-        EXPECT_EQ(f.logged[0].detail, "MIDISourceCreate failed with status -10831");
+        EXPECT_EQ(
+            f.logged,
+            (Logged{{"Virtual MIDI source failed", "MIDISourceCreate failed with status -10831"}}));
         f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, 0);
         EXPECT_TRUE(f.bridge.start());
         EXPECT_EQ(f.midi.clientNames().size(), 1u);  // the client was kept
@@ -118,7 +109,6 @@ TEST(VirtualMIDIBridge, SendEmitsTheTableBytesAndCountsQuietly) {
                                                           {0xD3, 40},
                                                           {0xE4, 0, 64},
                                                           {0x9F, 127, 127}}));
-    EXPECT_EQ(f.bridge.mirroredEventCount(), 7u);
     EXPECT_EQ(f.console.lines(),
               (std::vector<std::string>{"[VirtualMIDIBridge] Mirrored MIDI active: 1 events sent. "
                                         "latest=noteOn channel=1 data1=60 data2=100"}));
@@ -126,6 +116,7 @@ TEST(VirtualMIDIBridge, SendEmitsTheTableBytesAndCountsQuietly) {
     SCOPED_TRACE("then every 250th event, and nothing in the event log");
     for (int i = 7; i < 500; ++i)
         f.bridge.send(MIDIEventKind::controlChange, 0, 1, i % 128);
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 500u);
     EXPECT_EQ(f.console.lines().size(), 3u);
     EXPECT_EQ(f.console.lines()[1],
               "[VirtualMIDIBridge] Mirrored MIDI active: 250 events sent. latest=controlChange "
@@ -143,32 +134,31 @@ TEST(VirtualMIDIBridge, SendFailuresAreLoggedPerEventAndDoNotStopTheBridge) {
     f.midi.setFailure(SimulatedMIDIOperation::emit, -10838);
     EXPECT_FALSE(f.bridge.send(MIDIEventKind::programChange, 9, 12, 0));
     EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDIReceived failed: -10838"));
-    ASSERT_EQ(f.logged.size(), 1u);
-    EXPECT_EQ(f.logged[0], (LoggedEvent{"Virtual MIDI send failed",
-                                        "MIDIReceived failed with status -10838 for programChange "
-                                        "channel=10 data1=12 data2=0"}));
+    EXPECT_EQ(f.logged, (Logged{{"Virtual MIDI send failed",
+                                 "MIDIReceived failed with status -10838 for programChange "
+                                 "channel=10 data1=12 data2=0"}}));
     EXPECT_EQ(f.bridge.mirroredEventCount(), 0u);
     f.midi.setFailure(SimulatedMIDIOperation::emit, 0);
     EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 0, 1, 1));
     EXPECT_EQ(f.bridge.mirroredEventCount(), 1u);
 }
 
-TEST(VirtualMIDIBridge, MirrorNormalisesWireValuesAndLogsUnsupportedTypes) {
+// The wire names and values are read as MirroredMIDIEventTests shows; here, what mirror() does
+// with the outcome.
+TEST(VirtualMIDIBridge, MirrorSendsWhatDecodesAndLogsUnsupportedTypes) {
     BridgeFixture f;
     ASSERT_TRUE(f.bridge.start());
     f.logged.clear();
     f.console.clear();
     EXPECT_TRUE(f.bridge.mirror(" Note_On ", 0, 200, -5));
-    EXPECT_TRUE(f.bridge.mirror("PITCH-BEND", 20, 0, 64));
     EXPECT_FALSE(f.bridge.mirror("poly_pressure", 3, 60, 70));
-    EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 127, 0}, {0xEF, 0, 64}}));
-    EXPECT_EQ(f.logged, (std::vector<LoggedEvent>{
-                            {"Mirrored MIDI skipped",
-                             "Unsupported mirrored MIDI type poly_pressure. channel=3 data1=60 "
-                             "data2=70"}}));
+    EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 127, 0}}));
+    EXPECT_EQ(f.logged, (Logged{{"Mirrored MIDI skipped",
+                                 "Unsupported mirrored MIDI type poly_pressure. channel=3 data1=60 "
+                                 "data2=70"}}));
     EXPECT_TRUE(f.console.contains(
         "[VirtualMIDIBridge] Unsupported mirrored MIDI type poly_pressure. channel=3"));
-    EXPECT_EQ(f.bridge.mirroredEventCount(), 2u);
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 1u);
 }
 
 // Decoding and sending run on the mirrored-MIDI queue for every datagram, console lines included.
@@ -186,8 +176,7 @@ TEST(VirtualMIDIBridge, DecodeAndSendAllocateNothing) {
     {
         test::AllocationCounter counter;
         for (int i = 0; i < 600; ++i) {
-            auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000");
-            if (result.event)
+            if (auto result = decodeMirroredMIDIEvent(arguments, "127.0.0.1:50000"); result.event)
                 bridge.send(*result.event);
         }
         allocations = counter.count();

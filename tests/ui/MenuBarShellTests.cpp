@@ -9,9 +9,6 @@
 
 #include "ShellRig.h"
 #include "app/LearnModeStore.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingStore.h"
-#include "midi/MIDIRelay.h"
 #include "ui/EventsWindow.h"
 #include "ui/MappingsWindow.h"
 #include "ui/SetupGuideWindow.h"
@@ -34,10 +31,7 @@ TEST(MenuBarShell, EveryMenuItemReachesItsOperation) {
     MenuBarController& controller = rig.start();
     bool quitRequested = false;
     controller.onQuitRequested = [&] { quitRequested = true; };
-    ASSERT_TRUE(controller.mappingStore()
-                    .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
-                                                   std::nullopt, 3, "Bass"})
-                    .ok());
+    rig.mapRow(2, 17, 3, "Bass");
 
     struct Case {
         std::string item;
@@ -105,24 +99,10 @@ TEST(MenuBarShell, WithoutATrayTheMenuOpensFromASmallWindow) {
     EXPECT_EQ(button->menu(), &rig.shell->statusMenu().menu());
 }
 
-TEST(MenuBarShell, StatusLinesFollowTheCoordinator) {
-    ShellRig rig;
-    rig.start();
-    EXPECT_NE(menuAction(rig, "Tessiva: iPad disconnected").text(), "");
-    EXPECT_NE(rig.shell->statusMenu().action("Logic: Running • Project: Song"), nullptr);
-    rig.logic.setProjectName("Cue");
-    rig.scheduler.advance(3.0);
-    EXPECT_NE(rig.shell->statusMenu().action("Logic: Running • Project: Cue"), nullptr);
-    EXPECT_EQ(rig.shell->statusMenu().action("Logic: Running • Project: Song"), nullptr);
-}
-
 TEST(MenuBarShell, ClearAllMappingsAsksFirst) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
-    ASSERT_TRUE(controller.mappingStore()
-                    .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
-                                                   std::nullopt, 3, "Bass"})
-                    .ok());
+    rig.mapRow(2, 17, 3, "Bass");
     for (const char* button : {"Cancel", "Clear"}) {
         SCOPED_TRACE(button);
         QString shownText;
@@ -177,30 +157,28 @@ TEST(MenuBarShell, FailedLoadsAndSavesShowTheirAlerts) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     const fs::path loaded = controller.mappingStore().fileURL();
-    {
-        std::ofstream broken(rig.folder / "Broken.json");
-        broken << "{not json";
-    }
-    QString title;
-    QString text;
-    auto capture = [&](QWidget* dialog) {
-        auto* box = static_cast<QMessageBox*>(dialog);
-        title = box->text();
-        text = box->informativeText();
-        box->accept();
-    };
-    whenDialogShows("profileAlert", capture);
-    controller.loadMappingsFrom(rig.folder / "Broken.json");
-    EXPECT_EQ(title, "Failed to load mappings");
-    EXPECT_TRUE(text.startsWith("The selected mappings profile could not be opened.\n\nError: "));
-    EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
-
+    std::ofstream(rig.folder / "Broken.json") << "{not json";
     fs::create_directories(rig.folder / "Blocked.json" / "inside");
-    whenDialogShows("profileAlert", capture);
-    controller.saveMappingsAs(rig.folder / "Blocked.json");
-    EXPECT_EQ(title, "Failed to save mappings");
-    EXPECT_TRUE(text.startsWith("The mappings profile could not be written.\n\nError: "));
-    EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"Failed to load mappings",
+         [&] { controller.loadMappingsFrom(rig.folder / "Broken.json"); }},
+        {"Failed to save mappings",
+         [&] { controller.saveMappingsAs(rig.folder / "Blocked.json"); }},
+    };
+    for (const auto& [expected, act] : cases) {
+        QString title;
+        QString text;
+        whenDialogShows("profileAlert", [&](QWidget* dialog) {
+            auto* box = static_cast<QMessageBox*>(dialog);
+            title = box->text();
+            text = box->informativeText();
+            box->accept();
+        });
+        act();
+        EXPECT_EQ(title, expected);
+        EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
+        EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
+    }
 }
 
 TEST(MenuBarShell, RecallPromptAnswersEachButton) {
@@ -218,10 +196,7 @@ TEST(MenuBarShell, RecallPromptAnswersEachButton) {
         rig.writeProfile("Cue.json", 3, 30);
         MenuBarController& controller = rig.start();
         ASSERT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
-        ASSERT_TRUE(controller.mappingStore()
-                        .setMIDIMapping(4, MIDIMapping{MappingEventType::programChange, 44,
-                                                       std::nullopt, 1, "Drums"})
-                        .ok());
+        rig.mapRow(4, 44, 1, "Drums");
         QString title;
         whenDialogShows("recallAlert", [&](QWidget* dialog) {
             title = static_cast<QMessageBox*>(dialog)->text();
@@ -230,6 +205,7 @@ TEST(MenuBarShell, RecallPromptAnswersEachButton) {
         rig.logic.setProjectName("Cue");
         rig.scheduler.advance(5.0);
         EXPECT_EQ(title, "Saved mappings found for Cue");
+        EXPECT_NE(rig.shell->statusMenu().action("Logic: Running • Project: Cue"), nullptr);
         EXPECT_EQ(controller.mappingStore().fileURL().filename(), test.loadedAfter);
         const auto song = MappingProfileFile::read(rig.folder / "Song.json");
         ASSERT_TRUE(song.snapshot.has_value());

@@ -16,6 +16,7 @@
 #include "app/AppDelegate.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileFile.h"
+#include "mapping/MappingStore.h"
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
@@ -46,26 +47,24 @@ inline QApplication& testApplication() {
 inline void whenDialogShows(const QString& objectName, std::function<void(QWidget*)> answer) {
     auto* timer = new QTimer;
     auto ticks = std::make_shared<int>(0);
-    timer->setInterval(5);
     QObject::connect(timer, &QTimer::timeout, [timer, ticks, objectName, answer] {
         QWidget* modal = QApplication::activeModalWidget();
-        if (modal && modal->objectName() == objectName) {
-            timer->stop();
-            timer->deleteLater();
+        const bool shown = modal && modal->objectName() == objectName;
+        if (!shown && ++*ticks <= 400)
+            return;
+        timer->stop();
+        timer->deleteLater();
+        if (shown) {
             answer(modal);
-        } else if (++*ticks > 400) {
-            timer->stop();
-            timer->deleteLater();
-            // Another dialog is waiting for an answer nobody will give: close it so the test
-            // fails instead of hanging.
-            if (auto* other = qobject_cast<QDialog*>(modal)) {
-                ADD_FAILURE() << "expected dialog " << objectName.toStdString() << ", got "
-                              << other->objectName().toStdString();
-                other->reject();
-            }
+        } else if (auto* other = qobject_cast<QDialog*>(modal)) {
+            // Another dialog waits for an answer nobody will give: close it so the test fails
+            // instead of hanging.
+            ADD_FAILURE() << "expected dialog " << objectName.toStdString() << ", got "
+                          << other->objectName().toStdString();
+            other->reject();
         }
     });
-    timer->start();
+    timer->start(5);
 }
 
 // Types the path into the panel's name field and presses its default button. Typing, because
@@ -143,6 +142,16 @@ class ShellRig {
     }
 
     MenuBarController& controller() { return delegate->menuBarController(); }
+
+    // A Program Change row, as the Mappings window or Add Tracks would make it.
+    void mapRow(int row, int programChange, int channel, const std::string& name) {
+        ASSERT_TRUE(
+            controller()
+                .mappingStore()
+                .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, programChange,
+                                                 std::nullopt, channel, name})
+                .ok());
+    }
 
     std::size_t logCount(const std::string& title) {
         std::size_t count = 0;

@@ -15,16 +15,12 @@
 
 #include "ShellRig.h"
 #include "autoassign/AutoAssignCoordinator.h"
-#include "autoassign/EstimatedAutoAssignReview.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingStore.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "ui/BankDragDrop.h"
 #include "ui/EventsWindow.h"
 #include "ui/MappingsWindow.h"
 #include "ui/ReviewWindow.h"
 #include "ui/SetupGuideWindow.h"
-#include "ui/ShellScreenshots.h"
 #include "ui/StatusMenu.h"
 
 namespace tessiva {
@@ -32,17 +28,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// "Bass" names two banks exactly, so auto assign leaves that row for the review.
 RemoteWorkspaceSnapshot workspace() {
     RemoteWorkspaceSnapshot snapshot;
     snapshot.workspaceUUID = "W1";
     snapshot.workspaceName = "Template";
-    RemoteWorkspaceBank keys{"B-PIANO", "Grand Piano", std::nullopt, std::nullopt, "Keys", 4,
-                             {},        std::nullopt};
-    RemoteWorkspaceBank bass{"B-BASS", "Bass", std::nullopt, std::nullopt,
-                             "Rhythm", 4,      {},           std::nullopt};
-    RemoteWorkspaceBank bassFingered{"B-BASS2", "Bass", std::nullopt, std::nullopt,
-                                     "Low",     4,      {},           std::nullopt};
-    snapshot.sections = {{"Keys", {keys}}, {"Rhythm", {bass}}, {"Low", {bassFingered}}};
+    for (const auto& [uuid, name, section] : {std::tuple{"B-PIANO", "Grand Piano", "Keys"},
+                                              {"B-BASS", "Bass", "Rhythm"},
+                                              {"B-BASS2", "Bass", "Low"}}) {
+        snapshot.sections.push_back(
+            {section, {{uuid, name, std::nullopt, std::nullopt, section, 4, {}, std::nullopt}}});
+    }
     return snapshot;
 }
 
@@ -133,13 +129,9 @@ TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
     // loaded: the automatic repair never saw the insertion, so only a reconcile can move them.
     rig.logic.insertTrack(0, "Click");
     rig.scheduler.advance(3.0);
-    for (int row = 2; row <= 4; ++row) {
-        const std::string name = row == 2 ? "Bass" : row == 3 ? "Drums" : "Strings";
-        ASSERT_TRUE(controller.mappingStore()
-                        .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, row,
-                                                         std::nullopt, 1, name})
-                        .ok());
-    }
+    rig.mapRow(2, 2, 1, "Bass");
+    rig.mapRow(3, 3, 1, "Drums");
+    rig.mapRow(4, 4, 1, "Strings");
     MappingsWindow& window = rig.shell->mappingsWindow();
     window.show();
     window.reconcileButton().click();
@@ -159,11 +151,7 @@ TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
 TEST(ShellWindows, ReviewWindowStepsAndApplies) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
-    // "Bass" names two banks exactly: auto assign leaves it for the review.
-    ASSERT_TRUE(controller.mappingStore()
-                    .setMIDIMapping(
-                        2, MIDIMapping{MappingEventType::programChange, 1, std::nullopt, 1, "Bass"})
-                    .ok());
+    rig.mapRow(2, 1, 1, "Bass");
     publish(rig, workspace());
     controller.autoAssign().runAutoAssign();
     ASSERT_EQ(controller.autoAssign().pendingEstimatedAutoAssignMatches()->size(), 1u);
@@ -202,10 +190,7 @@ TEST(ShellWindows, FirstRunCreatesTheProjectProfile) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     ASSERT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
-    ASSERT_TRUE(controller.mappingStore()
-                    .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
-                                                   std::nullopt, 3, "Bass"})
-                    .ok());
+    rig.mapRow(2, 17, 3, "Bass");
     // The status line and the guide say what to do.
     EXPECT_NE(rig.shell->statusMenu().action("Mappings: Tessiva Focus Mappings.json • No "
                                              "profile for Song yet"),
