@@ -57,26 +57,14 @@ TEST(OSCManager, ReusesOneConnectionPerEndpointAndDropsInvalidPorts) {
     EXPECT_EQ(OSCManager::endpointKey("127.0.0.1", 9000), "127.0.0.1:9000");
 }
 
-TEST(OSCManager, EchoesToTheConsoleByTheRules) {
-    {
-        Rig rig;
-        rig.manager.send("127.0.0.1", 9000, "/ping", {OSCArgument::int32(12111)});
-        rig.manager.sendPong("127.0.0.1", 9000, "Studio");
-        rig.manager.send("127.0.0.1", 9000, "/tessiva/midi/event", {OSCArgument::string("noteOn")});
-        rig.manager.send("127.0.0.1", 9000, "/tessiva/focus/device/name",
-                         {OSCArgument::string("Studio")});
-        rig.manager.send("127.0.0.1", 9000, "/tessiva/articulationset/import/end",
-                         {OSCArgument::string("T9"), OSCArgument::int32(4)});
-        EXPECT_EQ(rig.console.lines(),
-                  (std::vector<std::string>{
-                      "OSC TX: /tessiva/focus/device/name [s:Studio]",
-                      "OSC TX: /tessiva/articulationset/import/end [transferID=T9, chunks=4]"}));
-        // Silence on the console is not silence on the wire.
-        EXPECT_EQ(rig.transport.connections()[0]->sent().size(), 5u);
-    }
-    Rig loud({.logHeartbeatTraffic = true});
-    loud.manager.send("127.0.0.1", 9000, "/ping", {OSCArgument::int32(12111)});
-    EXPECT_EQ(loud.console.lines(), std::vector<std::string>{"OSC TX: /ping [i:12111]"});
+TEST(OSCManager, EchoesToTheConsoleByTheTransmitRules) {
+    Rig rig;
+    rig.manager.send("127.0.0.1", 9000, "/ping", {OSCArgument::int32(12111)});
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/focus/device/name", {OSCArgument::string("S")});
+    EXPECT_EQ(rig.console.lines(),
+              std::vector<std::string>{"OSC TX: /tessiva/focus/device/name [s:S]"});
+    // Silence on the console is not silence on the wire.
+    EXPECT_EQ(rig.transport.connections()[0]->sent().size(), 2u);
 }
 
 TEST(OSCManager, SendErrorIsLoggedTwiceAndEvictsSoTheNextSendReconnects) {
@@ -161,14 +149,6 @@ TEST(OSCManager, ConcurrentSendersAndEvictionsKeepOneConnectionPerEndpoint) {
     }
     EXPECT_EQ(sent, static_cast<std::size_t>(kThreads * kSends));
     EXPECT_LE(rig.manager.connectionCount(), 5u);
-
-    for (std::uint16_t port = 9000; port < 9005; ++port)
-        rig.manager.send("127.0.0.1", port, "/x", {});
-    EXPECT_EQ(rig.manager.connectionCount(), 5u);
-    const std::size_t made = rig.transport.connections().size();
-    for (std::uint16_t port = 9000; port < 9005; ++port)
-        rig.manager.send("127.0.0.1", port, "/x", {});
-    EXPECT_EQ(rig.transport.connections().size(), made);
 }
 
 TEST(OSCManager, PongCarriesTheTrimmedNameAndTheDeviceNameFallsBackToMac) {
@@ -181,12 +161,14 @@ TEST(OSCManager, PongCarriesTheTrimmedNameAndTheDeviceNameFallsBackToMac) {
     EXPECT_EQ(sent[0], encodeMessage("/pong", {OSCArgument::string("Studio Mac")}));
     EXPECT_EQ(sent[1], encodeMessage("/pong", {}));
     EXPECT_EQ(sent[2], encodeMessage("/pong", {}));
+    EXPECT_EQ(rig.console.lines(),
+              (std::vector<std::string>{"OSC TX: /pong [s:Studio Mac]", "OSC TX: /pong []",
+                                        "OSC TX: /pong []"}));
 
     EXPECT_EQ(OSCManager::localDeviceName({" Studio Mac\n", "studio.local"}), "Studio Mac");
     EXPECT_EQ(OSCManager::localDeviceName({std::nullopt, " studio "}), "studio");
     EXPECT_EQ(OSCManager::localDeviceName({"\xC2\xA0", "studio"}), "Mac");
     EXPECT_EQ(OSCManager::localDeviceName({std::nullopt, std::nullopt}), "Mac");
-    EXPECT_FALSE(OSCManager::localDeviceName().empty());
 }
 
 TEST(OSCManager, DestructionCancelsOpenConnections) {
