@@ -5,6 +5,7 @@
 #include "osc/MirroredMIDISink.h"
 #include "osc/RemoteWorkspaceSnapshot.h"
 #include "osc/StoredPeerEndpoint.h"
+#include "osc/WorkspaceSnapshotChunkAssembler.h"
 #include "osc/link/LinkRequest.h"
 
 namespace tessiva {
@@ -352,6 +353,17 @@ TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
     EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
                            "Workspace \"Strings\" with 1 sections and 1 banks from " + kSender));
     EXPECT_TRUE(rig.manager->snapshotThrottle().lastReceivedDate().has_value());
+
+    SCOPED_TRACE("chunks out of order are reassembled and published once, when complete");
+    auto parts = splitIntoChunks(kSnapshot, 2);
+    rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(1), i(2), s(parts.at(1))});
+    EXPECT_EQ(published.size(), 2u);
+    rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(0), i(2), s(parts.at(0))});
+    EXPECT_EQ(published.size(), 3u);
+    EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
+                           "Reassembled workspace contains 1 sections and 1 banks. "
+                           "workspace=\"Strings\" from " +
+                               kSender));
 }
 
 TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheActiveEndpoint) {

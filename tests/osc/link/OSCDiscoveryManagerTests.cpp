@@ -88,6 +88,9 @@ TEST(OSCDiscoveryManager, SecondIPadIsRejectedUntilTheFirstTimesOut) {
 
     SCOPED_TRACE("no take-over");
     rig.ping(kOther, "Other iPad");
+    EXPECT_TRUE(rig.logged("OSC iPad peer rejected",
+                           "Rejected 127.0.0.1:53001 because active peer 127.0.0.1:53000 is "
+                           "already connected."));
     EXPECT_TRUE(rig.sent("/pong").empty());
     EXPECT_EQ(manager.activePeerID(), "127.0.0.1:53000");
 
