@@ -271,6 +271,10 @@ TEST(InboundDispatch, RequestsReachTheHandlerTypedAndArePostedByName) {
     ASSERT_EQ(rig.sent("/tessiva/workspace/snapshot/request").size(), 1u);
     EXPECT_EQ(rig.sent("/tessiva/workspace/snapshot/request")[0].port, kIPad);
     EXPECT_EQ(rig.countTitle("OSC inactive peer contact ignored"), 0u) << rig.eventsText();
+    // A port of that host the iPad never sent from is still another iPad.
+    rig.from(kOther, "/tessiva/device/name", {s("Other")});
+    EXPECT_EQ(rig.countTitle("Tessiva device name ignored"), 1u);
+    EXPECT_EQ(rig.manager->peerDeviceName(), "Renamed iPad");
 }
 
 TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {

@@ -99,6 +99,8 @@ TEST(OSCDiscoveryManager, SecondIPadIsRejectedUntilTheFirstTimesOut) {
     rig.from(kIPad, "/tessiva/device/name", {s(" Renamed ")});
     EXPECT_EQ(manager.peerDeviceName(), "Renamed");
     EXPECT_EQ(manager.peers().activePeer()->deviceName, "Renamed");
+    EXPECT_TRUE(rig.logged("Tessiva device name received",
+                           "Received iPad device name \"Renamed\" from 127.0.0.1:53000"));
     rig.scheduler.advance(19.9);
     rig.ping(kOther);  // rejected; re-arms nothing
     EXPECT_EQ(manager.activePeerID(), "127.0.0.1:53000");
