@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 
 #include "osc/OSCCodec.h"
 
@@ -10,6 +9,7 @@ namespace tessiva {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+using namespace std::string_view_literals;
 
 Bytes bytes(std::string_view text) {
     return Bytes(text.begin(), text.end());
@@ -22,7 +22,6 @@ TEST(OSCCodec, EncodesTheWireFormByteForByte) {
 
     // An address of a multiple of 4 bytes gets a full word of NULs; no arguments still carry ",".
     EXPECT_EQ(encodeMessage("/abc", {}), (Bytes{'/', 'a', 'b', 'c', 0, 0, 0, 0, ',', 0, 0, 0}));
-    EXPECT_EQ(encodeMessage("/abcdefg", {}).size(), 16u);
     EXPECT_EQ(encodeMessage("/ab", {}), (Bytes{'/', 'a', 'b', 0, ',', 0, 0, 0}));
 
     // An empty string is one NUL and three pad bytes.
@@ -107,19 +106,14 @@ TEST(OSCCodec, DecodesArgumentsAndRefusesEveryFault) {
               (std::vector<OSCArgument>{OSCArgument::string("req-1"), OSCArgument::int32(7),
                                         OSCArgument::string("BANK")}));
 
-    // A blob tag is not ours to read, whatever follows it.
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,sb\0x\0\0\0", 12)));
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,b\0\0", 8)));
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,b\0\0\0\x0F\x42\x40", 12)));
-    // Faults: tags without ',', an empty address, truncated i/f/s arguments.
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0si\0\0", 8)));
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0", 4)));  // no type-tag string
-    EXPECT_EQ(decodeAddress(std::string_view("\0\0\0\0,\0\0\0", 8)), "");
-    EXPECT_FALSE(stringArguments(std::string_view("\0\0\0\0,s\0\0x\0\0\0", 12)));
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,i\0\0\0\0\0", 11)));
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,f\0\0\0", 9)));
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,s\0\0ab\0", 11)));    // pad missing
-    EXPECT_FALSE(stringArguments(std::string_view("/a\0\0,ss\0x\0\0\0", 12)));  // second one gone
+    // Faults: a blob tag (not ours to read, whatever follows it), tags without ',', no type-tag
+    // string, an empty address, truncated i/f/s arguments, a missing pad, a second string gone.
+    for (std::string_view bad :
+         {"/a\0\0,sb\0x\0\0\0"sv, "/a\0\0,b\0\0"sv, "/a\0\0,b\0\0\0\x0F\x42\x40"sv,
+          "/a\0\0si\0\0"sv, "/a\0\0"sv, "\0\0\0\0,s\0\0x\0\0\0"sv, "/a\0\0,i\0\0\0\0\0"sv,
+          "/a\0\0,f\0\0\0"sv, "/a\0\0,s\0\0ab\0"sv, "/a\0\0,ss\0x\0\0\0"sv})
+        EXPECT_FALSE(stringArguments(bad)) << bad.size();
+    EXPECT_EQ(decodeAddress("\0\0\0\0,\0\0\0"sv), "");
     EXPECT_FALSE(decodeAddress(std::string_view("abc", 3)));
     EXPECT_FALSE(decodeAddress(std::string_view("", 0)));
     EXPECT_FALSE(decodeArguments(std::string_view("/a\0\0,ix\0\0\0\0\0", 12)));
@@ -146,36 +140,16 @@ TEST(OSCCodec, DecodesArgumentsAndRefusesEveryFault) {
     EXPECT_FALSE(firstNonEmptyStringArgument(std::string_view("/a\0\0,si\0name\0\0\0\0\0", 17)));
 }
 
-TEST(OSCCodec, RoundTripsRandomMessages) {
-    std::mt19937 random(12111);
-    const std::vector<std::string> texts = {"", "a", "abc", "abcd", "Flöte", "🎻 Violins", "\t"};
-    for (int round = 0; round < 500; ++round) {
-        std::vector<OSCArgument> arguments;
-        const int count = static_cast<int>(random() % 7);
-        for (int i = 0; i < count; ++i) {
-            switch (random() % 3) {
-                case 0:
-                    arguments.push_back(OSCArgument::int32(static_cast<std::int32_t>(random())));
-                    break;
-                case 1:
-                    arguments.push_back(OSCArgument::string(texts[random() % texts.size()]));
-                    break;
-                default:
-                    arguments.push_back(OSCArgument::float32(static_cast<float>(random()) / 7.0f));
-                    break;
-            }
-        }
-        const std::string address = "/tessiva/" + texts[random() % texts.size()];
-        const auto encoded = encodeMessage(address, arguments);
-        ASSERT_EQ(encoded.size() % 4, 0u);
-        ASSERT_EQ(decodeAddress(encoded), address);
-        ASSERT_EQ(decodeArguments(encoded), arguments);
-        // Any truncation at a word boundary is refused (a message always ends on one).
-        if (!arguments.empty()) {
-            const auto cut = OSCBytes(encoded).first(encoded.size() - 4);
-            ASSERT_FALSE(decodeArguments(cut));
-        }
-    }
+TEST(OSCCodec, RoundTripsEveryKindAndRefusesEveryWordTruncation) {
+    const std::vector<OSCArgument> arguments = {
+        OSCArgument::int32(-7), OSCArgument::string(""), OSCArgument::float32(0.1f),
+        OSCArgument::string("🎻 Violins"), OSCArgument::string("abcd")};
+    const auto encoded = encodeMessage("/tessiva/Flöte", arguments);
+    EXPECT_EQ(decodeAddress(encoded), "/tessiva/Flöte");
+    EXPECT_EQ(decodeArguments(encoded), arguments);
+    // A message always ends on a word boundary, so any shorter whole-word prefix is incomplete.
+    for (std::size_t size = 4; size < encoded.size(); size += 4)
+        EXPECT_FALSE(decodeArguments(OSCBytes(encoded).first(size))) << size;
 }
 
 TEST(OSCCodec, DescribesArgumentsAndHeartbeatAddresses) {

@@ -5,17 +5,12 @@
 #include <future>
 #include <thread>
 
-#include "LinkRig.h"
 #include "osc/link/FloodLogLimiter.h"
 #include "osc/link/LifetimeGuard.h"
-#include "osc/link/LinkRequest.h"
 
 namespace tessiva {
 namespace {
 
-using testing::i;
-using testing::LinkRig;
-using testing::s;
 using Line = FloodLogLimiter::Line;
 
 TEST(FloodLogLimiter, TheFirstLineIsWrittenAndTheRestAreCountedOnce) {
@@ -75,67 +70,6 @@ TEST(LifetimeGuard, CloseWaitsForRunningWorkAndStopsLaterWork) {
     LifetimeGuard inner;
     inner.wrap([&] { inner.close(); })();
     EXPECT_FALSE(inner.isOpen());
-}
-
-class RecordingRequests final : public LinkRequestHandler {
-  public:
-    void handleLinkRequest(const LinkRequest& request) override { requests.push_back(request); }
-    std::vector<LinkRequest> requests;
-};
-
-TEST(LinkRequests, TheActiveIPadsRequestsReachTheHandlerTypedWithTheirReplyEndpoint) {
-    LinkRig rig;
-    RecordingRequests handler;
-    rig.make().setLinkRequestHandler(&handler);
-    rig.started();
-    // The iPad listens on 53000 and sends from 61000.
-    rig.deliver("127.0.0.1", 61000, "/ping", {i(53000)});
-    rig.deliver("127.0.0.1", 61000, "/tessiva/bank/focus/learn",
-                {s("B-1"), s("Legato"), s("Strings"), s("G-1")});
-    rig.deliver("127.0.0.1", 61000, "/tessiva/navigation/direct/select", {s("R-1"), s("B-2")});
-    rig.receive("127.0.0.1", 53001, "/tessiva/navigation/direct/select", {s("R-2"), s("B-2")});
-
-    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    const BankLearnRequest learn{"B-1", "Legato", "Strings", "G-1", {}, {}, {}};
-    DirectNavigationRequest direct{"R-1", "B-2", std::nullopt};
-    ASSERT_EQ(handler.requests.size(), 2u);
-    EXPECT_EQ(handler.requests[0], (LinkRequest{iPad, learn}));
-    EXPECT_EQ(handler.requests[1], (LinkRequest{iPad, direct}));
-    EXPECT_EQ(userInfoFor(handler.requests[1]).integer("port"), 53000);
-    EXPECT_EQ(notificationNameFor(handler.requests[0].request),
-              OSCDiscoveryManager::kBankLearnRequested);
-}
-
-TEST(LinkRequests, DirectNavigationModeGoesOutOnConnectAndOnEveryChange) {
-    LinkRig rig;
-    auto& manager = rig.started();
-    rig.receive("127.0.0.1", 53000, "/ping", {i(53000)});
-    auto modes = [&] { return rig.sent("/tessiva/navigation/direct/mode"); };
-    ASSERT_EQ(modes().size(), 1u);  // on connect; its content is checked with the first ping
-
-    manager.setDirectNavigationMode({true, ""});
-    manager.setDirectNavigationMode({true, ""});  // unchanged: not sent again
-    rig.scheduler.runUntilIdle();
-    ASSERT_EQ(modes().size(), 2u);
-    EXPECT_EQ(modes()[1].arguments, (std::vector<OSCArgument>{i(1), s("")}));
-}
-
-TEST(PeerLink, AFloodFromTheActiveIPadKeepsOneHandshakeTimerAndStillTimesOut) {
-    LinkRig rig;
-    auto& manager = rig.started();
-    rig.receive("127.0.0.1", 53000, "/ping", {i(53000)});
-    const std::size_t before = rig.scheduler.pendingCount();
-    for (int n = 0; n < 2000; ++n) {
-        rig.deliver("127.0.0.1", 53000, "/tessiva/workspace/snapshot/chunk",
-                    {s("T-" + std::to_string(n)), i(0), i(2), s("{")});
-    }
-    rig.scheduler.runUntilIdle();
-    // One timer stays armed however many datagrams arrive, and it counts from the last one.
-    EXPECT_LE(rig.scheduler.pendingCount(), before + 1);
-    rig.scheduler.advance(19.0);
-    EXPECT_TRUE(manager.isHandshakeConnected());
-    rig.scheduler.advance(1.5);
-    EXPECT_FALSE(manager.isHandshakeConnected());
 }
 
 }  // namespace

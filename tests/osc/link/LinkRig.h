@@ -29,6 +29,16 @@ inline OSCArgument s(std::string text) {
 inline OSCArgument i(std::int32_t value) {
     return OSCArgument::int32(value);
 }
+template <typename... Arguments>
+std::vector<OSCArgument> args(Arguments... arguments) {
+    return {arguments...};
+}
+
+// The iPad most tests play, and a second one on the same host.
+constexpr const char* kHost = "127.0.0.1";
+constexpr std::uint16_t kIPad = 53000;
+constexpr std::uint16_t kOther = 53001;
+inline const std::string kSender = "127.0.0.1:53000";
 
 // One datagram the Mac sent, decoded.
 struct SentMessage {
@@ -87,6 +97,14 @@ struct LinkRig {
                  const std::vector<OSCArgument>& arguments) {
         deliver(host, port, address, arguments);
         scheduler.runUntilIdle();
+    }
+    // The iPad on 127.0.0.1 at `port` sends one message and the Mac handles it.
+    void from(std::uint16_t port, std::string_view address,
+              const std::vector<OSCArgument>& arguments) {
+        receive(kHost, port, address, arguments);
+    }
+    void ping(std::uint16_t port, std::string name = "Stage iPad") {
+        from(port, "/ping", {i(port), s(std::move(name))});
     }
     // What the Mac sent, decoded; only the messages to `address` when one is given.
     std::vector<SentMessage> sent(std::string_view address = {}) const {
