@@ -135,16 +135,6 @@ TEST_F(ProjectTrackerTest, RestoresTheFirstProjectsProfileOnceByExactName) {
               (std::vector<std::string>{"project-auto-restore", "project-change-settled-refresh"}));
 }
 
-TEST_F(ProjectTrackerTest, ALocalizedLogic12TitleRestoresItsProfile) {
-    writeProfile("Lied.json", 2, 11);
-    logic_.title = "Lied - Spuren";  // German Logic 12: no ".logicx", a translated window kind
-    tracker_->start();
-    scheduler_.advance(ProjectTracker::kInitialAutoRestoreDelay);
-    EXPECT_EQ(store_.fileURL(), folder_ / "Lied.json");
-    EXPECT_EQ(tracker_->loadedProfileProjectKey(), "lied");
-    EXPECT_EQ(tracker_->currentProjectKey(), "lied");
-}
-
 TEST_F(ProjectTrackerTest, NoExactFileMeansNothingLoadedAndNoRetryLater) {
     writeProfile("Other.json", 1, 1);
     logic_.title = "Song.logicx - Tracks";
