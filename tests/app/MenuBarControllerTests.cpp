@@ -1,20 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-
 #include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
-#include "app/LearnModeStore.h"
 #include "app/MenuCommandRunner.h"
 #include "app/SelectionStageRecorder.h"
-#include "app/TrackSelectionRouter.h"
-#include "logic/LogicObserver.h"
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
-#include "midi/MIDIDestinationStatusStore.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "platform/activation/ActivationEventSource.h"
@@ -30,17 +23,9 @@
 namespace tessiva {
 namespace {
 
-namespace fs = std::filesystem;
-
-class AnswerKeep final : public ProjectRecallAlert {
-  public:
-    ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
-        return ProjectRecallAnswer::keepCurrent;
-    }
-};
-
-// The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP.
-class CoordinatorRig {
+// The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP. A
+// project recall prompt is answered "keep current".
+class CoordinatorRig final : public ProjectRecallAlert {
   public:
     explicit CoordinatorRig(const std::string& project = "Song")
         : notifications(scheduler.mainQueue()),
@@ -51,7 +36,10 @@ class CoordinatorRig {
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
     }
-    ~CoordinatorRig() { delegate.reset(); }
+    ~CoordinatorRig() override { delegate.reset(); }
+    ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
+        return ProjectRecallAnswer::keepCurrent;
+    }
 
     void writeProfile(const std::string& name) {
         MappingProfileSnapshot snapshot;
@@ -71,12 +59,34 @@ class CoordinatorRig {
         options.localDeviceName = "Test Mac";
         delegate = std::make_unique<AppDelegate>(
             scheduler, notifications, console,
-            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, alert,
+            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, *this,
                              nullptr},
             options);
         delegate->applicationDidFinishLaunching();
         scheduler.advance(1.0);
         return delegate->menuBarController();
+    }
+
+    // Posts a request as a window would and lets it run.
+    void post(const std::string& name, UserInfo info = {}) {
+        notifications.post(name, std::move(info));
+        scheduler.runUntilIdle();
+    }
+    // Event-log entries whose title starts with `prefix`, as "title: detail".
+    std::vector<std::string> logged(const std::string& prefix) {
+        std::vector<std::string> lines;
+        for (const auto& entry : delegate->menuBarController().log().entries().value()) {
+            if (entry.title.rfind(prefix, 0) == 0)
+                lines.push_back(entry.title + ": " + entry.detail.value_or(""));
+        }
+        return lines;
+    }
+    bool loggedWith(const std::string& title, const std::string& part) {
+        for (const auto& line : logged(title)) {
+            if (line.rfind(title + ": ", 0) == 0 && line.find(part) != std::string::npos)
+                return true;
+        }
+        return false;
     }
 
     std::vector<std::string> stageTitles() {
@@ -97,7 +107,6 @@ class CoordinatorRig {
     InMemoryUserDefaults defaults;
     std::unique_ptr<ConnectionSoundPlayer> sound;
     ActivationEventSource activation;
-    AnswerKeep alert;
     std::unique_ptr<AppDelegate> delegate;
 };
 
@@ -138,122 +147,86 @@ TEST(MenuBarController, SelectionsFlowFromLogicThroughTheProjectGateToMIDI) {
     }
 }
 
-TEST(MenuBarController, MenuCommandsChangeStateAndTheMenuFollows) {
+TEST(MenuBarController, StateChangesReachTheMenu) {
     CoordinatorRig rig;
     MenuBarController& controller = rig.start();
     std::vector<std::vector<MenuItem>> published;
     controller.onMenuChanged = [&](const std::vector<MenuItem>& menu) {
         published.push_back(menu);
     };
-
-    auto menu = controller.menu();
-    EXPECT_EQ(menu[6].title, "Logic: Running • Project: Song");
+    EXPECT_EQ(controller.menu()[6].title, "Logic: Running • Project: Song");
     // Song has no profile of its own yet: the first-run item follows the status line.
-    EXPECT_EQ(menu[7].title, "Mappings: Tessiva Focus Mappings.json • No profile for Song yet");
-    EXPECT_EQ(menu[8].title, "Create Song.json from Current Mappings");
-    EXPECT_EQ(menu[1].title, "Tessiva: iPad disconnected");
+    EXPECT_EQ(controller.menu()[8].title, "Create Song.json from Current Mappings");
 
     controller.perform(MenuCommand::selectLearnModeOn);
-    EXPECT_EQ(controller.learnStore().mode(), LearnMode::learn);
     ASSERT_FALSE(published.empty());
     EXPECT_TRUE(MenuModel::find(published.back(), MenuCommand::selectLearnModeOn)->checked);
-
     controller.perform(MenuCommand::toggleLegacyMIDIControls);
-    EXPECT_EQ(rig.defaults.boolValue(kShowLegacyMIDIControlsDefaultsKey), true);
     EXPECT_TRUE(MenuModel::find(controller.menu(), MenuCommand::toggleLegacyMIDIControls)->checked);
 
     controller.saveMappingsAs(rig.folder / "Session A.json");
-    const auto afterSave = controller.menu();
-    const auto load = std::find_if(afterSave.begin(), afterSave.end(), [](const MenuItem& item) {
-        return item.title == "Load Mappings";
-    });
-    ASSERT_NE(load, afterSave.end());
-    const auto& recent = load->submenu;
-    ASSERT_GE(recent.size(), 2u);
-    EXPECT_EQ(recent[0].title, "Session A.json");
     EXPECT_EQ(controller.menu()[7].title, "Mappings: Session A.json • No profile for Song yet");
-
     // Windows do not exist yet: the command says what it would have opened.
     controller.perform(MenuCommand::showMappings);
     EXPECT_TRUE(rig.console.contains("The Mappings window would open here"));
 
     // The iPad's handshake reaches the status line.
-    rig.notifications.post(std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
-                           {{"connected", true}, {"remoteDeviceName", std::string("Studio iPad")}});
+    rig.post(std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
+             {{"connected", true}, {"remoteDeviceName", std::string("Studio iPad")}});
     EXPECT_EQ(controller.menu()[1].title, "Tessiva: iPad connected (Studio iPad)");
-
-    bool quit = false;
-    controller.onQuitRequested = [&] { quit = true; };
-    controller.perform(MenuCommand::quit);
-    EXPECT_TRUE(quit);
-}
-
-std::size_t loggedWithTitle(MenuBarController& controller, const std::string& prefix) {
-    std::size_t count = 0;
-    for (const auto& entry : controller.log().entries().value())
-        count += entry.title.rfind(prefix, 0) == 0;
-    return count;
 }
 
 TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
+    auto count = [&](const std::string& title) { return rig.logged(title).size(); };
 
     // Play: the row's mapping goes out at once, without the selection gates.
-    rig.notifications.post(kTriggerMappingPlaybackNotification,
-                           {{kMappingPlaybackRowKey, std::int64_t{2}}});
-    rig.scheduler.runUntilIdle();
+    rig.post(kTriggerMappingPlaybackNotification, {{kMappingPlaybackRowKey, std::int64_t{2}}});
     ASSERT_EQ(rig.midi.sentMessages().size(), 1u) << ::testing::PrintToString(rig.console.lines());
     EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
-    rig.notifications.post(kTriggerMappingPlaybackNotification);
-    rig.scheduler.runUntilIdle();
+    rig.post(kTriggerMappingPlaybackNotification);
     EXPECT_EQ(rig.midi.sentMessages().size(), 1u);
-    EXPECT_EQ(loggedWithTitle(controller, "Mapping playback skipped"), 1u);
+    EXPECT_EQ(count("Mapping playback skipped"), 1u);
 
     // Save: a changed mapping reaches the file.
     ASSERT_TRUE(controller.mappingStore()
                     .setMIDIMapping(4, MIDIMapping{MappingEventType::programChange, 40,
                                                    std::nullopt, 1, "Strings"})
                     .ok());
-    rig.notifications.post(kSaveMappingsRequestedNotification);
-    rig.scheduler.runUntilIdle();
+    rig.post(kSaveMappingsRequestedNotification);
     auto saved = MappingProfileFile::read(rig.folder / "Song.json");
     ASSERT_TRUE(saved.snapshot.has_value()) << saved.error;
     EXPECT_EQ(saved.snapshot->trackIndexToPC.at(4), 40);
 
     // Workspace refresh with no iPad linked: deferred to its next ping.
-    rig.notifications.post(kWorkspaceSnapshotRequestRequestedNotification);
-    rig.scheduler.runUntilIdle();
-    EXPECT_EQ(loggedWithTitle(controller, "Workspace refresh pending"), 1u);
+    rig.post(kWorkspaceSnapshotRequestRequestedNotification);
+    EXPECT_EQ(count("Workspace refresh pending"), 1u);
 
     // The AX flight recorder: decisions are logged only while it runs.
-    rig.notifications.post(kStartAXFlightRecorderNotification,
-                           {{kAXFlightRecorderSecondsKey, 30.0}});
-    rig.scheduler.runUntilIdle();
+    rig.post(kStartAXFlightRecorderNotification, {{kAXFlightRecorderSecondsKey, 30.0}});
     rig.logic.clickTrack(3);
     rig.scheduler.advance(1.0);
-    const std::size_t during = loggedWithTitle(controller, "AX flight decision");
+    const std::size_t during = count("AX flight decision");
     EXPECT_GT(during, 0u);
-    rig.notifications.post(kStopAXFlightRecorderNotification);
-    rig.scheduler.runUntilIdle();
+    rig.post(kStopAXFlightRecorderNotification);
     rig.logic.clickTrack(4);
     rig.scheduler.advance(1.0);
-    EXPECT_EQ(loggedWithTitle(controller, "AX flight decision"), during);
-    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder armed"), 1u);
-    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder stopped"), 1u);
+    EXPECT_EQ(count("AX flight decision"), during);
+    EXPECT_EQ(count("AX flight recorder armed"), 1u);
+    EXPECT_EQ(count("AX flight recorder stopped"), 1u);
 
     // The menu's burst arms the recorder for one second.
     controller.perform(MenuCommand::startAXCapture);
     rig.scheduler.advance(0.5);
     rig.logic.clickTrack(2);
     rig.scheduler.advance(0.7);
-    EXPECT_EQ(loggedWithTitle(controller, "AX flight recorder stopped"), 2u);
-    EXPECT_EQ(loggedWithTitle(controller, "AX flight interaction started"), 2u);
+    EXPECT_EQ(count("AX flight recorder stopped"), 2u);
+    EXPECT_EQ(count("AX flight interaction started"), 2u);
 
     // Clear empties the event log.
-    rig.notifications.post(kClearEventsLogNotification);
-    rig.scheduler.runUntilIdle();
+    rig.post(kClearEventsLogNotification);
     EXPECT_TRUE(controller.log().entries().value().empty());
 }
 
@@ -292,15 +265,6 @@ TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
 }
 
 TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
-    // The latest direct-navigation entry of the event log.
-    auto lastEntry = [](MenuBarController& controller) {
-        const auto& entries = controller.log().entries().value();
-        for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
-            if (it->title.rfind("Direct navigation", 0) == 0)
-                return it->title + ": " + it->detail.value_or("");
-        }
-        return std::string();
-    };
     const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
     auto map = [](MenuBarController& controller, int row, const std::string& name) {
         OSCBankFocusMapping mapping;
@@ -317,11 +281,9 @@ TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
         map(controller, 4, "Strings");
         controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-1", "B-1", {}}});
         rig.scheduler.advance(1.0);
-        EXPECT_NE(lastEntry(controller)
-                      .find("Direct navigation failed: Logic project song does "
-                            "not match the loaded mappings profile key"),
-                  std::string::npos)
-            << lastEntry(controller);
+        EXPECT_TRUE(rig.loggedWith("Direct navigation failed",
+                                   "Logic project song does not match the loaded mappings "
+                                   "profile key"));
         EXPECT_TRUE(rig.logic.selectedTrackNumbers().empty());
     }
     CoordinatorRig rig;
@@ -331,14 +293,14 @@ TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
     map(controller, 5, "Choir");
     controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-2", "B-9", {}}});
     rig.scheduler.advance(0.1);
-    EXPECT_EQ(lastEntry(controller),
+    EXPECT_EQ(rig.logged("Direct navigation").back(),
               "Direct navigation failed: No Logic track is mapped to bank B-9. requestID=R-2 "
               "bank=B-9");
 
     controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-3", "B-1", {}}});
     rig.scheduler.advance(2.0);
     EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{4}));
-    EXPECT_EQ(lastEntry(controller),
+    EXPECT_EQ(rig.logged("Direct navigation").back(),
               "Direct navigation confirmed: Logic's normal selection observer confirmed the mapped "
               "track. requestID=R-3 -> track 4");
     // Confirmed without any bank focus: the iPad already shows the bank.
@@ -421,35 +383,21 @@ TEST(MenuBarController, MenuItemsByTitleAnswerPromptsAndPanels) {
               std::string::npos);
 }
 
-}  // namespace
-}  // namespace tessiva
-
-namespace tessiva {
-namespace {
-
-bool loggedWith(MenuBarController& controller, const std::string& title, const std::string& part) {
-    for (const auto& entry : controller.log().entries().value()) {
-        if (entry.title == title && entry.detail.value_or("").find(part) != std::string::npos)
-            return true;
-    }
-    return false;
-}
-
 TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
     rig.scheduler.advance(3.0);
-    EXPECT_TRUE(loggedWith(controller, "Post-load structural baseline accepted",
-                           "5 visible Logic track name(s) after mappings profile load"));
+    EXPECT_TRUE(rig.loggedWith("Post-load structural baseline accepted",
+                               "5 visible Logic track name(s) after mappings profile load"));
     const MappingProfileSnapshot loaded = controller.mappingStore().snapshot();
 
     rig.logic.clickTrack(1);  // Piano, above the mapped Bass
     rig.scheduler.advance(1.0);
     rig.logic.pressDelete();
     rig.scheduler.advance(1.0);
-    EXPECT_TRUE(loggedWith(controller, "Structural edit context retained",
-                           "kind=deletion source=1 \"Piano\""));
+    EXPECT_TRUE(
+        rig.loggedWith("Structural edit context retained", "kind=deletion source=1 \"Piano\""));
     ASSERT_TRUE(controller.mappingStore().midiMapping(1));
     EXPECT_EQ(controller.mappingStore().midiMapping(1)->trackName, "Bass");
 
@@ -464,10 +412,9 @@ TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
 
     rig.logic.chooseMenuItem("Undo");
     rig.scheduler.advance(1.0);
+    EXPECT_TRUE(rig.loggedWith("Structural edit context retained", "reason=Logic undo command"));
     EXPECT_TRUE(
-        loggedWith(controller, "Structural edit context retained", "reason=Logic undo command"));
-    EXPECT_TRUE(loggedWith(controller, "Offset repair applied: deletion undo",
-                           "via contiguous deletion undo"));
+        rig.loggedWith("Offset repair applied: deletion undo", "via contiguous deletion undo"));
     EXPECT_EQ(controller.mappingStore().snapshot(), loaded);
 }
 

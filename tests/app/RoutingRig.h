@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,11 +21,12 @@
 #include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
-#include "runtime/UUID.h"
 #include "runtime/VirtualScheduler.h"
 #include "support/TempFolder.h"
 
 namespace tessiva {
+
+using SentOSC = std::vector<std::pair<std::string, std::vector<OSCArgument>>>;
 
 // The iPad as the routing sees it: a settable endpoint.
 class SettablePeerEndpoint final : public PeerEndpointProvider {
@@ -86,19 +85,13 @@ struct RoutingRig {
     }
 
     void mapPC(int row, const std::string& name, int pc, int channel = 1) {
-        MIDIMapping m;
-        m.programChange = pc;
-        m.channel = channel;
-        m.trackName = name;
-        ASSERT_TRUE(store.setMIDIMapping(row, m).ok());
+        ASSERT_TRUE(
+            store.setMIDIMapping(row, {MappingEventType::programChange, pc, {}, channel, name})
+                .ok());
     }
     void mapNote(int row, const std::string& name, int note, int channel = 1) {
-        MIDIMapping m;
-        m.eventType = MappingEventType::note;
-        m.note = note;
-        m.channel = channel;
-        m.trackName = name;
-        ASSERT_TRUE(store.setMIDIMapping(row, m).ok());
+        ASSERT_TRUE(
+            store.setMIDIMapping(row, {MappingEventType::note, {}, note, channel, name}).ok());
     }
     void mapBank(int row, const std::string& trackName, const std::string& bankUUID,
                  const std::string& bankName, std::optional<std::string> groupUUID = std::nullopt,
@@ -118,6 +111,13 @@ struct RoutingRig {
         scheduler.runUntilIdle();
     }
     void advance(double seconds) { scheduler.advance(seconds); }
+    // Forgets everything recorded so far.
+    void drain() {
+        takeStages();
+        takeLog();
+        takeMIDI();
+        takeOSC();
+    }
 
     // Stage lines ("title detail") recorded since the last call.
     std::vector<std::string> takeStages() {
@@ -151,8 +151,8 @@ struct RoutingRig {
         return bytes;
     }
     // OSC messages sent since the last call: address and arguments.
-    std::vector<std::pair<std::string, std::vector<OSCArgument>>> takeOSC() {
-        std::vector<std::pair<std::string, std::vector<OSCArgument>>> messages;
+    SentOSC takeOSC() {
+        SentOSC messages;
         for (const auto& sent : udp.sent()) {
             const std::string_view data(reinterpret_cast<const char*>(sent.bytes.data()),
                                         sent.bytes.size());
@@ -166,11 +166,13 @@ struct RoutingRig {
     std::uint64_t stageMark = 0;
 };
 
-inline std::vector<OSCArgument> bankFocusArgs(const std::string& kind, const std::string& uuid,
-                                              const std::string& track, const std::string& target,
-                                              int index, const std::string& last = "<none>") {
-    return {OSCArgument::string(kind),   OSCArgument::string(uuid), OSCArgument::string(track),
-            OSCArgument::string(target), OSCArgument::int32(index), OSCArgument::string(last)};
+// One bank focus message, as takeOSC() reports it.
+inline SentOSC bankFocus(const std::string& kind, const std::string& uuid, const std::string& track,
+                         const std::string& target, int index) {
+    return {
+        {"/tessiva/bank/focus",
+         {OSCArgument::string(kind), OSCArgument::string(uuid), OSCArgument::string(track),
+          OSCArgument::string(target), OSCArgument::int32(index), OSCArgument::string("<none>")}}};
 }
 
 }  // namespace tessiva
