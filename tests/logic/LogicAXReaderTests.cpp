@@ -19,23 +19,18 @@ struct Fixture {
     LogicAXReader reader;
 };
 
+// The Arrange outline scores 60 plus 25 for its rows; a shallower list named like the headers
+// but without header rows is passed over.
 TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
-    {
-        SCOPED_TRACE("the Arrange outline scores 60 plus 25 for its rows");
-        Fixture f;
-        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
-        EXPECT_EQ(search.element, f.logic.trackListElement());
-        EXPECT_EQ(search.score, 85);
-        EXPECT_TRUE(search.stoppedEarly);
-    }
-    {
-        SCOPED_TRACE("a shallower list named like the headers but without header rows is passed");
+    for (const bool decoy : {false, true}) {
+        SCOPED_TRACE(decoy);
         SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
-        options.decoyTracksHeaderTable = true;
+        options.decoyTracksHeaderTable = decoy;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
         EXPECT_EQ(search.element, f.logic.trackListElement());
         EXPECT_EQ(search.score, 85);
+        EXPECT_TRUE(search.stoppedEarly);
     }
 }
 

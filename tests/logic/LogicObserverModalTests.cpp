@@ -94,18 +94,6 @@ TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
 
 TEST(LogicObserverModal, GestureWindowsAndExtensions) {
     {
-        SCOPED_TRACE("a right click with no modal resumes after 3.0 s");
-        LogicObserverHarness h;
-        auto& observer = h.start();
-        h.logic.clickTrack(2, SimulatedClick::right);
-        h.scheduler.runUntilIdle();
-        h.scheduler.advance(2.99);
-        EXPECT_TRUE(observer.isQuarantined());
-        h.scheduler.advance(0.01);
-        EXPECT_FALSE(observer.isQuarantined());
-        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 1u);
-    }
-    {
         SCOPED_TRACE("repeated gestures only extend; an unconfirmed modal is given up after 30 s");
         LogicObserverHarness h;
         auto& observer = h.start();
