@@ -19,23 +19,18 @@ struct Fixture {
     LogicAXReader reader;
 };
 
+// The Arrange outline scores 60 plus 25 for its rows; a shallower list named like the headers
+// but without header rows is passed over.
 TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
-    {
-        SCOPED_TRACE("the Arrange outline scores 60 plus 25 for its rows");
-        Fixture f;
-        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
-        EXPECT_EQ(search.element, f.logic.trackListElement());
-        EXPECT_EQ(search.score, 85);
-        EXPECT_TRUE(search.stoppedEarly);
-    }
-    {
-        SCOPED_TRACE("a shallower list named like the headers but without header rows is passed");
+    for (const bool decoy : {false, true}) {
+        SCOPED_TRACE(decoy);
         SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
-        options.decoyTracksHeaderTable = true;
+        options.decoyTracksHeaderTable = decoy;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
         EXPECT_EQ(search.element, f.logic.trackListElement());
         EXPECT_EQ(search.score, 85);
+        EXPECT_TRUE(search.stoppedEarly);
     }
 }
 
@@ -65,36 +60,25 @@ TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
 TEST(LogicAXReader, SelectionReads) {
     Fixture f;
     const auto list = f.logic.trackListElement();
-    {
-        SCOPED_TRACE("nothing selected");
-        EXPECT_FALSE(f.reader.readSelection(list).has_value());
-    }
-    {
-        SCOPED_TRACE("an anchored read costs three attribute reads");
-        f.logic.clickTrack(5);
-        f.logic.resetAttributeReadCount();
-        EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{5, "T5"}));
-        EXPECT_EQ(f.logic.attributeReadCount(), 3u);
-    }
-    {
-        SCOPED_TRACE("with several rows selected the first listed wins");
-        f.logic.clickTrack(9, SimulatedClick::command);
-        f.logic.clickTrack(2, SimulatedClick::command);
-        EXPECT_EQ(f.logic.selectedTrackNumbers(), (std::vector<int>{2, 5, 9}));
-        EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{2, "T2"}));
-    }
-    {
-        SCOPED_TRACE("elements resolve to their header row");
-        EXPECT_EQ(f.reader.resolveToTrack(f.logic.nameFieldElement(4), 2),
-                  (TrackSelection{4, "T4"}));
-        EXPECT_FALSE(f.reader.resolveToTrack(f.logic.tempoSliderElement(), 2).has_value());
-    }
-    {
-        SCOPED_TRACE("without a list the focused row is used");
-        f.logic.focusTrack(11);
-        EXPECT_EQ(f.reader.readSelectionWithoutList(f.logic.applicationElementNow()),
-                  (TrackSelection{11, "T11"}));
-    }
+    // Nothing selected.
+    EXPECT_FALSE(f.reader.readSelection(list).has_value());
+    // An anchored read costs three attribute reads.
+    f.logic.clickTrack(5);
+    f.logic.resetAttributeReadCount();
+    EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{5, "T5"}));
+    EXPECT_EQ(f.logic.attributeReadCount(), 3u);
+    // With several rows selected the first listed wins.
+    f.logic.clickTrack(9, SimulatedClick::command);
+    f.logic.clickTrack(2, SimulatedClick::command);
+    EXPECT_EQ(f.logic.selectedTrackNumbers(), (std::vector<int>{2, 5, 9}));
+    EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{2, "T2"}));
+    // Elements resolve to their header row.
+    EXPECT_EQ(f.reader.resolveToTrack(f.logic.nameFieldElement(4), 2), (TrackSelection{4, "T4"}));
+    EXPECT_FALSE(f.reader.resolveToTrack(f.logic.tempoSliderElement(), 2).has_value());
+    // Without a list the focused row is used.
+    f.logic.focusTrack(11);
+    EXPECT_EQ(f.reader.readSelectionWithoutList(f.logic.applicationElementNow()),
+              (TrackSelection{11, "T11"}));
 }
 
 TEST(LogicAXReader, RowsAndWindowWalk) {

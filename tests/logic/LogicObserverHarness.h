@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,7 +51,7 @@ class LogicObserverHarness {
         int tracks = 10)
         : center(scheduler.mainQueue()), logic(scheduler.clock(), std::move(options)) {
         for (int i = 1; i <= tracks; ++i)
-            logic.addTrack(defaultName(i));
+            logic.addTrack("Track Name " + std::to_string(i));
         debugToken = center.addObserver(kDebugEventNotification, [this](const Notification& n) {
             debug.push_back({n.userInfo.string(kDebugEventTitleKey).value_or(""),
                              n.userInfo.string(kDebugEventDetailKey).value_or("")});
@@ -63,13 +65,12 @@ class LogicObserverHarness {
             });
     }
 
-    static std::string defaultName(int number) { return "Track Name " + std::to_string(number); }
     // After tracks 1-4: the stack "Strings" at 5 with Violins, Violas and Celli at 6-8, then
     // tracks 9...last.
     void addStringsStackAndTracksUpTo(int last) {
         logic.addStack("Strings", {"Violins", "Violas", "Celli"});
         for (int i = 9; i <= last; ++i)
-            logic.addTrack(defaultName(i));
+            logic.addTrack("Track Name " + std::to_string(i));
     }
 
     // Starts the observer and lets attachment, anchoring and the startup snapshot finish.
@@ -86,26 +87,17 @@ class LogicObserverHarness {
     }
 
     std::size_t countDebug(const std::string& title) const {
-        std::size_t count = 0;
-        for (const auto& entry : debug)
-            count += entry.title == title ? 1 : 0;
-        return count;
-    }
-    const DebugEntry* lastDebug(const std::string& title) const {
-        for (auto it = debug.rbegin(); it != debug.rend(); ++it) {
-            if (it->title == title)
-                return &*it;
-        }
-        return nullptr;
+        return std::count_if(debug.begin(), debug.end(),
+                             [&](const DebugEntry& e) { return e.title == title; });
     }
     // The detail of the latest entry titled `title`, or a marker no expected detail matches.
     std::string lastDetail(const std::string& title) const {
-        const auto* entry = lastDebug(title);
-        return entry ? entry->detail : "<no \"" + title + "\" entry>";
+        const auto it = std::find_if(debug.rbegin(), debug.rend(),
+                                     [&](const DebugEntry& e) { return e.title == title; });
+        return it != debug.rend() ? it->detail : "<no \"" + title + "\" entry>";
     }
     bool lastDetailHas(const std::string& title, const std::string& part) const {
-        const auto* entry = lastDebug(title);
-        return entry && entry->detail.find(part) != std::string::npos;
+        return lastDetail(title).find(part) != std::string::npos;
     }
     std::vector<DebugEntry> debugStartingWith(const std::string& prefix) const {
         std::vector<DebugEntry> found;

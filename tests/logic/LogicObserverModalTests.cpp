@@ -24,28 +24,24 @@ TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly
               "selection and structural AX work.");
     EXPECT_FALSE(observer.isAXObserverSourceSuspended());
 
-    {
-        SCOPED_TRACE("nothing is read or emitted during the quarantine");
-        h.logic.dismissModal();  // extends by another 1.5 s from now
-        h.scheduler.advance(0.5);
-        const auto reads = h.logic.attributeReadCount();
-        h.logic.clickTrack(5);
-        h.scheduler.advance(0.5);
-        EXPECT_TRUE(h.emitted.empty());
-        EXPECT_EQ(h.logic.attributeReadCount(), reads);
-    }
-    {
-        SCOPED_TRACE("the quarantine ends 1.5 s after the last window change");
-        EXPECT_TRUE(observer.isQuarantined());
-        h.scheduler.advance(0.49);
-        EXPECT_TRUE(observer.isQuarantined());
-        h.scheduler.advance(0.01);
-        EXPECT_FALSE(observer.isQuarantined());
-        h.logic.clickTrack(6);
-        h.scheduler.advance(0.2);
-        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
-        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
-    }
+    // Nothing is read or emitted during the quarantine.
+    h.logic.dismissModal();  // extends by another 1.5 s from now
+    h.scheduler.advance(0.5);
+    const auto reads = h.logic.attributeReadCount();
+    h.logic.clickTrack(5);
+    h.scheduler.advance(0.5);
+    EXPECT_TRUE(h.emitted.empty());
+    EXPECT_EQ(h.logic.attributeReadCount(), reads);
+    // The quarantine ends 1.5 s after the last window change.
+    EXPECT_TRUE(observer.isQuarantined());
+    h.scheduler.advance(0.49);
+    EXPECT_TRUE(observer.isQuarantined());
+    h.scheduler.advance(0.01);
+    EXPECT_FALSE(observer.isQuarantined());
+    h.logic.clickTrack(6);
+    h.scheduler.advance(0.2);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
+    EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
 }
 
 TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
@@ -54,69 +50,49 @@ TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
     const double t0 = h.scheduler.now();
     h.logic.clickTrack(4, SimulatedClick::right);
     h.scheduler.runUntilIdle();
-    {
-        SCOPED_TRACE("the right click suspends the selection route and arms 3.0 s");
-        EXPECT_TRUE(observer.isAXObserverSourceSuspended());
-        EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
-        EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 3.0, kEps);
-        EXPECT_EQ(h.lastDetail("Logic selection AX observer suspended"),
-                  "reason=preemptive-scissors/pre-dispatch-right-mouse-down; paused "
-                  "focus/value/selection notification delivery without changing registrations.");
-        EXPECT_TRUE(h.lastDetailHas("Logic modal AX quarantine entered",
-                                    "reason=pre-dispatch-right-mouse-down "));
-    }
-    {
-        SCOPED_TRACE("a modal opening within 3.0 s extends the wait to 30 s");
-        h.scheduler.advance(1.0);
-        h.logic.openModal("Delete Regions?");
-        h.scheduler.runUntilIdle();
-        EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 31.0, kEps);
-        h.scheduler.advance(19.0);
-        EXPECT_TRUE(observer.isQuarantined());
-        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
-    }
-    {
-        SCOPED_TRACE("the confirming click suspends both routes and adds 1.5 s");
-        const double confirmed = h.scheduler.now();
-        const auto droppedBefore = h.logic.droppedNotificationCount();
-        h.logic.clickModalButton();
-        h.scheduler.runUntilIdle();
-        EXPECT_TRUE(observer.isWindowObserverSourceSuspended());
-        EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
-        EXPECT_NEAR(observer.modalDeadlines().quarantine, confirmed + 1.5, kEps);
-        EXPECT_GT(h.logic.droppedNotificationCount(), droppedBefore);
-        EXPECT_TRUE(h.lastDetailHas("Logic window AX observer suspended",
-                                    "reason=pre-dispatch-modal-confirmation-left-mouse-down;"));
-        h.scheduler.advance(1.49);
-        EXPECT_EQ(h.resumedCalls, 0);
-        h.scheduler.advance(0.01);
-        EXPECT_EQ(h.lastDetail("Logic AX observer delivery resumed"),
-                  "routes=selection,window; applicable modal/detection deadlines elapsed.");
-        EXPECT_EQ(h.resumedCalls, 1);
-        EXPECT_FALSE(observer.isAXObserverSourceSuspended());
-        EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
-    }
-    {
-        SCOPED_TRACE("delivery works again");
-        h.logic.clickTrack(5);
-        h.scheduler.advance(0.2);
-        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{5}));
-    }
+    // The right click suspends the selection route and arms 3.0 s.
+    EXPECT_TRUE(observer.isAXObserverSourceSuspended());
+    EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
+    EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 3.0, kEps);
+    EXPECT_EQ(h.lastDetail("Logic selection AX observer suspended"),
+              "reason=preemptive-scissors/pre-dispatch-right-mouse-down; paused "
+              "focus/value/selection notification delivery without changing registrations.");
+    EXPECT_TRUE(h.lastDetailHas("Logic modal AX quarantine entered",
+                                "reason=pre-dispatch-right-mouse-down "));
+    // A modal opening within 3.0 s extends the wait to 30 s.
+    h.scheduler.advance(1.0);
+    h.logic.openModal("Delete Regions?");
+    h.scheduler.runUntilIdle();
+    EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 31.0, kEps);
+    h.scheduler.advance(19.0);
+    EXPECT_TRUE(observer.isQuarantined());
+    EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
+    // The confirming click suspends both routes and adds 1.5 s.
+    const double confirmed = h.scheduler.now();
+    const auto droppedBefore = h.logic.droppedNotificationCount();
+    h.logic.clickModalButton();
+    h.scheduler.runUntilIdle();
+    EXPECT_TRUE(observer.isWindowObserverSourceSuspended());
+    EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
+    EXPECT_NEAR(observer.modalDeadlines().quarantine, confirmed + 1.5, kEps);
+    EXPECT_GT(h.logic.droppedNotificationCount(), droppedBefore);
+    EXPECT_TRUE(h.lastDetailHas("Logic window AX observer suspended",
+                                "reason=pre-dispatch-modal-confirmation-left-mouse-down;"));
+    h.scheduler.advance(1.49);
+    EXPECT_EQ(h.resumedCalls, 0);
+    h.scheduler.advance(0.01);
+    EXPECT_EQ(h.lastDetail("Logic AX observer delivery resumed"),
+              "routes=selection,window; applicable modal/detection deadlines elapsed.");
+    EXPECT_EQ(h.resumedCalls, 1);
+    EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+    EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
+    // Delivery works again.
+    h.logic.clickTrack(5);
+    h.scheduler.advance(0.2);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{5}));
 }
 
 TEST(LogicObserverModal, GestureWindowsAndExtensions) {
-    {
-        SCOPED_TRACE("a right click with no modal resumes after 3.0 s");
-        LogicObserverHarness h;
-        auto& observer = h.start();
-        h.logic.clickTrack(2, SimulatedClick::right);
-        h.scheduler.runUntilIdle();
-        h.scheduler.advance(2.99);
-        EXPECT_TRUE(observer.isQuarantined());
-        h.scheduler.advance(0.01);
-        EXPECT_FALSE(observer.isQuarantined());
-        EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 1u);
-    }
     {
         SCOPED_TRACE("repeated gestures only extend; an unconfirmed modal is given up after 30 s");
         LogicObserverHarness h;
@@ -216,27 +192,23 @@ TEST(LogicObserverModal, QuarantineCancelsDeferredWorkAndPausesTheRescan) {
     auto& observer = h.start();
     h.scheduler.advance(3.0);
     h.clearRecords();
-    {
-        SCOPED_TRACE("a pending structural capture is cancelled");
-        h.logic.moveTrack(2, 5);
-        h.scheduler.advance(0.1);
-        h.logic.openModal("Alert");
-        h.scheduler.advance(3.0);
-        // Only the 5 s structure poll reports the move, never the cancelled debounce.
-        for (const auto& snapshot : h.snapshots) {
-            EXPECT_EQ(snapshot.reason.rfind("debounced", 0), std::string::npos) << snapshot.reason;
-        }
-        EXPECT_EQ(h.countDebug("Debounced structural snapshot published"), 0u);
+    // A pending structural capture is cancelled.
+    h.logic.moveTrack(2, 5);
+    h.scheduler.advance(0.1);
+    h.logic.openModal("Alert");
+    h.scheduler.advance(3.0);
+    // Only the 5 s structure poll reports the move, never the cancelled debounce.
+    for (const auto& snapshot : h.snapshots) {
+        EXPECT_EQ(snapshot.reason.rfind("debounced", 0), std::string::npos) << snapshot.reason;
     }
-    {
-        SCOPED_TRACE("Logic quitting during a quarantine is noticed after it");
-        h.logic.dismissModal();
-        h.logic.quit();
-        h.scheduler.advance(1.0);  // the rescan tick at 5 s falls inside the quarantine
-        EXPECT_TRUE(observer.isAttached());
-        h.scheduler.advance(5.0);
-        EXPECT_FALSE(observer.isAttached());
-    }
+    EXPECT_EQ(h.countDebug("Debounced structural snapshot published"), 0u);
+    // Logic quitting during a quarantine is noticed after it.
+    h.logic.dismissModal();
+    h.logic.quit();
+    h.scheduler.advance(1.0);  // the rescan tick at 5 s falls inside the quarantine
+    EXPECT_TRUE(observer.isAttached());
+    h.scheduler.advance(5.0);
+    EXPECT_FALSE(observer.isAttached());
 }
 
 TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {

@@ -54,23 +54,6 @@ TEST(LogicObserverSnapshots, DuplicateNamesMapToEveryNumber) {
               "reason=AXLayoutChanged count=11 quietMs=2000");
 }
 
-TEST(LogicObserverSnapshots, SelectionsPostponeTheDebouncedCapture) {
-    LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
-    h.logic.addStack("Brass", {"Horn", "Trumpet"});
-    h.logic.addTrack("Timpani");
-    h.start();
-    const double t0 = h.scheduler.now();
-    h.logic.setStackCollapsed(1, true);
-    h.scheduler.advance(0.5);
-    h.logic.clickTrack(4);
-    h.scheduler.advance(1.99);
-    EXPECT_EQ(h.snapshots.size(), 1u);
-    h.scheduler.advance(0.01);
-    ASSERT_EQ(h.snapshots.size(), 2u);
-    EXPECT_NEAR(h.snapshots[1].time, t0 + 2.5, kEps);
-    EXPECT_TRUE(h.lastDetailHas("Debounced structural snapshot published", "quietMs=2000"));
-}
-
 TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     LogicObserverHarness h;
     auto& observer = h.start();

@@ -8,20 +8,16 @@ namespace {
 TEST(SelectionRules, DedupeAndFocusedSuppressionBoundaries) {
     const SelectionRules rules;
     const double t = 1234.56;
-    {
-        SCOPED_TRACE("0.02 s dedupe");
-        EXPECT_TRUE(rules.isDuplicateNotification(t + 0.01, t, false));
-        EXPECT_TRUE(rules.isDuplicateNotification(t + 0.0199, t, false));
-        EXPECT_FALSE(rules.isDuplicateNotification(t + 0.02, t, false));
-        EXPECT_FALSE(rules.isDuplicateNotification(t + 0.01, t, true));
-    }
-    {
-        SCOPED_TRACE("0.3 s focused-element suppression");
-        EXPECT_TRUE(rules.suppressesFocusedElement(t + 0.30, 4, t));
-        EXPECT_FALSE(rules.suppressesFocusedElement(t + 0.31, 4, t));
-        EXPECT_FALSE(rules.suppressesFocusedElement(t + 0.1, -1, t));
-        EXPECT_TRUE(rules.suppressesFocusedElement(t + 0.1, 0, t));
-    }
+    // 0.02 s dedupe.
+    EXPECT_TRUE(rules.isDuplicateNotification(t + 0.01, t, false));
+    EXPECT_TRUE(rules.isDuplicateNotification(t + 0.0199, t, false));
+    EXPECT_FALSE(rules.isDuplicateNotification(t + 0.02, t, false));
+    EXPECT_FALSE(rules.isDuplicateNotification(t + 0.01, t, true));
+    // 0.3 s focused-element suppression.
+    EXPECT_TRUE(rules.suppressesFocusedElement(t + 0.30, 4, t));
+    EXPECT_FALSE(rules.suppressesFocusedElement(t + 0.31, 4, t));
+    EXPECT_FALSE(rules.suppressesFocusedElement(t + 0.1, -1, t));
+    EXPECT_TRUE(rules.suppressesFocusedElement(t + 0.1, 0, t));
 }
 
 TEST(SelectionRules, ResultDecisions) {

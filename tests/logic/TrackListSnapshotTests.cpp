@@ -34,21 +34,17 @@ TEST(TrackListSnapshot, SignatureAndNameIndex) {
 TEST(TrackListSnapshot, TrustedMaximumComesFromCompleteLists) {
     const auto complete = make({{1, "A"}, {2, "B"}, {3, "C"}});
     const auto gapped = make({{1, "A"}, {2, "Stack"}, {6, "F"}});
-    {
-        SCOPED_TRACE("a complete list sets the maximum, also downwards");
-        EXPECT_TRUE(complete.isContiguousFromOne());
-        EXPECT_EQ(complete.nextTrustedMaximum(std::nullopt), 3);
-        EXPECT_EQ(complete.nextTrustedMaximum(9), 3);
-        EXPECT_TRUE(complete.coversUpTo(3));
-        EXPECT_FALSE(complete.coversUpTo(4));
-    }
-    {
-        SCOPED_TRACE("a list with gaps can only raise it");
-        EXPECT_FALSE(gapped.isContiguousFromOne());
-        EXPECT_EQ(gapped.nextTrustedMaximum(std::nullopt), 6);
-        EXPECT_EQ(gapped.nextTrustedMaximum(9), 9);
-        EXPECT_FALSE(gapped.coversUpTo(6));
-    }
+    // A complete list sets the maximum, also downwards.
+    EXPECT_TRUE(complete.isContiguousFromOne());
+    EXPECT_EQ(complete.nextTrustedMaximum(std::nullopt), 3);
+    EXPECT_EQ(complete.nextTrustedMaximum(9), 3);
+    EXPECT_TRUE(complete.coversUpTo(3));
+    EXPECT_FALSE(complete.coversUpTo(4));
+    // A list with gaps can only raise it.
+    EXPECT_FALSE(gapped.isContiguousFromOne());
+    EXPECT_EQ(gapped.nextTrustedMaximum(std::nullopt), 6);
+    EXPECT_EQ(gapped.nextTrustedMaximum(9), 9);
+    EXPECT_FALSE(gapped.coversUpTo(6));
     EXPECT_EQ(TrackListSnapshot{}.nextTrustedMaximum(4), 4);
     EXPECT_FALSE(make({{2, "B"}, {3, "C"}}).isContiguousFromOne());
 }
