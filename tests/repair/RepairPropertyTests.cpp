@@ -190,14 +190,20 @@ TEST(StructuralRepairProperty, FormerlyWrongCasesStayRight) {
     EXPECT_EQ(run.wrong, 0) << run.firstFailure;
 }
 
-TEST(StructuralRepairProperty, HoldsOrPutsEveryMappingOnItsOwnTrack) {
+// The cases are dealt to four shards, which ctest runs side by side.
+class StructuralRepairPropertyShard : public ::testing::TestWithParam<int> {};
+
+TEST_P(StructuralRepairPropertyShard, HoldsOrPutsEveryMappingOnItsOwnTrack) {
+    constexpr int kShards = 4;
     const unsigned long baseSeed = environmentNumber("TESSIVA_REPAIR_SEED", 20261123);
     const int caseCount = static_cast<int>(environmentNumber("TESSIVA_REPAIR_CASES", 20000));
     PropertyRun run;
-    for (int index = 0; index < caseCount; ++index)
+    for (int index = GetParam(); index < caseCount; index += kShards)
         run.runCase(baseSeed + static_cast<unsigned long>(index));
     EXPECT_EQ(run.wrong, 0) << "first wrong application: " << run.firstFailure;
 }
+
+INSTANTIATE_TEST_SUITE_P(Quarter, StructuralRepairPropertyShard, ::testing::Range(0, 4));
 
 }  // namespace
 }  // namespace tessiva
