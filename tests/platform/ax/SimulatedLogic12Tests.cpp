@@ -83,6 +83,8 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
     EXPECT_EQ(f.get(f.list(header, ax::kChildren).front(), ax::kValue).value,
               AXValue{std::int64_t{1}});
     EXPECT_EQ(f.get(header, ax::kSelected).value, AXValue{false});  // focus is not selection
+    EXPECT_EQ(f.get(header, ax::kFocused).value, AXValue{true});
+    EXPECT_EQ(f.get(f.logic.rowElement(1), ax::kFocused).value, AXValue{false});
     EXPECT_EQ(f.text(f.logic.nameFieldElement(2), ax::kDescription), "Bass");
     EXPECT_EQ(f.text(f.logic.nameFieldElement(1), ax::kDescription), "Piano");
     EXPECT_FALSE(f.logic.nameFieldElement(0));
