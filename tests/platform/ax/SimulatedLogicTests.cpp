@@ -89,7 +89,10 @@ TEST(SimulatedLogic, QuitInvalidatesElementsAndRelaunchMakesNewOnes) {
     Fixture f;
     const auto oldRow = f.logic.rowElement(1);
     const auto oldPid = f.logic.pid();
+    EXPECT_TRUE(f.logic.applicationElement(oldPid));
+    EXPECT_FALSE(f.logic.applicationElement(oldPid + 1));
     f.logic.quit();
+    EXPECT_FALSE(f.logic.applicationElement(oldPid));
     EXPECT_TRUE(f.logic.runningApplications("com.apple.logic10").empty());
     EXPECT_EQ(f.logic.copyAttributeValue(oldRow, ax::kDescription).error,
               AXError::invalidUIElement);
