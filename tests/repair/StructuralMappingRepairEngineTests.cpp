@@ -209,6 +209,16 @@ TEST(StructuralRepairEngine, ConfidenceAddsUpItsEvidence) {
     }
 }
 
+// Rows cut from the end leave the highest shown row where it was; a row hidden above does not
+// stand in the way.
+TEST(StructuralRepairEngine, RowsCutFromTheEndBehindAHiddenRowApplyWhereTheLastShownRowStays) {
+    Engine engine = engineWith(rows("A B C D E F"), rows("A - C"));
+    const auto decision = engine.evaluate(evidence(rows("A - C D"), rows("A - C")));
+    ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
+    EXPECT_EQ(decision.repair->deletedIndices, (std::vector<int>{5, 6}));
+    EXPECT_TRUE(decision.repair->mappingRemap.empty());
+}
+
 // Every hold leaves the state as it was; where the engine names a reason, the text says it.
 TEST(StructuralRepairEngine, HoldsKeepStateAndNameTheReason) {
     const RowMap four = rows("Piano Bass Strings Choir");
