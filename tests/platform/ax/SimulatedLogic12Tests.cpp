@@ -84,6 +84,9 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
               AXValue{std::int64_t{1}});
     EXPECT_EQ(f.get(header, ax::kSelected).value, AXValue{false});  // focus is not selection
     EXPECT_EQ(f.get(header, ax::kFocused).value, AXValue{true});
+    // Only headers are selectable; their name fields are not.
+    EXPECT_EQ(f.get(f.logic.nameFieldElement(2), ax::kSelected).error,
+              AXError::attributeUnsupported);
     EXPECT_EQ(f.get(f.logic.rowElement(1), ax::kFocused).value, AXValue{false});
     EXPECT_EQ(f.text(f.logic.nameFieldElement(2), ax::kDescription), "Bass");
     EXPECT_EQ(f.text(f.logic.nameFieldElement(1), ax::kDescription), "Piano");
