@@ -240,10 +240,15 @@ TEST(ShellWindows, EventsWindowFiltersCopiesAndClears) {
 
 TEST(ShellWindows, ScreenshotsRenderEveryWindow) {
     const TempFolder folder("tessiva-screens");
-    const std::string command = std::string("QT_QPA_PLATFORM=offscreen \"") +
-                                TESSIVA_FOCUS_APP_PATH + "\" --screenshots \"" +
-                                folder.path().string() + "\" > /dev/null";
-    ASSERT_EQ(std::system(command.c_str()), 0);
+    auto screenshotsInto = [](const std::filesystem::path& target) {
+        const std::string command = std::string("QT_QPA_PLATFORM=offscreen \"") +
+                                    TESSIVA_FOCUS_APP_PATH + "\" --screenshots \"" +
+                                    target.string() + "\" > /dev/null 2>&1";
+        return std::system(command.c_str());
+    };
+    ASSERT_EQ(screenshotsInto(folder.path()), 0);
+    // A folder that cannot be made: no file is written, and the run says so.
+    EXPECT_NE(screenshotsInto(folder / "menu.png" / "inside"), 0);
     for (const char* name : {"menu.png", "menu-debug-items.png", "mappings.png", "events.png",
                              "review.png", "setup-guide.png", "about.png"}) {
         SCOPED_TRACE(name);
