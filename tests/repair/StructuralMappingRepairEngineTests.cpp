@@ -248,6 +248,9 @@ TEST(StructuralRepairEngine, HoldsKeepStateAndNameTheReason) {
         {"deletion between repeated names", rows("Piano Inst Synth Inst Bass"),
          rows("Piano Inst - - Bass"), rows("Piano Inst Bass"),
          "Structural edit remained ambiguous. candidates=deletionOffset:", true},
+        // A row inserted among copies of one name: the mapped copy may or may not move.
+        {"insertion among repeated names", rows("A I I B"), rows("- - I"), rows("A I I I B"),
+         "Structural edit remained ambiguous. candidates=insertionOffset:", true},
         // Which "Bass" is the copy matters to a mapping on "Bass" itself.
         {"duplicated track that is mapped", four, rows("Piano Bass Strings"),
          rows("Piano Bass Bass Strings Choir"), ""},
