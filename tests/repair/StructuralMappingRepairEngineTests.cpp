@@ -188,6 +188,7 @@ TEST(StructuralRepairEngine, ConfidenceAddsUpItsEvidence) {
         {"one row up", six, dUp, 291},
         {"one row up, the row it passed selected", six, dUp, 307, Hint{3, "B"}},
         {"to the end", six, "A C D E F B", 299},
+        {"two pairs swapped: the first pair is the block moved", six, "C D A B E F", 317},
         {"one row up, the last row not owned", six, dUp, 321, std::nullopt, true},
         {"fourteen rows", "A B C D E F G H I J K L M N", "A J B C D E F G H I K L M N", 397},
     };
