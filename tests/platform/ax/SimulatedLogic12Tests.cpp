@@ -194,6 +194,16 @@ TEST(SimulatedLogic12, SelectionsPublishLateAndHeldElementsReadStale) {
     EXPECT_TRUE(f.selectedThrough(heldRail).empty());
     f.scheduler.advance(0.001);
     EXPECT_EQ(f.selectedThrough(heldRail), (std::vector<std::string>{"Track 3 \u201CDrums\u201D"}));
+    // A shorter staleness brings a held element up to date sooner.
+    SimulatedLogicOptions quick;
+    quick.heldElementStaleness = 0.5;
+    Logic12 sooner(quick);
+    const auto quickRail = sooner.logic.trackListElement();
+    sooner.logic.clickTrack(3);
+    sooner.scheduler.advance(0.8);
+    EXPECT_TRUE(sooner.selectedThrough(quickRail).empty());
+    sooner.scheduler.advance(0.1);
+    EXPECT_EQ(sooner.selectedThrough(quickRail).size(), 1u);
 
     // Jitter draws each lag within its bounds, the same way for the same seed.
     SimulatedLogicOptions jittery;
@@ -296,6 +306,13 @@ TEST(SimulatedLogic12, LocalesShapeHeadersRailAndTitle) {
         EXPECT_EQ(f.text(f.logic.trackListElement(), ax::kDescription), c.rail);
         EXPECT_EQ(f.text(f.logic.mainWindowElement(), ax::kTitle), c.title);
     }
+    // Options changed while Logic runs rebuild what it shows.
+    Logic12 running;
+    SimulatedLogicOptions german;
+    german.locale = SimulatedLogicLocale::de;
+    running.logic.setOptions(german);
+    EXPECT_EQ(running.text(running.logic.rowElement(2), ax::kDescription),
+              "Spur 2 \u201EBass\u201C");
 }
 
 TEST(SimulatedLogic12, DialogsAndPluginWindowsBecomeTheMainWindow) {
