@@ -6,7 +6,8 @@
 #     one releases what it left sounding;
 #  3. an articulation-set import whose first four acknowledgements are lost: the first file is
 #     sent three times and reported unacknowledged, the second is sent again and imported, the
-#     broken file is never sent.
+#     broken file is never sent; with "Add Logic Tracks and Auto Assign After Import" on, the
+#     import that brought a set in goes on to auto assign.
 set -uo pipefail
 program=$1
 peer=$2
@@ -79,8 +80,10 @@ await "EVENT Navigation export failed.*stopped sending navigation export" 14
 await "MIDI run cancelled" 10
 echo "menu iPad Transfers > Export Navigation Assignments... --path $work/exports" >&3
 await "EVENT Navigation export saved" 10
+echo "menu iPad Transfers > Add Logic Tracks and Auto Assign After Import" >&3
 echo "menu iPad Transfers > Import Articulation Sets... --path $work/sets" >&3
 await "EVENT Articulation set import finished" 45
+await "EVENT Auto assign after import — Adding the Logic tracks" 5
 echo "status" >&3
 echo "menu Quit Tessiva Focus" >&3
 wait "$program_pid"
