@@ -216,7 +216,7 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
     EXPECT_TRUE(review.showNextPossibleMatch(brass));
     EXPECT_TRUE(review.showNextPossibleMatch(brass));
     EXPECT_FALSE(review.showNextPossibleMatch(brass));
-    const auto& row = review.rows()[0];
+    const auto row = review.rows()[0];
     EXPECT_EQ(
         std::tuple(row.candidateNumber, row.candidateCount, row.canShowPrevious, row.canShowNext),
         std::tuple(3, 3, true, false));
