@@ -3,11 +3,13 @@
 #include <cmath>
 #include <limits>
 
+#include "OSCArgs.h"
 #include "osc/OSCCodec.h"
 
 namespace tessiva {
 namespace {
 
+using namespace testing;
 using Bytes = std::vector<std::uint8_t>;
 using namespace std::string_view_literals;
 
@@ -17,7 +19,7 @@ Bytes bytes(std::string_view text) {
 
 TEST(OSCCodec, EncodesTheWireFormByteForByte) {
     SCOPED_TRACE("/ping with the listen port");
-    EXPECT_EQ(encodeMessage("/ping", {OSCArgument::int32(12111)}),
+    EXPECT_EQ(encodeMessage("/ping", {i(12111)}),
               (Bytes{'/', 'p', 'i', 'n', 'g', 0, 0, 0, ',', 'i', 0, 0, 0x00, 0x00, 0x2F, 0x4F}));
 
     // An address of a multiple of 4 bytes gets a full word of NULs; no arguments still carry ",".
@@ -25,22 +27,19 @@ TEST(OSCCodec, EncodesTheWireFormByteForByte) {
     EXPECT_EQ(encodeMessage("/ab", {}), (Bytes{'/', 'a', 'b', 0, ',', 0, 0, 0}));
 
     // An empty string is one NUL and three pad bytes.
-    EXPECT_EQ(encodeMessage("/a", {OSCArgument::string("")}),
-              (Bytes{'/', 'a', 0, 0, ',', 's', 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(encodeMessage("/a", {s("")}), (Bytes{'/', 'a', 0, 0, ',', 's', 0, 0, 0, 0, 0, 0}));
 
     // Big-endian two's complement and IEEE-754 bit patterns; tags in argument order.
-    EXPECT_EQ(encodeMessage("/t", {OSCArgument::int32(-2), OSCArgument::float32(1.0f),
-                                   OSCArgument::string("abc")}),
+    EXPECT_EQ(encodeMessage("/t", {i(-2), f(1.0f), s("abc")}),
               (Bytes{'/',  't',  0,    0,    ',',  'i',  'f',  's',  0,   0,   0,   0,
                      0xFF, 0xFF, 0xFF, 0xFE, 0x3F, 0x80, 0x00, 0x00, 'a', 'b', 'c', 0}));
 
     // The tag string itself pads by the same rule: 3 tags + ',' need a second word.
-    EXPECT_EQ(encodedMessageSize("/a", std::vector<OSCArgument>(3, OSCArgument::int32(0))),
-              4u + 8u + 12u);
+    EXPECT_EQ(encodedMessageSize("/a", std::vector<OSCArgument>(3, i(0))), 4u + 8u + 12u);
 
     // Appending keeps what was in the buffer and reuses its capacity.
     Bytes buffer = {9, 9};
-    const std::vector<OSCArgument> arguments = {OSCArgument::string("Bass")};
+    const std::vector<OSCArgument> arguments = {s("Bass")};
     encodeMessage("/x", arguments, buffer);
     EXPECT_EQ(buffer,
               (Bytes{9, 9, '/', 'x', 0, 0, ',', 's', 0, 0, 'B', 'a', 's', 's', 0, 0, 0, 0}));
@@ -53,32 +52,27 @@ TEST(OSCCodec, EncodesTheWireFormByteForByte) {
 
 TEST(OSCCodec, ReadsPaddedStringsAndIntegersOnlyWhenCompleteAndValid) {
     const Bytes data = bytes(std::string_view("/a\0\0,s\0\0ab\0", 11));  // last pad byte missing
-    std::size_t offset = 8;
-    EXPECT_FALSE(readPaddedString(data, offset));
-    EXPECT_EQ(offset, 8u) << "offset moves only on success";
-    offset = 0;
+    std::size_t offset = 0;
     EXPECT_EQ(readPaddedString(data, offset), "/a");
     EXPECT_EQ(offset, 4u);
     EXPECT_EQ(readPaddedString(data, offset), ",s");
     EXPECT_EQ(offset, 8u);
 
-    SCOPED_TRACE("faults");
-    offset = 11;
-    EXPECT_FALSE(readPaddedString(data, offset));  // at the end
-    offset = 40;
-    EXPECT_FALSE(readPaddedString(data, offset));  // past the end
-    const Bytes unterminated = bytes("abc");
-    offset = 0;
-    EXPECT_FALSE(readPaddedString(unterminated, offset));
-    const Bytes cutUTF8 = {'/', 0xC3, 0, 0};  // "é" cut after its lead byte
-    EXPECT_FALSE(readPaddedString(cutUTF8, offset));
-    for (const Bytes& invalid : {Bytes{'/', 0xC0, 0xAF, 0},                  // overlong '/'
-                                 Bytes{0xED, 0xA0, 0x80, 0},                 // surrogate
-                                 Bytes{0xF4, 0x90, 0x80, 0x80, 0, 0, 0, 0},  // past U+10FFFF
-                                 Bytes{'a', 0xFF, 0, 0}}) {
-        std::size_t start = 0;
-        EXPECT_FALSE(readPaddedString(invalid, start));
-        EXPECT_EQ(start, 0u);
+    // Each fault leaves the offset where it was.
+    const std::pair<Bytes, std::size_t> faults[] = {
+        {data, 8},                                  // the pad is cut
+        {data, 11},                                 // at the end
+        {data, 40},                                 // past the end
+        {bytes("abc"), 0},                          // unterminated
+        {{'/', 0xC3, 0, 0}, 0},                     // "é" cut after its lead byte
+        {{'/', 0xC0, 0xAF, 0}, 0},                  // overlong '/'
+        {{0xED, 0xA0, 0x80, 0}, 0},                 // surrogate
+        {{0xF4, 0x90, 0x80, 0x80, 0, 0, 0, 0}, 0},  // past U+10FFFF
+        {{'a', 0xFF, 0, 0}, 0}};
+    for (const auto& [fault, start] : faults) {
+        std::size_t at = start;
+        EXPECT_FALSE(readPaddedString(fault, at)) << start;
+        EXPECT_EQ(at, start);
     }
     const Bytes valid = {'/', 0xC3, 0xA9, 0, 0xF0, 0x9F, 0x8E, 0xBB, 0, 0, 0, 0};  // "/é", "🎻"
     offset = 0;
@@ -96,15 +90,12 @@ TEST(OSCCodec, ReadsPaddedStringsAndIntegersOnlyWhenCompleteAndValid) {
 }
 
 TEST(OSCCodec, DecodesArgumentsAndRefusesEveryFault) {
-    const auto sis = encodeMessage(
-        "/tessiva/navigation/direct/select",
-        {OSCArgument::string("req-1"), OSCArgument::int32(7), OSCArgument::string("BANK")});
+    const auto sis =
+        encodeMessage("/tessiva/navigation/direct/select", {s("req-1"), i(7), s("BANK")});
     EXPECT_EQ(decodeAddress(sis), "/tessiva/navigation/direct/select");
     EXPECT_EQ(stringArguments(sis), (std::vector<std::string_view>{"req-1", "BANK"}));
     EXPECT_EQ(stringArguments(encodeMessage("/x", {})), std::vector<std::string_view>{});
-    EXPECT_EQ(decodeArguments(sis),
-              (std::vector<OSCArgument>{OSCArgument::string("req-1"), OSCArgument::int32(7),
-                                        OSCArgument::string("BANK")}));
+    EXPECT_EQ(decodeArguments(sis), (std::vector<OSCArgument>{s("req-1"), i(7), s("BANK")}));
 
     // Faults: a blob tag (not ours to read, whatever follows it), tags without ',', no type-tag
     // string, an empty address, truncated i/f/s arguments, a missing pad, a second string gone.
@@ -119,31 +110,24 @@ TEST(OSCCodec, DecodesArgumentsAndRefusesEveryFault) {
     EXPECT_FALSE(decodeArguments(std::string_view("/a\0\0,ix\0\0\0\0\0", 12)));
 
     SCOPED_TRACE("firstInt32Argument");
-    EXPECT_EQ(firstInt32Argument(
-                  encodeMessage("/ping", {OSCArgument::int32(12111), OSCArgument::string("iPad")})),
-              12111);
-    EXPECT_FALSE(firstInt32Argument(
-        encodeMessage("/ping", {OSCArgument::string("iPad"), OSCArgument::int32(12111)})));
+    EXPECT_EQ(firstInt32Argument(encodeMessage("/ping", {i(12111), s("iPad")})), 12111);
+    EXPECT_FALSE(firstInt32Argument(encodeMessage("/ping", {s("iPad"), i(12111)})));
     EXPECT_FALSE(firstInt32Argument(encodeMessage("/ping", {})));
-    EXPECT_FALSE(firstInt32Argument(encodeMessage("/ping", {OSCArgument::float32(1)})));
+    EXPECT_FALSE(firstInt32Argument(encodeMessage("/ping", {f(1)})));
     EXPECT_FALSE(firstInt32Argument(std::string_view("/p\0\0,i\0\0\0\0", 10)));
 
     SCOPED_TRACE("firstNonEmptyStringArgument");
-    EXPECT_EQ(
-        firstNonEmptyStringArgument(encodeMessage(
-            "/pong", {OSCArgument::string(" \n"), OSCArgument::int32(1),
-                      OSCArgument::string("\xC2\xA0 Studio iPad\n"), OSCArgument::string("x")})),
-        "Studio iPad");
-    EXPECT_FALSE(firstNonEmptyStringArgument(encodeMessage("/pong", {OSCArgument::string("  ")})));
+    EXPECT_EQ(firstNonEmptyStringArgument(
+                  encodeMessage("/pong", {s(" \n"), i(1), s("\xC2\xA0 Studio iPad\n"), s("x")})),
+              "Studio iPad");
+    EXPECT_FALSE(firstNonEmptyStringArgument(encodeMessage("/pong", {s("  ")})));
     EXPECT_FALSE(firstNonEmptyStringArgument(encodeMessage("/pong", {})));
     // A later fault spoils the whole message.
     EXPECT_FALSE(firstNonEmptyStringArgument(std::string_view("/a\0\0,si\0name\0\0\0\0\0", 17)));
 }
 
 TEST(OSCCodec, RoundTripsEveryKindAndRefusesEveryWordTruncation) {
-    const std::vector<OSCArgument> arguments = {
-        OSCArgument::int32(-7), OSCArgument::string(""), OSCArgument::float32(0.1f),
-        OSCArgument::string("🎻 Violins"), OSCArgument::string("abcd")};
+    const std::vector<OSCArgument> arguments = {i(-7), s(""), f(0.1f), s("🎻 Violins"), s("abcd")};
     const auto encoded = encodeMessage("/tessiva/Flöte", arguments);
     EXPECT_EQ(decodeAddress(encoded), "/tessiva/Flöte");
     EXPECT_EQ(decodeArguments(encoded), arguments);
@@ -154,34 +138,32 @@ TEST(OSCCodec, RoundTripsEveryKindAndRefusesEveryWordTruncation) {
 
 TEST(OSCCodec, DescribesArgumentsAndHeartbeatAddresses) {
     EXPECT_EQ(describeArguments({}), "[]");
-    const std::vector<OSCArgument> arguments = {
-        OSCArgument::int32(12111), OSCArgument::string("Bass"), OSCArgument::float32(120.0f)};
+    const std::vector<OSCArgument> arguments = {i(12111), s("Bass"), f(120.0f)};
     EXPECT_EQ(describeArguments(arguments), "[i:12111, s:Bass, f:120.0]");
-    EXPECT_EQ(describeFloat(0.1f), "0.1");
-    EXPECT_EQ(describeFloat(-2.5f), "-2.5");
-    EXPECT_EQ(describeFloat(123.456f), "123.456");
-    EXPECT_EQ(describeFloat(0.0001f), "0.0001");
-    EXPECT_EQ(describeFloat(0.00001f), "1e-05");
-    EXPECT_EQ(describeFloat(16777216.0f), "16777216.0");
-    EXPECT_EQ(describeFloat(1e10f), "1e+10");
-    EXPECT_EQ(describeFloat(std::numeric_limits<float>::max()), "3.4028235e+38");
-    EXPECT_EQ(describeFloat(-0.0f), "-0.0");
-    EXPECT_EQ(describeFloat(std::nanf("")), "nan");
-    EXPECT_EQ(describeFloat(-std::numeric_limits<float>::infinity()), "-inf");
+    const std::pair<float, std::string_view> floats[] = {
+        {0.1f, "0.1"},
+        {-2.5f, "-2.5"},
+        {123.456f, "123.456"},
+        {0.0001f, "0.0001"},
+        {0.00001f, "1e-05"},
+        {16777216.0f, "16777216.0"},
+        {1e10f, "1e+10"},
+        {std::numeric_limits<float>::max(), "3.4028235e+38"},
+        {-0.0f, "-0.0"},
+        {std::nanf(""), "nan"},
+        {-std::numeric_limits<float>::infinity(), "-inf"}};
+    for (const auto& [value, text] : floats)
+        EXPECT_EQ(describeFloat(value), text);
 
     for (std::string_view address : {"/tessiva/midi/event", "/tessiva/midi/run/schedule",
-                                     "/tessiva/midi/run/cancel", "/ping", "/pong"}) {
+                                     "/tessiva/midi/run/cancel", "/ping", "/pong"})
         EXPECT_TRUE(isHeartbeatAddress(address)) << address;
-    }
-    for (std::string_view address :
-         {"/ping/", "/tessiva/midi", "/tessiva/bank/focus", "", "/PING"}) {
+    for (std::string_view address : {"/ping/", "/tessiva/midi", "/tessiva/bank/focus", "", "/PING"})
         EXPECT_FALSE(isHeartbeatAddress(address)) << address;
-    }
 }
 
 TEST(OSCCodec, MessageReaderYieldsArgumentsInPlace) {
-    const auto encoded = encodeMessage("/tessiva/logic/tempo",
-                                       {OSCArgument::float32(96.5f), OSCArgument::string("x")});
+    const auto encoded = encodeMessage("/tessiva/logic/tempo", {f(96.5f), s("x")});
     auto reader = OSCMessageReader::open(encoded);
     ASSERT_TRUE(reader);
     EXPECT_EQ(reader->address(), "/tessiva/logic/tempo");

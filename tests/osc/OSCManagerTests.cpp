@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "OSCArgs.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCManager.h"
 #include "osc/OSCTransmitEcho.h"
@@ -14,16 +15,7 @@
 namespace tessiva {
 namespace {
 
-OSCArgument s(std::string text) {
-    return OSCArgument::string(std::move(text));
-}
-OSCArgument i(std::int32_t value) {
-    return OSCArgument::int32(value);
-}
-template <typename... Arguments>
-std::vector<OSCArgument> args(Arguments... arguments) {
-    return {arguments...};
-}
+using namespace testing;
 
 struct Rig {
     explicit Rig(OSCManager::Options options = {})
@@ -47,10 +39,10 @@ struct Rig {
 
 TEST(OSCManager, ReusesOneConnectionPerEndpointAndDropsInvalidPorts) {
     Rig rig;
-    rig.manager.send("127.0.0.1", 9000, "/tessiva/bank/focus", {s("bank")});
-    rig.manager.send("127.0.0.1", 9000, "/tessiva/logic/tempo", {OSCArgument::float32(120)});
-    rig.manager.send("127.0.0.1", 9001, "/tessiva/logic/tempo", {OSCArgument::float32(120)});
-    rig.manager.send("localhost", 9000, "/tessiva/logic/tempo", {OSCArgument::float32(120)});
+    rig.manager.send("127.0.0.1", 9000, "/ping", {i(12111)});
+    rig.manager.send("127.0.0.1", 9000, "/tessiva/logic/tempo", {f(120)});
+    rig.manager.send("127.0.0.1", 9001, "/tessiva/logic/tempo", {f(120)});
+    rig.manager.send("localhost", 9000, "/tessiva/logic/tempo", {f(120)});
     for (std::int64_t invalid : {0, -1, 65536, 1 << 20}) {
         rig.manager.send("127.0.0.1", invalid, "/tessiva/logic/tempo", {});
     }
@@ -63,18 +55,9 @@ TEST(OSCManager, ReusesOneConnectionPerEndpointAndDropsInvalidPorts) {
     EXPECT_EQ(connections[0]->queue().name(), "tessiva.focus.osc");
     EXPECT_EQ(connections[0]->sent().size(), 2u);
     EXPECT_EQ(connections[2]->host(), "localhost");
-    EXPECT_EQ(rig.console.lines().size(), 4u) << "dropped sends are silent";
+    // Heartbeats and dropped sends are not echoed; the /ping still went out.
+    EXPECT_EQ(rig.console.lines().size(), 3u);
     EXPECT_EQ(OSCManager::endpointKey("127.0.0.1", 9000), "127.0.0.1:9000");
-}
-
-TEST(OSCManager, EchoesToTheConsoleByTheTransmitRules) {
-    Rig rig;
-    rig.manager.send("127.0.0.1", 9000, "/ping", {i(12111)});
-    rig.manager.send("127.0.0.1", 9000, "/tessiva/focus/device/name", {s("S")});
-    EXPECT_EQ(rig.console.lines(),
-              std::vector<std::string>{"OSC TX: /tessiva/focus/device/name [s:S]"});
-    // Silence on the console is not silence on the wire.
-    EXPECT_EQ(rig.transport.connections()[0]->sent().size(), 2u);
 }
 
 TEST(OSCManager, SendErrorIsLoggedTwiceAndEvictsSoTheNextSendReconnects) {
@@ -217,7 +200,7 @@ TEST(OSCTransmitEcho, SummarisesImportsHidesHeartbeatsAndDescribesTheRest) {
         {chunk, args(i(5), s("0")), true,
          "[transferID=<missing>, chunk=<missing>, chunks=<unknown>, chunkBytes=<missing>]"},
         {import, args(), false, "[file=<missing>, transferID=<missing>, payloadBytes=<missing>]"},
-        {begin, args(s("a"), s("b"), OSCArgument::float32(1), s("3")), false,
+        {begin, args(s("a"), s("b"), f(1), s("3")), false,
          "[file=a, transferID=b, payloadBytes=<missing>, chunks=<unknown>]"},
         // The index is shown from 1 even at the int32 limit.
         {chunk, args(s("T"), i(2147483647)), false,
@@ -226,7 +209,7 @@ TEST(OSCTransmitEcho, SummarisesImportsHidesHeartbeatsAndDescribesTheRest) {
         {"/ping", args(i(12111)), false, std::nullopt},
         {"/ping", args(i(12111)), true, "[i:12111]"},
         // Everything else; only the exact import addresses are summarised.
-        {"/tessiva/logic/tempo", args(OSCArgument::float32(96.0f)), false, "[f:96.0]"},
+        {"/tessiva/logic/tempo", args(f(96.0f)), false, "[f:96.0]"},
         {import + "/ack", args(s("T")), false, "[s:T]"},
     };
     for (const auto& c : cases) {

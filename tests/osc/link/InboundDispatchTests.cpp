@@ -37,13 +37,7 @@ class RecordingRequests final : public LinkRequestHandler {
 
 // A rig with an active, connected iPad at 127.0.0.1:53000, a MIDI sink, and nothing logged yet.
 struct ActiveRig : LinkRig {
-    ActiveRig() {
-        started();
-        manager->setMirroredMIDISink(&sink);
-        from(kIPad, "/ping", {i(kIPad)});
-        transport.clearSent();
-        events.clear();
-    }
+    ActiveRig() { connected().setMirroredMIDISink(&sink); }
     void send(std::string_view address, const std::vector<OSCArgument>& arguments) {
         from(kIPad, address, arguments);
     }
@@ -378,7 +372,7 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     auto token = rig.store.addObserver(
         [&](const RemoteWorkspaceSnapshot& snapshot) { published.push_back(snapshot); });
 
-    rig.receive(kHost, kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
+    rig.from(kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
     EXPECT_EQ(published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
     EXPECT_TRUE(rig.logged("Active iPad endpoint updated",
@@ -388,9 +382,9 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     EXPECT_EQ(rig.defaults.integer(StoredPeerEndpoint::kPortKey), kIPad);
 
     SCOPED_TRACE("once the handshake is confirmed, another endpoint is just inactive");
-    rig.receive(kHost, kIPad, "/pong", {});
+    rig.from(kIPad, "/pong", {});
     ASSERT_TRUE(manager.isHandshakeConnected());
-    rig.receive(kHost, kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
+    rig.from(kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
     EXPECT_EQ(published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
 }

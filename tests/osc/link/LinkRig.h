@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "../OSCArgs.h"
 #include "osc/OSCCodec.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/OSCManager.h"
@@ -21,18 +22,6 @@
 #include "runtime/VirtualScheduler.h"
 
 namespace tessiva::testing {
-
-// Short names for the arguments the iPad sends.
-inline OSCArgument s(std::string text) {
-    return OSCArgument::string(std::move(text));
-}
-inline OSCArgument i(std::int32_t value) {
-    return OSCArgument::int32(value);
-}
-template <typename... Arguments>
-std::vector<OSCArgument> args(Arguments... arguments) {
-    return {arguments...};
-}
 
 // The iPad most tests play, and a second one on the same host.
 constexpr const char* kHost = "127.0.0.1";
@@ -87,21 +76,25 @@ struct LinkRig {
         return *manager;
     }
 
-    // The iPad at host:port sends one message to the Mac.
-    void deliver(const std::string& host, std::uint16_t port, std::string_view address,
+    // Started, with the iPad at kIPad active and connected (no name); nothing sent or logged since.
+    OSCDiscoveryManager& connected() {
+        started();
+        from(kIPad, "/ping", {i(kIPad)});
+        transport.clearSent();
+        events.clear();
+        return *manager;
+    }
+
+    // The iPad on 127.0.0.1 at `port` sends one message to the Mac.
+    void deliver(std::uint16_t port, std::string_view address,
                  const std::vector<OSCArgument>& arguments) {
-        transport.deliver(host, port, encodeMessage(address, arguments));
+        transport.deliver(kHost, port, encodeMessage(address, arguments));
     }
     // Delivers one message and lets the Mac handle it.
-    void receive(const std::string& host, std::uint16_t port, std::string_view address,
-                 const std::vector<OSCArgument>& arguments) {
-        deliver(host, port, address, arguments);
-        scheduler.runUntilIdle();
-    }
-    // The iPad on 127.0.0.1 at `port` sends one message and the Mac handles it.
     void from(std::uint16_t port, std::string_view address,
               const std::vector<OSCArgument>& arguments) {
-        receive(kHost, port, address, arguments);
+        deliver(port, address, arguments);
+        scheduler.runUntilIdle();
     }
     void ping(std::uint16_t port, std::string name = "Stage iPad") {
         from(port, "/ping", {i(port), s(std::move(name))});

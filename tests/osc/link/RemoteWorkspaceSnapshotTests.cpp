@@ -3,7 +3,7 @@
 #include <string>
 #include <thread>
 
-#include "osc/OSCArgument.h"
+#include "../OSCArgs.h"
 #include "osc/RemoteWorkspaceSnapshot.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "osc/WorkspaceSnapshotChunkAssembler.h"
@@ -11,6 +11,8 @@
 
 namespace tessiva {
 namespace {
+
+using namespace testing;
 
 const char* kTwoSections = R"({
   "workspaceUUID": "W-1", "workspaceName": "Strings", "extra": {"ignored": true},
@@ -64,36 +66,31 @@ TEST(RemoteWorkspaceSnapshot, DecodesRequiredAndOptionalKeysAndRoundTrips) {
     EXPECT_EQ(bare.bankCount(), 0u);
 }
 
-TEST(RemoteWorkspaceSnapshot, RefusesMissingOrMistypedRequiredValuesWithTheirPath) {
-    const std::string bankWithout = R"({"sections": [{"name": "S", "banks": [
-        {"uuid": "B", "name": "N", "sectionName": "S", "articulationCount": 1}]}]})";
-    EXPECT_EQ(errorOf(bankWithout), "sections[0].banks[0]: missing key \"articulationNames\"");
-    EXPECT_EQ(errorOf(R"({"workspaceName": "x"})"), "snapshot: missing key \"sections\"");
-    EXPECT_EQ(errorOf(R"({"sections": [{"name": 3, "banks": []}]})"),
-              "sections[0].name: expected a string");
-    EXPECT_EQ(errorOf(R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N",
-        "sectionName": "S", "articulationCount": 1.5, "articulationNames": []}]}]})"),
-              "sections[0].banks[0].articulationCount: expected an integer");
-    EXPECT_EQ(errorOf(R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N",
-        "sectionName": "S", "articulationCount": 1, "articulationNames": ["a", 2]}]}]})"),
-              "sections[0].banks[0].articulationNames[1]: expected a string");
-    EXPECT_EQ(errorOf(R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N",
-        "sectionName": "S", "articulationCount": 1, "articulationNames": [], "isPinned": "yes"}]}]})"),
-              "sections[0].banks[0].isPinned: expected a Boolean");
-    EXPECT_EQ(errorOf(R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N",
-        "sectionName": "S", "articulationCount": 9223372036854775808, "articulationNames": []}]}]})"),
-              "sections[0].banks[0].articulationCount: expected an integer");
-    EXPECT_EQ(errorOf(R"([1, 2])"), "snapshot: expected an object");
+// A snapshot with one bank: "uuid", "name", "sectionName", then `keys`.
+std::string withBank(const std::string& keys) {
+    return R"({"sections": [{"name": "S", "banks": [{"uuid": "B", "name": "N", "sectionName": "S", )" +
+           keys + "}]}]}";
 }
 
-TEST(RemoteWorkspaceSnapshot, RefusesMalformedTextWithTheByteOffset) {
+TEST(RemoteWorkspaceSnapshot, RefusesMalformedTextAndMissingOrMistypedValuesSayingWhere) {
+    const std::string bank = "sections[0].banks[0]";
     const struct {
         std::string json;
-        std::string message;
+        std::string error;
     } cases[] = {
-        {"{\"sections\": [}",
-         "The data is not valid JSON at byte offset 14: The JSON document has "
-         "an improper structure"},
+        {withBank(R"("articulationCount": 1)"), bank + ": missing key \"articulationNames\""},
+        {R"({"workspaceName": "x"})", "snapshot: missing key \"sections\""},
+        {R"({"sections": [{"name": 3, "banks": []}]})", "sections[0].name: expected a string"},
+        {withBank(R"("articulationCount": 1.5, "articulationNames": [])"),
+         bank + ".articulationCount: expected an integer"},
+        {withBank(R"("articulationCount": 1, "articulationNames": ["a", 2])"),
+         bank + ".articulationNames[1]: expected a string"},
+        {withBank(R"("articulationCount": 1, "articulationNames": [], "isPinned": "yes")"),
+         bank + ".isPinned: expected a Boolean"},
+        {withBank(R"("articulationCount": 9223372036854775808, "articulationNames": [])"),
+         bank + ".articulationCount: expected an integer"},
+        {"[1, 2]", "snapshot: expected an object"},
+        {"{\"sections\": [}", "The data is not valid JSON at byte offset 14: "},
         {"", "The data is not valid JSON at byte offset 0: "},
         {std::string(65, '[') + std::string(65, ']'),
          "The data is not valid JSON at byte offset 64: nested deeper than 64 levels"},
@@ -102,7 +99,8 @@ TEST(RemoteWorkspaceSnapshot, RefusesMalformedTextWithTheByteOffset) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.json);
         const std::string error = errorOf(c.json);
-        EXPECT_EQ(error.substr(0, c.message.size()), c.message) << error;
+        // The parser's own reason after the offset is not ours to pin.
+        EXPECT_EQ(c.error.ends_with(": ") ? error.substr(0, c.error.size()) : error, c.error);
     }
 }
 
@@ -222,13 +220,13 @@ TEST(WorkspaceSnapshotChunkAssembler, ChunkArgumentsAndSplittingRoundTrip) {
     WorkspaceSnapshotChunk chunk{"T-1", 2, 3, "{\"a\":1}"};
     auto arguments = chunk.arguments();
     ASSERT_EQ(arguments.size(), 4u);
-    EXPECT_EQ(arguments[1], OSCArgument::int32(2));
+    EXPECT_EQ(arguments[1], i(2));
     EXPECT_EQ(WorkspaceSnapshotChunk::fromArguments(arguments), chunk);
 
     // Wrong kinds or counts are refused.
     std::swap(arguments[1], arguments[2]);
     EXPECT_TRUE(WorkspaceSnapshotChunk::fromArguments(arguments));  // still s,i,i,s
-    arguments[2] = OSCArgument::string("2");
+    arguments[2] = s("2");
     EXPECT_FALSE(WorkspaceSnapshotChunk::fromArguments(arguments));
     arguments.pop_back();
     EXPECT_FALSE(WorkspaceSnapshotChunk::fromArguments(arguments));
