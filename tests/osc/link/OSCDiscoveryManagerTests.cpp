@@ -183,12 +183,6 @@ TEST(OSCDiscoveryManager, PingTimerAndFastBurstsFollowTheirCadence) {
     rig.activation.fire(ActivationEvent::systemDidWake);
     rig.scheduler.advance(3.0);
     EXPECT_EQ(countPings(), 4u);
-
-    SCOPED_TRACE("with neither an active nor a stored peer nothing is sent");
-    LinkRig empty;
-    empty.make().start(12111);
-    empty.scheduler.advance(30.0);
-    EXPECT_TRUE(empty.sent("/ping").empty());
 }
 
 TEST(OSCDiscoveryManager, StoredEndpointsAndTheTentativeLinkLocalOne) {

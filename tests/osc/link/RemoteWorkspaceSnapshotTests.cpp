@@ -113,29 +113,22 @@ RemoteWorkspaceSnapshot named(const std::string& name) {
 TEST(RemoteWorkspaceStore, PublishesOnTheMainQueueAndReplacesWhole) {
     VirtualScheduler scheduler;
     RemoteWorkspaceStore store(scheduler.mainQueue());
-    EXPECT_FALSE(store.snapshot().has_value());
     std::vector<std::string> seen;
     auto token = store.addObserver([&](const RemoteWorkspaceSnapshot& s) {
         EXPECT_TRUE(scheduler.mainQueue().isCurrent());
         seen.push_back(s.workspaceName.value_or("?"));
     });
 
-    SCOPED_TRACE("from a serial queue: hops to main");
-    auto serial = scheduler.makeSerialQueue("tessiva.focus.osc.discovery");
-    serial->post([&] { store.publish(named("A")); });
-    scheduler.runUntilIdle();
-    EXPECT_EQ(seen, std::vector<std::string>{"A"});
-
-    SCOPED_TRACE("from a foreign thread: hops to main");
+    SCOPED_TRACE("from another thread: hops to main");
     std::thread([&] { store.publish(named("B")); }).join();
-    EXPECT_EQ(store.snapshot()->workspaceName, "A");  // not yet: main has not run
+    EXPECT_FALSE(store.snapshot().has_value());  // not yet: main has not run
     scheduler.runUntilIdle();
-    EXPECT_EQ(store.snapshot()->workspaceName, "B");
+    EXPECT_EQ(seen, std::vector<std::string>{"B"});
 
     SCOPED_TRACE("a removed observer is not told");
     token.reset();
     store.publish(named("C"));
-    EXPECT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen.size(), 1u);
     EXPECT_EQ(store.snapshot()->workspaceName, "C");
 }
 
@@ -224,8 +217,6 @@ TEST(WorkspaceSnapshotChunkAssembler, ChunkArgumentsAndSplittingRoundTrip) {
     EXPECT_EQ(WorkspaceSnapshotChunk::fromArguments(arguments), chunk);
 
     // Wrong kinds or counts are refused.
-    std::swap(arguments[1], arguments[2]);
-    EXPECT_TRUE(WorkspaceSnapshotChunk::fromArguments(arguments));  // still s,i,i,s
     arguments[2] = s("2");
     EXPECT_FALSE(WorkspaceSnapshotChunk::fromArguments(arguments));
     arguments.pop_back();
