@@ -122,11 +122,8 @@ TEST(OSCDiscoveryManager, SecondIPadIsRejectedUntilTheFirstTimesOut) {
     EXPECT_EQ(lost[0].string("peer"), "127.0.0.1:53000");
 
     SCOPED_TRACE("the next iPad to speak becomes active");
-    rig.events.clear();
     rig.ping(kOther);
     EXPECT_EQ(manager.activePeerID(), "127.0.0.1:53001");
-    EXPECT_TRUE(rig.logged("Active iPad selected",
-                           "Active peer is now 127.0.0.1:53001. reason=first peer connected"));
     EXPECT_EQ(rig.sound.delays.size(), 2u);
 
     SCOPED_TRACE("stop drops the active peer too");

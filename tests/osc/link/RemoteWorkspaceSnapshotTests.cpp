@@ -196,7 +196,6 @@ TEST(WorkspaceSnapshotChunkAssembler, StaysBoundedUnderHostileInputAndReportsOnc
     EXPECT_EQ(overflow.refusals[0],
               "Evicted incomplete chunked transfer a to keep held chunks under 10 bytes.");
     EXPECT_EQ(small.heldBytes(), 8u);
-    EXPECT_LE(small.heldBytes(), 10u);
 
     SCOPED_TRACE("one transfer bigger than the cap is dropped and refused once");
     auto tooBig = small.addChunk("b", 1, 3, "1234567");
