@@ -43,9 +43,8 @@ TEST(OSCManager, ReusesOneConnectionPerEndpointAndDropsInvalidPorts) {
     rig.manager.send("127.0.0.1", 9000, "/tessiva/logic/tempo", {f(120)});
     rig.manager.send("127.0.0.1", 9001, "/tessiva/logic/tempo", {f(120)});
     rig.manager.send("localhost", 9000, "/tessiva/logic/tempo", {f(120)});
-    for (std::int64_t invalid : {0, -1, 65536, 1 << 20}) {
+    for (std::int64_t invalid : {0, -1, 65536, 1 << 20})
         rig.manager.send("127.0.0.1", invalid, "/tessiva/logic/tempo", {});
-    }
     const auto connections = rig.transport.connections();
     ASSERT_EQ(connections.size(), 3u);
     EXPECT_EQ(rig.manager.connectionCount(), 3u);
@@ -123,9 +122,8 @@ TEST(OSCManager, ConcurrentSendersAndEvictionsKeepOneConnectionPerEndpoint) {
     }
     // Meanwhile the queue keeps failing whatever connection it finds.
     for (int round = 0; round < 50; ++round) {
-        for (const auto& connection : rig.transport.connections()) {
+        for (const auto& connection : rig.transport.connections())
             connection->enter(UdpConnectionState::failed, "down");
-        }
         rig.scheduler.runUntilIdle();
     }
     for (auto& sender : senders)
@@ -174,9 +172,8 @@ TEST(OSCManager, DestructionCancelsOpenConnections) {
         for (auto& connection : connections)
             connection->completeSend(0, "late");
     }
-    for (const auto& connection : connections) {
+    for (const auto& connection : connections)
         EXPECT_EQ(connection->state(), UdpConnectionState::cancelled);
-    }
 }
 
 TEST(OSCTransmitEcho, SummarisesImportsHidesHeartbeatsAndDescribesTheRest) {
