@@ -147,11 +147,9 @@ TEST(OSCManager, PongCarriesTheTrimmedNameAndTheDeviceNameFallsBackToMac) {
     rig.manager.sendPong("127.0.0.1", 9000, std::string_view(" Studio Mac\n"));
     rig.manager.sendPong("127.0.0.1", 9000, std::string_view(" \t "));
     rig.manager.sendPong("127.0.0.1", 9000, std::nullopt);
-    const auto sent = rig.transport.connections().at(0)->sent();
-    ASSERT_EQ(sent.size(), 3u);
-    EXPECT_EQ(sent[0], encodeMessage("/pong", {s("Studio Mac")}));
-    EXPECT_EQ(sent[1], encodeMessage("/pong", {}));
-    EXPECT_EQ(sent[2], encodeMessage("/pong", {}));
+    const auto bare = encodeMessage("/pong", {});
+    EXPECT_EQ(rig.transport.connections().at(0)->sent(),
+              (std::vector{encodeMessage("/pong", {s("Studio Mac")}), bare, bare}));
     EXPECT_EQ(rig.console.lines(),
               (std::vector<std::string>{"OSC TX: /pong [s:Studio Mac]", "OSC TX: /pong []",
                                         "OSC TX: /pong []"}));

@@ -133,6 +133,7 @@ TEST(RemoteWorkspaceStore, PublishesOnTheMainQueueAndReplacesWhole) {
 }
 
 using Assembler = WorkspaceSnapshotChunkAssembler;
+using Refusals = std::vector<std::string>;
 
 TEST(WorkspaceSnapshotChunkAssembler, ReassemblesInIndexOrderAndIgnoresBadChunks) {
     Assembler assembler;
@@ -167,10 +168,9 @@ TEST(WorkspaceSnapshotChunkAssembler, ReassemblesInIndexOrderAndIgnoresBadChunks
 TEST(WorkspaceSnapshotChunkAssembler, StaysBoundedUnderHostileInputAndReportsOncePerTransfer) {
     SCOPED_TRACE("chunk counts above the limit are refused once");
     Assembler assembler;
-    auto first = assembler.addChunk("huge", 0, 4097, "x");
-    ASSERT_EQ(first.refusals.size(), 1u);
-    EXPECT_EQ(first.refusals[0],
-              "Refused chunked transfer huge: chunk count 4097 exceeds the limit of 4096.");
+    EXPECT_EQ(
+        assembler.addChunk("huge", 0, 4097, "x").refusals,
+        Refusals{"Refused chunked transfer huge: chunk count 4097 exceeds the limit of 4096."});
     EXPECT_TRUE(assembler.addChunk("huge", 1, 4097, "x").refusals.empty());
     EXPECT_EQ(assembler.incompleteTransferCount(), 0u);
     EXPECT_FALSE(assembler.addChunk("max", 0, 4096, "x").text);  // the limit itself is fine
@@ -180,9 +180,8 @@ TEST(WorkspaceSnapshotChunkAssembler, StaysBoundedUnderHostileInputAndReportsOnc
     Assembler eight;
     for (int i = 0; i < 8; ++i)
         EXPECT_TRUE(eight.addChunk("t" + std::to_string(i), 0, 2, "a").refusals.empty());
-    auto ninth = eight.addChunk("t8", 0, 2, "a");
-    ASSERT_EQ(ninth.refusals.size(), 1u);
-    EXPECT_EQ(ninth.refusals[0], "Evicted incomplete chunked transfer t0 to make room for t8.");
+    EXPECT_EQ(eight.addChunk("t8", 0, 2, "a").refusals,
+              Refusals{"Evicted incomplete chunked transfer t0 to make room for t8."});
     EXPECT_EQ(eight.incompleteTransferCount(), 8u);
     // t0 starts again from nothing; t1 still completes.
     EXPECT_EQ(*eight.addChunk("t1", 1, 2, "b").text, "ab");
@@ -191,19 +190,16 @@ TEST(WorkspaceSnapshotChunkAssembler, StaysBoundedUnderHostileInputAndReportsOnc
     Assembler small(Assembler::Limits{8, 10, 4096});
     small.addChunk("a", 0, 3, "1234");
     small.addChunk("b", 0, 3, "1234");
-    auto overflow = small.addChunk("c", 0, 3, "1234");
-    ASSERT_EQ(overflow.refusals.size(), 1u);
-    EXPECT_EQ(overflow.refusals[0],
-              "Evicted incomplete chunked transfer a to keep held chunks under 10 bytes.");
+    EXPECT_EQ(
+        small.addChunk("c", 0, 3, "1234").refusals,
+        Refusals{"Evicted incomplete chunked transfer a to keep held chunks under 10 bytes."});
     EXPECT_EQ(small.heldBytes(), 8u);
 
     SCOPED_TRACE("one transfer bigger than the cap is dropped and refused once");
-    auto tooBig = small.addChunk("b", 1, 3, "1234567");
-    ASSERT_EQ(tooBig.refusals.size(), 1u);
-    EXPECT_EQ(tooBig.refusals[0], "Refused chunked transfer b: it would hold more than 10 bytes.");
+    EXPECT_EQ(small.addChunk("b", 1, 3, "1234567").refusals,
+              Refusals{"Refused chunked transfer b: it would hold more than 10 bytes."});
     EXPECT_EQ(small.heldBytes(), 4u);  // only "c" remains
-    auto alone = small.addChunk("d", 0, 2, "12345678901");
-    ASSERT_EQ(alone.refusals.size(), 1u);
+    EXPECT_EQ(small.addChunk("d", 0, 2, "12345678901").refusals.size(), 1u);
     EXPECT_TRUE(small.addChunk("d", 1, 2, "12345678901").refusals.empty());
     EXPECT_EQ(small.heldBytes(), 4u);
 }
