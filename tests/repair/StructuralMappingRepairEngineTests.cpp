@@ -91,70 +91,65 @@ TEST(StructuralRepairEngine, StackVisibilityChangesRefreshWithoutRepair) {
     EXPECT_EQ(decision.text, "Accepted AX visibility-only structural baseline refresh.");
 }
 
-TEST(StructuralRepairEngine, InsertionAndDeletionShiftMappings) {
-    const RowMap before = rows("Piano Bass Strings Choir Drums");
-    const RowMap mapped = rows("Piano Bass - Choir");
-    {
-        // Inserting "Synth" above "Bass": every mapping from Bass down follows its track.
-        Engine engine = engineWith(before, mapped);
-        auto capture = evidence(rows("Piano Synth Bass Strings Choir Drums"), mapped);
-        capture.selectedHint = Engine::SelectionHint{2, "Synth"};
-        const auto decision = engine.evaluate(capture);
-        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        const auto& repair = *decision.repair;
-        EXPECT_EQ(repair.summary,
-                  "Inserted 1 Logic row(s) at row 2; shifted mappings at/after that row upward.");
-        EXPECT_EQ(repair.mappingRemap, (std::map<int, int>{{2, 3}, {4, 5}}));
-        EXPECT_EQ(repair.insertedIndices, std::vector<int>{2});
-        EXPECT_EQ(repair.newMaxObservedIndex, 6);
-        EXPECT_EQ(engine.state.maxObservedIndex, 6);
-        EXPECT_EQ(engine.state.terminalAnchorIndex, 6);
-        EXPECT_EQ(engine.state.ownershipBaseline.at(2), "Synth");
-    }
-    {
-        Engine engine = engineWith(before, mapped);
-        const auto decision = engine.evaluate(evidence(rows("Piano Choir Drums"), mapped));
-        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        const auto& repair = *decision.repair;
-        EXPECT_EQ(repair.summary,
-                  "Deleted 2 Logic row(s) from row 2; removed affected mappings "
-                  "and shifted later mappings downward.");
-        EXPECT_EQ(repair.deletedIndices, (std::vector<int>{2, 3}));
-        EXPECT_EQ(repair.mappingRemap, (std::map<int, int>{{4, 2}}));
-        EXPECT_EQ(repair.newMaxObservedIndex, 3);
-        EXPECT_EQ(engine.state.ownershipBaseline, rows("Piano Choir Drums"));
-    }
-    {
-        // The last track deleted: no row below it to confirm the shift, the end itself is seen.
-        Engine engine = engineWith(before, mapped);
-        const auto decision = engine.evaluate(evidence(rows("Piano Bass Strings Choir"), mapped));
-        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        EXPECT_EQ(decision.repair->kind, Engine::AppliedRepair::Kind::deletionOffset);
-        EXPECT_EQ(decision.repair->deletedIndices, std::vector<int>{5});
-        EXPECT_EQ(engine.state.terminalAnchorName, "Choir");
-    }
+// Kind, rows inserted (+) or deleted (-), then each mapping moved: "insertionOffset +2: 2>3".
+std::string describe(const Engine::AppliedRepair& repair) {
+    std::string text(name(repair.kind));
+    for (const int row : repair.insertedIndices)
+        text += " +" + std::to_string(row);
+    for (const int row : repair.deletedIndices)
+        text += " -" + std::to_string(row);
+    text += ":";
+    for (const auto& [from, to] : repair.mappingRemap)
+        text += " " + std::to_string(from) + ">" + std::to_string(to);
+    return text;
 }
 
-TEST(StructuralRepairEngine, ExactReordersApply) {
-    const RowMap before = rows("A B C D E F");
-    const RowMap& mapped = before;
-    {
-        Engine engine = engineWith(before, mapped);
-        const auto decision = engine.evaluate(evidence(rows("A D B C E F"), mapped));
+// Every applied repair moves the mappings to their tracks' new rows and takes the capture as the
+// new baseline, its last shown row as the end of the list.
+TEST(StructuralRepairEngine, AppliedEditsShiftMappingsAndTakeTheCaptureAsBaseline) {
+    const char* five = "Piano Bass Strings Choir Drums";
+    const char* fourMapped = "Piano Bass - Choir";
+    const char* six = "A B C D E F";
+    struct Case {
+        const char *baseline, *mapped, *current, *repair;
+        const char* summary = nullptr;  // nullptr: not checked
+        const char* owned = nullptr;    // nullptr: the capture
+    };
+    const Case cases[] = {
+        {five, fourMapped, "Piano Synth Bass Strings Choir Drums", "insertionOffset +2: 2>3 4>5",
+         "Inserted 1 Logic row(s) at row 2; shifted mappings at/after that row upward."},
+        {five, fourMapped, "Piano Choir Drums", "deletionOffset -2 -3: 4>2",
+         "Deleted 2 Logic row(s) from row 2; removed affected mappings and shifted later "
+         "mappings downward."},
+        // No row below the last track confirms the shift; the end itself is seen.
+        {five, fourMapped, "Piano Bass Strings Choir", "deletionOffset -5:"},
+        // The highest shown row stays where it was; the row hidden above it stays owned.
+        {six, "A - C", "A - C D", "deletionOffset -5 -6:", nullptr, "A B C D"},
+        {six, six, "A D B C E F", "blockMove: 2>3 3>4 4>2",
+         "Moved Logic block rows 4 to row 2 after the visible anchor sequence rotated exactly."},
+        {six, six, "A E C D B F", "blockMove: 2>5 5>2",
+         "Swapped Logic rows 2 and 5 after visible mapped names crossed over exactly."},
+        // A duplicated track no mapping depends on: which copy is new does not matter.
+        {"Piano Bass Strings Choir", "Piano - Strings", "Piano Bass Bass Strings Choir",
+         "insertionOffset +2: 3>4"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.current);
+        const RowMap current = rows(c.current);
+        Engine engine = engineWith(rows(c.baseline), rows(c.mapped));
+        const auto decision = engine.evaluate(evidence(current, rows(c.mapped)));
         ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        EXPECT_EQ(decision.repair->summary,
-                  "Moved Logic block rows 4 to row 2 after the visible anchor sequence rotated "
-                  "exactly.");
-        EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{2, 3}, {3, 4}, {4, 2}}));
-        EXPECT_EQ(engine.state.terminalAnchorName, "F");
-    }
-    {
-        Engine engine = engineWith(before, mapped);
-        const auto decision = engine.evaluate(evidence(rows("A E C D B F"), mapped));
-        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        EXPECT_EQ(decision.repair->summary,
-                  "Swapped Logic rows 2 and 5 after visible mapped names crossed over exactly.");
-        EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{2, 5}, {5, 2}}));
+        EXPECT_EQ(describe(*decision.repair), c.repair);
+        if (c.summary) {
+            EXPECT_EQ(decision.repair->summary, c.summary);
+        }
+        const auto& [last, lastName] = *current.rbegin();
+        EXPECT_EQ(decision.repair->newMaxObservedIndex, last);
+        EXPECT_EQ(engine.state.maxObservedIndex, last);
+        EXPECT_EQ(engine.state.terminalAnchorIndex, last);
+        EXPECT_EQ(engine.state.terminalAnchorName, lastName);
+        EXPECT_EQ(engine.state.visibleBaseline, current);
+        EXPECT_EQ(engine.state.ownershipBaseline, c.owned ? rows(c.owned) : current);
     }
 }
 
@@ -208,16 +203,6 @@ TEST(StructuralRepairEngine, ConfidenceAddsUpItsEvidence) {
                                                                         : RepairKind::blockMove);
         EXPECT_EQ(decision.repair->confidence, test.confidence);
     }
-}
-
-// Rows cut from the end leave the highest shown row where it was; a row hidden above does not
-// stand in the way.
-TEST(StructuralRepairEngine, RowsCutFromTheEndBehindAHiddenRowApplyWhereTheLastShownRowStays) {
-    Engine engine = engineWith(rows("A B C D E F"), rows("A - C"));
-    const auto decision = engine.evaluate(evidence(rows("A - C D"), rows("A - C")));
-    ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-    EXPECT_EQ(decision.repair->deletedIndices, (std::vector<int>{5, 6}));
-    EXPECT_TRUE(decision.repair->mappingRemap.empty());
 }
 
 // Every hold leaves the state as it was; where the engine names a reason, the text says it.
@@ -278,14 +263,6 @@ TEST(StructuralRepairEngine, HoldsKeepStateAndNameTheReason) {
                       c.text);
         }
     }
-}
-
-TEST(StructuralRepairEngine, DuplicatedTrackAppliesWhenNoMappingDependsOnWhichCopy) {
-    Engine engine = engineWith(rows("Piano Bass Strings Choir"), rows("Piano - Strings"));
-    const auto decision =
-        engine.evaluate(evidence(rows("Piano Bass Bass Strings Choir"), rows("Piano - Strings")));
-    ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-    EXPECT_EQ(decision.repair->mappingRemap, (std::map<int, int>{{3, 4}}));
 }
 
 TEST(StructuralRepairEngine, ASelectionOnTheFirstRowIsEvidenceToo) {
