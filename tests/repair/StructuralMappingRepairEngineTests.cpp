@@ -105,41 +105,73 @@ std::string describe(const Engine::AppliedRepair& repair) {
 }
 
 // Every applied repair moves the mappings to their tracks' new rows and takes the capture as the
-// new baseline, its last shown row as the end of the list.
+// new baseline, its last shown row as the end of the list. Its confidence adds up its evidence:
+// rows confirmed where the edit puts them (capped), the moved rows' new neighbours, the tracks
+// owned before the stack closed, and a selection that agrees with the edit.
 TEST(StructuralRepairEngine, AppliedEditsShiftMappingsAndTakeTheCaptureAsBaseline) {
     const char* five = "Piano Bass Strings Choir Drums";
     const char* fourMapped = "Piano Bass - Choir";
+    const char* synthAtTwo = "Piano Synth Bass Strings Choir Drums";
+    const char* bassGone = "Piano Strings Choir Drums";
     const char* six = "A B C D E F";
+    const char* dUp = "A D B C E F";
     struct Case {
         const char *baseline, *mapped, *current, *repair;
+        int confidence;
+        int selected = 0;               // the row selected, 0: none
         const char* summary = nullptr;  // nullptr: not checked
         const char* owned = nullptr;    // nullptr: the capture
+        bool lastRowNotOwned = false;
     };
+    const char* synthIn = "insertionOffset +2: 2>3 3>4 4>5 5>6";
+    const char* bassOut = "deletionOffset -2: 3>2 4>3 5>4";
+    const char* dMoved = "blockMove: 2>3 3>4 4>2";
     const Case cases[] = {
-        {five, fourMapped, "Piano Synth Bass Strings Choir Drums", "insertionOffset +2: 2>3 4>5",
+        {five, fourMapped, synthAtTwo, "insertionOffset +2: 2>3 4>5", 197, 0,
          "Inserted 1 Logic row(s) at row 2; shifted mappings at/after that row upward."},
-        {five, fourMapped, "Piano Choir Drums", "deletionOffset -2 -3: 4>2",
+        {five, five, synthAtTwo, synthIn, 197},
+        {five, five, synthAtTwo, synthIn, 217, 2},  // the new row selected
+        {five, five, synthAtTwo, synthIn, 225, 1},
+        {five, five, synthAtTwo, synthIn, 225, 4},
+        {five, fourMapped, "Piano Choir Drums", "deletionOffset -2 -3: 4>2", 191, 0,
          "Deleted 2 Logic row(s) from row 2; removed affected mappings and shifted later "
          "mappings downward."},
+        {five, five, bassGone, bassOut, 199},
+        {five, five, bassGone, bassOut, 259, 2},  // the row that took its place selected
+        {five, five, bassGone, bassOut, 217, 3},
+        {five, five, bassGone, bassOut, 205, 1},
         // No row below the last track confirms the shift; the end itself is seen.
-        {five, fourMapped, "Piano Bass Strings Choir", "deletionOffset -5:"},
+        {five, fourMapped, "Piano Bass Strings Choir", "deletionOffset -5:", 131},
         // The highest shown row stays where it was; the row hidden above it stays owned.
-        {six, "A - C", "A - C D", "deletionOffset -5 -6:", nullptr, "A B C D"},
-        {six, six, "A D B C E F", "blockMove: 2>3 3>4 4>2",
+        {six, "A - C", "A - C D", "deletionOffset -5 -6:", 127, 0, nullptr, "A B C D"},
+        {six, six, dUp, dMoved, 291, 0,
          "Moved Logic block rows 4 to row 2 after the visible anchor sequence rotated exactly."},
-        {six, six, "A E C D B F", "blockMove: 2>5 5>2",
+        {six, six, dUp, dMoved, 307, 3},  // the row it passed selected
+        {six, six, dUp, dMoved, 321, 0, nullptr, "A D B C E", true},
+        {six, six, "A C D E F B", "blockMove: 2>6 3>2 4>3 5>4 6>5", 299},
+        // Two pairs swapped: the first pair is the block moved.
+        {six, six, "C D A B E F", "blockMove: 1>3 2>4 3>1 4>2", 317},
+        {six, six, "A E C D B F", "blockMove: 2>5 5>2", 275, 0,
          "Swapped Logic rows 2 and 5 after visible mapped names crossed over exactly."},
+        {"A B C D E F G H I J K L M N", "A B C D E F G H I J K L M N",
+         "A J B C D E F G H I K L M N", "blockMove: 2>3 3>4 4>5 5>6 6>7 7>8 8>9 9>10 10>2", 397},
         // A duplicated track no mapping depends on: which copy is new does not matter.
         {"Piano Bass Strings Choir", "Piano - Strings", "Piano Bass Bass Strings Choir",
-         "insertionOffset +2: 3>4"},
+         "insertionOffset +2: 3>4", 179},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.current);
+        SCOPED_TRACE(::testing::Message() << c.current << ", row " << c.selected << " selected");
         const RowMap current = rows(c.current);
         Engine engine = engineWith(rows(c.baseline), rows(c.mapped));
-        const auto decision = engine.evaluate(evidence(current, rows(c.mapped)));
+        if (c.lastRowNotOwned)
+            engine.state.ownershipBaseline.erase(std::prev(engine.state.ownershipBaseline.end()));
+        auto capture = evidence(current, rows(c.mapped));
+        if (c.selected != 0)
+            capture.selectedHint = Engine::SelectionHint{c.selected, current.at(c.selected)};
+        const auto decision = engine.evaluate(capture);
         ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
         EXPECT_EQ(describe(*decision.repair), c.repair);
+        EXPECT_EQ(decision.repair->confidence, c.confidence);
         if (c.summary) {
             EXPECT_EQ(decision.repair->summary, c.summary);
         }
@@ -150,58 +182,6 @@ TEST(StructuralRepairEngine, AppliedEditsShiftMappingsAndTakeTheCaptureAsBaselin
         EXPECT_EQ(engine.state.terminalAnchorName, lastName);
         EXPECT_EQ(engine.state.visibleBaseline, current);
         EXPECT_EQ(engine.state.ownershipBaseline, c.owned ? rows(c.owned) : current);
-    }
-}
-
-// The confidence shown with a repair adds up its evidence: rows confirmed where the edit puts
-// them (capped), the moved rows' new neighbours, the tracks owned before the stack closed, and a
-// selection that agrees with the edit.
-TEST(StructuralRepairEngine, ConfidenceAddsUpItsEvidence) {
-    using Hint = Engine::SelectionHint;
-    struct Case {
-        const char* name;
-        const char* before;
-        const char* after;
-        int confidence;
-        std::optional<Hint> selected = std::nullopt;
-        bool lastRowNotOwned = false;
-    };
-    const char* five = "Piano Bass Strings Choir Drums";
-    const char* synthAtTwo = "Piano Synth Bass Strings Choir Drums";
-    const char* bassGone = "Piano Strings Choir Drums";
-    const char* six = "A B C D E F";
-    const char* dUp = "A D B C E F";
-    const Case cases[] = {
-        {"inserted", five, synthAtTwo, 197},
-        {"inserted, the new row selected", five, synthAtTwo, 217, Hint{2, "Synth"}},
-        {"inserted, a row above it selected", five, synthAtTwo, 225, Hint{1, "Piano"}},
-        {"inserted, a row below it selected", five, synthAtTwo, 225, Hint{4, "Strings"}},
-        {"a middle row deleted", five, bassGone, 199},
-        {"deleted, the row that took its place selected", five, bassGone, 259, Hint{2, "Strings"}},
-        {"deleted, a row below selected", five, bassGone, 217, Hint{3, "Choir"}},
-        {"deleted, a row above selected", five, bassGone, 205, Hint{1, "Piano"}},
-        {"one row up", six, dUp, 291},
-        {"one row up, the row it passed selected", six, dUp, 307, Hint{3, "B"}},
-        {"to the end", six, "A C D E F B", 299},
-        {"two pairs swapped: the first pair is the block moved", six, "C D A B E F", 317},
-        {"one row up, the last row not owned", six, dUp, 321, std::nullopt, true},
-        {"fourteen rows", "A B C D E F G H I J K L M N", "A J B C D E F G H I K L M N", 397},
-    };
-    for (const Case& test : cases) {
-        SCOPED_TRACE(test.name);
-        const RowMap before = rows(test.before), after = rows(test.after);
-        Engine engine = engineWith(before, before);
-        if (test.lastRowNotOwned)
-            engine.state.ownershipBaseline.erase(std::prev(engine.state.ownershipBaseline.end()));
-        auto capture = evidence(after, before);
-        capture.selectedHint = test.selected;
-        const auto decision = engine.evaluate(capture);
-        ASSERT_EQ(decision.kind, Kind::apply) << decision.text;
-        using RepairKind = Engine::AppliedRepair::Kind;
-        EXPECT_EQ(decision.repair->kind, after.size() > before.size() ? RepairKind::insertionOffset
-                                         : after.size() < before.size() ? RepairKind::deletionOffset
-                                                                        : RepairKind::blockMove);
-        EXPECT_EQ(decision.repair->confidence, test.confidence);
     }
 }
 
