@@ -155,21 +155,19 @@ TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
 TEST_F(Orchestration, SelectionsThatRevealAChangeScheduleARepair) {
     struct Case {
         const char* what;
-        StructuralSelection selection;
+        int row;
+        const char* name;   // nullptr: none shown
         const char* title;  // nullptr: nothing scheduled
         std::optional<int> delta;
         int extraRows = 0;  // rows the selection's own track list adds to the published one
     };
     const Case cases[] = {
-        {"row beyond the trusted maximum", {22, "Track 20"}, "Structural repair scheduled", 2},
-        {"saved name differs", {3, "Track 1"}, "Structural reorder repair scheduled", 0},
-        {"matching name", {3, "Track 3"}, nullptr, std::nullopt},
-        {"no name", {3, std::nullopt}, nullptr, std::nullopt},
-        {"the selection's track list has one row more",
-         {3, "Track 3"},
-         "Structural repair scheduled",
-         1,
-         1},
+        {"row beyond the trusted maximum", 22, "Track 20", "Structural repair scheduled", 2},
+        {"saved name differs", 3, "Track 1", "Structural reorder repair scheduled", 0},
+        {"matching name", 3, "Track 3", nullptr, std::nullopt},
+        {"no name", 3, nullptr, nullptr, std::nullopt},
+        {"the selection's track list has one row more", 3, "Track 3", "Structural repair scheduled",
+         1, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -177,7 +175,8 @@ TEST_F(Orchestration, SelectionsThatRevealAChangeScheduleARepair) {
         RowMap names = list;
         for (int extra = 1; extra <= c.extraRows; ++extra)
             names.emplace(names.rbegin()->first + 1, "New " + std::to_string(extra));
-        rig.repair.noteSelection(c.selection, names);
+        rig.repair.noteSelection(
+            {c.row, c.name ? std::optional<std::string>(c.name) : std::nullopt}, names);
         EXPECT_EQ(rig.repair.pendingRepairDelta(), c.delta);
         if (c.title)
             EXPECT_TRUE(rig.logged(c.title));
