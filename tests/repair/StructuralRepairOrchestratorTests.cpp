@@ -207,12 +207,10 @@ TEST_F(Orchestration, EmptyCapturesAreRetriedThenGivenUp) {
         rig.scheduler.advance(0.02);
         EXPECT_EQ(rig.captures.captures, before + attempt + 1) << attempt;
     }
-    std::vector<std::string> details;
-    for (const auto& entry : rig.log.entries().value())
-        details.push_back(entry.detail.value_or(""));
-    ASSERT_EQ(details.size(), 6u);  // the context, four retries, the failure
-    EXPECT_EQ(details[4], "Could not capture a non-empty Logic track snapshot. retry=4");
-    EXPECT_EQ(details[5],
+    const auto& entries = rig.log.entries().value();
+    ASSERT_EQ(entries.size(), 6u);  // the context, four retries, the failure
+    EXPECT_EQ(entries[4].detail, "Could not capture a non-empty Logic track snapshot. retry=4");
+    EXPECT_EQ(entries[5].detail,
               "Could not capture a non-empty Logic track snapshot after 4 settled retries. "
               "reason=automatic structural capture after Logic duplicate command");
     EXPECT_FALSE(rig.repair.pendingRepairDelta());
