@@ -101,14 +101,17 @@ TEST(ProfileCodec, DecodesAHandWrittenFile) {
 
 TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
     const std::string head = R"({"version":1,"trackIndexToName":{},"trackIndexToChannel":{},)"
-                             R"("trackIndexToEventType":{},"trackIndexToNote":{},)";
-    const std::string mappingHead =
-        head + R"("trackIndexToPC":{},"oscBankFocusMappingsByTrackIndex":{"5":{)"
-               R"("id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","trackIndex":5,"trackName":"T",)"
-               R"("bankUUID":"B","bankName":"N")";
+                             R"("trackIndexToNote":{},)";
+    // `rows` as the program changes, then the rest of the file.
     const auto pc = [&](const std::string& rows) {
-        return head + R"("trackIndexToPC":)" + rows + "}";
+        return head + R"("trackIndexToEventType":{},"trackIndexToPC":)" + rows + "}";
     };
+    const auto bank = [&](const std::string& id, const std::string& rest) {
+        return pc(R"({},"oscBankFocusMappingsByTrackIndex":{"5":{"id":")" + id +
+                  R"(","trackIndex":5,"trackName":"T","bankUUID":"B","bankName":"N")" + rest +
+                  "}}");
+    };
+    const std::string uuid = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
     struct Case {
         const char* name;
         std::string json;
@@ -126,20 +129,17 @@ TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
          "missing"},
         {"missing version", R"({"trackIndexToPC":{}})", "version", "missing"},
         {"unknown event type",
-         R"({"version":1,"trackIndexToPC":{},"trackIndexToName":{},"trackIndexToChannel":{},)"
-         R"("trackIndexToEventType":{"4":"sysex"},"trackIndexToNote":{}})",
+         head + R"("trackIndexToEventType":{"4":"sysex"},"trackIndexToPC":{}})",
          "trackIndexToEventType.4", "sysex"},
-        {"serial a string", head + R"("trackIndexToPC":{},"oscInsertedTrackSerial":"7"})",
-         "oscInsertedTrackSerial", "integer"},
-        {"mapping without date", mappingHead + "}}}",
-         "oscBankFocusMappingsByTrackIndex.5.updatedAt", "missing"},
-        {"date as text", mappingHead + R"(,"updatedAt":"2023-01-01"}}})",
+        {"serial a string", pc(R"({},"oscInsertedTrackSerial":"7")"), "oscInsertedTrackSerial",
+         "integer"},
+        {"mapping without date", bank(uuid, ""), "oscBankFocusMappingsByTrackIndex.5.updatedAt",
+         "missing"},
+        {"date as text", bank(uuid, R"(,"updatedAt":"2023-01-01")"),
          "oscBankFocusMappingsByTrackIndex.5.updatedAt", "date"},
-        {"group not a string", mappingHead + R"(,"groupUUID":3,"updatedAt":1}}})",
+        {"group not a string", bank(uuid, R"(,"groupUUID":3,"updatedAt":1)"),
          "oscBankFocusMappingsByTrackIndex.5.groupUUID", "string"},
-        {"id not a UUID",
-         head + R"("trackIndexToPC":{},"oscBankFocusMappingsByTrackIndex":{"5":{"id":"nope",)"
-                R"("trackIndex":5,"trackName":"T","bankUUID":"B","bankName":"N","updatedAt":1}}})",
+        {"id not a UUID", bank("nope", R"(,"updatedAt":1)"),
          "oscBankFocusMappingsByTrackIndex.5.id", "UUID"},
         {"top level array", "[]", "", "not a JSON object"},
     };
