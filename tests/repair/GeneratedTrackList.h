@@ -114,16 +114,12 @@ class GeneratedTrackList {
         return spaced;
     }
     std::vector<std::size_t> visiblePositions() const {
-        std::vector<std::size_t> positions;
-        bool hiding = false;
-        for (std::size_t p = 0; p < tracks_.size(); ++p) {
-            if (tracks_[p].stackHeader < 0)
-                hiding = tracks_[p].isHeader && tracks_[p].collapsed;
-            else if (hiding)
-                continue;
-            positions.push_back(p);
-        }
-        return positions;
+        bool hiding = false;  // inside a collapsed stack
+        return positions([&](const Track& track) {
+            if (track.stackHeader < 0)
+                hiding = track.isHeader && track.collapsed;
+            return track.stackHeader < 0 || !hiding;
+        });
     }
     // One past the last member of the stack headed at `position` (or position + 1).
     std::size_t unitEnd(std::size_t position) const {
