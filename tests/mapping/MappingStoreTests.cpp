@@ -11,6 +11,7 @@
 #include "mapping/MappingStore.h"
 #include "mapping/ProfileCodec.h"
 #include "runtime/AtomicFile.h"
+#include "runtime/DateFormat.h"
 #include "runtime/UUID.h"
 #include "support/TempFolder.h"
 
@@ -249,30 +250,23 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         ASSERT_TRUE(writeFileAtomically(folder / kDefaultProfileFileName, broken).ok());
         StoreHarness h;
         EXPECT_EQ(h.store.open(folder.path()), ProfileReadOutcome::unreadable);
-        std::vector<fs::path> aside;
-        for (const auto& item : fs::directory_iterator(folder.path())) {
-            if (item.path().filename().string().starts_with("Tessiva Focus Mappings.unreadable-")) {
-                aside.push_back(item.path());
-            }
-        }
-        ASSERT_EQ(aside.size(), 1u);
-        EXPECT_EQ(aside[0].extension(), ".json");
-        EXPECT_EQ(aside[0].filename().string().size(),
-                  std::string("Tessiva Focus Mappings.unreadable-yyyyMMdd-HHmmss.json").size());
-        EXPECT_EQ(readWholeFile(aside[0]).value(), broken);
+        const fs::path aside =
+            folder / ("Tessiva Focus Mappings.unreadable-" +
+                      compactLocalTimestamp(h.scheduler.clock().date()) + ".json");
+        EXPECT_EQ(readWholeFile(aside).value_or(""), broken);
         EXPECT_EQ(decodeFile(folder / kDefaultProfileFileName), MappingProfileSnapshot{});
-        EXPECT_TRUE(h.console.contains("moved aside to " + aside[0].string()));
+        EXPECT_TRUE(h.console.contains("moved aside to " + aside.string()));
         const auto* entry = h.entry("Unreadable mappings profile set aside");
         ASSERT_NE(entry, nullptr);
-        EXPECT_NE(entry->detail->find(aside[0].string()), std::string::npos);
+        EXPECT_NE(entry->detail->find(aside.string()), std::string::npos);
         EXPECT_NE(entry->detail->find("byte offset"), std::string::npos);
 
         SCOPED_TRACE("a second set-aside in the same second keeps the first");
         ASSERT_TRUE(writeFileAtomically(folder / kDefaultProfileFileName, "[]").ok());
         StoreHarness again;
         again.store.open(folder.path());
-        EXPECT_TRUE(fs::exists(aside[0]));
-        EXPECT_EQ(readWholeFile(aside[0]).value(), broken);
+        EXPECT_TRUE(fs::exists(aside));
+        EXPECT_EQ(readWholeFile(aside).value(), broken);
     }
 }
 
