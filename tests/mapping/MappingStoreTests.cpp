@@ -314,10 +314,8 @@ TEST(MappingStore, AFailedSaveOrLoadKeepsWhatWasThere) {
     ASSERT_FALSE(status.ok());
     EXPECT_TRUE(h.console.contains("[MappingStore] Failed to save: " + status.error()));
     EXPECT_EQ(readWholeFile(file).value(), old);
-    std::size_t files = 0;
-    for ([[maybe_unused]] const auto& item : fs::directory_iterator(folder.path()))
-        ++files;
-    EXPECT_EQ(files, 1u) << "no temporary file left behind";
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator{}), 1)
+        << "no temporary file left behind";
 
     // A folder in the profile's place is neither moved nor overwritten.
     fs::create_directories(folder / "taken.json");
