@@ -160,10 +160,9 @@ class GeneratedTrackList {
             else if (anchor.stackHeader >= 0)
                 stack = anchor.stackHeader;
         }
+        lastSelected_ = nextId_;  // the first track inserted
         for (int i = 0; i < count; ++i) {
             Track track{nextId_++, nameLike(freshName()), stack, false, false};
-            if (i == 0)
-                lastSelected_ = track.id;
             tracks_.insert(tracks_.begin() + static_cast<long>(at) + i, track);
         }
         return true;
@@ -224,11 +223,7 @@ class GeneratedTrackList {
                       tracks_.begin() + static_cast<long>(to));
         std::vector<std::size_t> places = topLevelStarts();
         places.push_back(tracks_.size());
-        std::erase(places, from);  // elsewhere than where it was
-        if (places.empty()) {
-            insertBlock(from, block);
-            return false;
-        }
+        std::erase(places, from);  // elsewhere than where it was; another unit is always left
         insertBlock(places[random_() % places.size()], block);
         lastSelected_ = block.front().id;
         return true;
