@@ -217,21 +217,19 @@ TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
     const RowMap shrunk = deleted(list, 8);
     RowMap renamed = shrunk;
     renamed[3] = "Renamed";
+    // The second capture: none, one where only a name differs, an identical one.
     const struct {
-        const char* what;
         std::optional<RowMap> second;
         const char* title;
     } cases[] = {
-        {"no fresh capture", std::nullopt,
-         "Structural repair deferred without confirming snapshot"},
-        {"only a name differs", renamed,
-         "Structural repair rejected unstable destructive snapshot"},
-        {"identical", shrunk,
-         "Structural reconciliation applied: Deleted 1 Logic row(s) from row "
-         "8; removed affected mappings and shifted later mappings downward."},
+        {std::nullopt, "Structural repair deferred without confirming snapshot"},
+        {renamed, "Structural repair rejected unstable destructive snapshot"},
+        {shrunk,
+         "Structural reconciliation applied: Deleted 1 Logic row(s) from row 8; removed affected "
+         "mappings and shifted later mappings downward."},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.title);
         rig.log.clear();
         rig.captures.queued = {shrunk};
         rig.command(LogicStructuralCommand::deleteBackspace, c.second);
