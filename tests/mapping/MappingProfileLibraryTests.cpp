@@ -99,9 +99,8 @@ TEST(MappingProfileLibrary, SaveAsAndLoadReportInTheirOwnWords) {
         const auto* entry = h.entry("Mappings profile loaded");
         ASSERT_NE(entry, nullptr);
         EXPECT_EQ(entry->detail,
-                  std::optional<std::string>(
-                      "Mappings profile loaded. Refreshing live Logic track names to "
-                      "verify sync with the current project."));
+                  "Mappings profile loaded. Refreshing live Logic track names to verify sync with "
+                  "the current project.");
         EXPECT_EQ(h.library.recentPaths().front(), source.string());
     }
     {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -59,11 +58,9 @@ class GeneratedTrackList {
     }
     // Row of a track by id; 0 when it no longer exists.
     int rowOf(int id) const {
-        for (std::size_t p = 0; p < tracks_.size(); ++p) {
-            if (tracks_[p].id == id)
-                return static_cast<int>(p) + 1;
-        }
-        return 0;
+        const auto found = std::find_if(tracks_.begin(), tracks_.end(),
+                                        [&](const Track& track) { return track.id == id; });
+        return found == tracks_.end() ? 0 : static_cast<int>(found - tracks_.begin()) + 1;
     }
     const std::vector<Track>& tracks() const { return tracks_; }
     // Whether `id`'s normalised name is non-empty and carried by no other track.
@@ -117,16 +114,12 @@ class GeneratedTrackList {
         return spaced;
     }
     std::vector<std::size_t> visiblePositions() const {
-        std::vector<std::size_t> positions;
-        bool hiding = false;
-        for (std::size_t p = 0; p < tracks_.size(); ++p) {
-            if (tracks_[p].stackHeader < 0)
-                hiding = tracks_[p].isHeader && tracks_[p].collapsed;
-            else if (hiding)
-                continue;
-            positions.push_back(p);
-        }
-        return positions;
+        bool hiding = false;  // inside a collapsed stack
+        return positions([&](const Track& track) {
+            if (track.stackHeader < 0)
+                hiding = track.isHeader && track.collapsed;
+            return track.stackHeader < 0 || !hiding;
+        });
     }
     // One past the last member of the stack headed at `position` (or position + 1).
     std::size_t unitEnd(std::size_t position) const {
@@ -136,13 +129,17 @@ class GeneratedTrackList {
             ++end;
         return end;
     }
-    std::vector<std::size_t> topLevelStarts() const {
-        std::vector<std::size_t> starts;
+    template <typename Keep>
+    std::vector<std::size_t> positions(Keep keep) const {
+        std::vector<std::size_t> kept;
         for (std::size_t p = 0; p < tracks_.size(); ++p) {
-            if (tracks_[p].stackHeader < 0)
-                starts.push_back(p);
+            if (keep(tracks_[p]))
+                kept.push_back(p);
         }
-        return starts;
+        return kept;
+    }
+    std::vector<std::size_t> topLevelStarts() const {
+        return positions([](const Track& track) { return track.stackHeader < 0; });
     }
     void insertBlock(std::size_t at, const std::vector<Track>& block) {
         tracks_.insert(tracks_.begin() + static_cast<long>(at), block.begin(), block.end());
@@ -163,10 +160,9 @@ class GeneratedTrackList {
             else if (anchor.stackHeader >= 0)
                 stack = anchor.stackHeader;
         }
+        lastSelected_ = nextId_;  // the first track inserted
         for (int i = 0; i < count; ++i) {
             Track track{nextId_++, nameLike(freshName()), stack, false, false};
-            if (i == 0)
-                lastSelected_ = track.id;
             tracks_.insert(tracks_.begin() + static_cast<long>(at) + i, track);
         }
         return true;
@@ -186,13 +182,8 @@ class GeneratedTrackList {
         tracks_.erase(tracks_.begin() + static_cast<long>(from),
                       tracks_.begin() + static_cast<long>(to));
         // Members whose header went with the block become top-level tracks.
-        std::set<int> headers;
-        for (const Track& track : tracks_) {
-            if (track.isHeader)
-                headers.insert(track.id);
-        }
         for (Track& track : tracks_) {
-            if (track.stackHeader >= 0 && !headers.contains(track.stackHeader))
+            if (track.stackHeader >= 0 && rowOf(track.stackHeader) == 0)
                 track.stackHeader = -1;
         }
         // Logic selects the first visible track after the cut.
@@ -232,21 +223,14 @@ class GeneratedTrackList {
                       tracks_.begin() + static_cast<long>(to));
         std::vector<std::size_t> places = topLevelStarts();
         places.push_back(tracks_.size());
-        std::erase(places, from);  // elsewhere than where it was
-        if (places.empty()) {
-            insertBlock(from, block);
-            return false;
-        }
+        std::erase(places, from);  // elsewhere than where it was; another unit is always left
         insertBlock(places[random_() % places.size()], block);
         lastSelected_ = block.front().id;
         return true;
     }
     bool swapRows() {
-        std::vector<std::size_t> plain;
-        for (std::size_t p = 0; p < tracks_.size(); ++p) {
-            if (tracks_[p].stackHeader < 0 && !tracks_[p].isHeader)
-                plain.push_back(p);
-        }
+        const auto plain =
+            positions([](const Track& track) { return track.stackHeader < 0 && !track.isHeader; });
         if (plain.size() < 2)
             return false;
         const std::size_t a = plain[random_() % plain.size()];
@@ -259,11 +243,8 @@ class GeneratedTrackList {
         return true;
     }
     bool toggleStack() {
-        std::vector<std::size_t> headers;
-        for (const std::size_t p : visiblePositions()) {
-            if (tracks_[p].isHeader)
-                headers.push_back(p);
-        }
+        // Headers are top-level tracks, always shown.
+        const auto headers = positions([](const Track& track) { return track.isHeader; });
         if (headers.empty())
             return false;
         Track& header = tracks_[headers[random_() % headers.size()]];

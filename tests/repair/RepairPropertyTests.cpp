@@ -51,14 +51,9 @@ bool explainsCaptureExactly(const RowMap& baseline, const RowMap& current,
     const int count = static_cast<int>(block.size());
     std::size_t explained = 0;
     for (const auto& [row, name] : before) {
-        int projected = row;
-        if (inserting && row >= first)
-            projected = row + count;
-        if (!inserting && row >= first + count)
-            projected = row - count;
         if (!inserting && row >= first && row < first + count)
             continue;
-        const auto shown = after.find(projected);
+        const auto shown = after.find(row < first ? row : inserting ? row + count : row - count);
         if (shown == after.end() || shown->second != name)
             return false;
         ++explained;
@@ -68,15 +63,10 @@ bool explainsCaptureExactly(const RowMap& baseline, const RowMap& current,
     return explained == after.size();
 }
 
-struct Outcome {
-    bool wrong = false;
+// Judges one decision against where every mapped track really went: empty when right, else why.
+std::string judge(const GeneratedTrackList& list, const std::map<int, int>& mappedIdsByRow,
+                  const StructuralMappingRepairEngine::Decision& decision) {
     std::string why;
-};
-
-// Judges one decision against where every mapped track really went.
-Outcome judge(const GeneratedTrackList& list, const std::map<int, int>& mappedIdsByRow,
-              const StructuralMappingRepairEngine::Decision& decision) {
-    Outcome outcome;
     const auto& repair = decision.repair;
     std::unordered_map<int, int> rowsById;
     for (std::size_t p = 0; p < list.tracks().size(); ++p)
@@ -97,13 +87,12 @@ Outcome judge(const GeneratedTrackList& list, const std::map<int, int>& mappedId
         if (resultRow == trueRow || decision.kind == Kind::hold)
             continue;
         if (trueRow != 0 && list.hasUniqueName(id)) {
-            outcome.wrong = true;
-            outcome.why += " mapping on row " + std::to_string(oldRow) + " went to row " +
-                           std::to_string(resultRow) + " but its track stands on row " +
-                           std::to_string(trueRow) + ";";
+            why += " mapping on row " + std::to_string(oldRow) + " went to row " +
+                   std::to_string(resultRow) + " but its track stands on row " +
+                   std::to_string(trueRow) + ";";
         }
     }
-    return outcome;
+    return why;
 }
 
 // Runs generated cases and remembers the first wrong application.
@@ -154,13 +143,11 @@ struct PropertyRun {
             EXPECT_EQ(engine.state, before) << "a hold changed the state, case seed " << caseSeed;
         }
 
-        Outcome outcome = judge(list, mappedIdsByRow, decision);
-        if (outcome.wrong && twice && decision.repair &&
-            explainsCaptureExactly(baselineCapture, evidence.currentVisibleSnapshot,
-                                   *decision.repair)) {
-            outcome.wrong = false;
-        }
-        if (outcome.wrong) {
+        const std::string why = judge(list, mappedIdsByRow, decision);
+        if (!why.empty() &&
+            !(twice && decision.repair &&
+              explainsCaptureExactly(baselineCapture, evidence.currentVisibleSnapshot,
+                                     *decision.repair))) {
             ++wrong;
             if (firstFailure.empty()) {
                 std::ostringstream text;
@@ -169,8 +156,7 @@ struct PropertyRun {
                 for (const Edit edit : edits)
                     text << " " << GeneratedTrackList::editName(edit);
                 text << ", decision " << name(decision.kind) << ": "
-                     << (decision.repair ? decision.repair->summary : decision.text) << ";"
-                     << outcome.why;
+                     << (decision.repair ? decision.repair->summary : decision.text) << ";" << why;
                 firstFailure = text.str();
             }
         }

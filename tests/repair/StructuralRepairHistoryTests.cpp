@@ -173,7 +173,6 @@ TEST(LogicStructuralCommand, KeysAndMenuTitles) {
     EXPECT_EQ(logicCommandForMenuTitle("Undone"), std::nullopt);
     EXPECT_EQ(logicCommandForMenuTitle("Delete Unused Tracks"), C::deleteBackspace);
     EXPECT_EQ(logicCommandForMenuTitle("Delete Regions"), std::nullopt);
-    EXPECT_EQ(label(C::deleteBackspace), "Logic delete/backspace");
     EXPECT_EQ(editKindFor(C::duplicate), StructuralEditContext::Kind::duplication);
 }
 

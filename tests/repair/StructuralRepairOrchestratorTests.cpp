@@ -155,34 +155,30 @@ TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
 TEST_F(Orchestration, SelectionsThatRevealAChangeScheduleARepair) {
     struct Case {
         const char* what;
-        StructuralSelection selection;
+        int row;
+        const char* name;   // nullptr: none shown
         const char* title;  // nullptr: nothing scheduled
         std::optional<int> delta;
-        int extraRows = 0;  // rows the selection's own track list adds to the published one
+        bool rowAdded = false;  // the selection's own track list has a row more than published
     };
     const Case cases[] = {
-        {"row beyond the trusted maximum", {22, "Track 20"}, "Structural repair scheduled", 2},
-        {"saved name differs", {3, "Track 1"}, "Structural reorder repair scheduled", 0},
-        {"matching name", {3, "Track 3"}, nullptr, std::nullopt},
-        {"no name", {3, std::nullopt}, nullptr, std::nullopt},
-        {"the selection's track list has one row more",
-         {3, "Track 3"},
-         "Structural repair scheduled",
-         1,
-         1},
+        {"row beyond the trusted maximum", 22, "Track 20", "Structural repair scheduled", 2},
+        {"saved name differs", 3, "Track 1", "Structural reorder repair scheduled", 0},
+        {"matching name", 3, "Track 3", nullptr, std::nullopt},
+        {"no name", 3, nullptr, nullptr, std::nullopt},
+        {"the selection's track list has one row more", 3, "Track 3", "Structural repair scheduled",
+         1, true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         rig.log.clear();
         RowMap names = list;
-        for (int extra = 1; extra <= c.extraRows; ++extra)
-            names.emplace(names.rbegin()->first + 1, "New " + std::to_string(extra));
-        rig.repair.noteSelection(c.selection, names);
+        if (c.rowAdded)
+            names.emplace(21, "New");
+        rig.repair.noteSelection(
+            {c.row, c.name ? std::optional<std::string>(c.name) : std::nullopt}, names);
         EXPECT_EQ(rig.repair.pendingRepairDelta(), c.delta);
-        if (c.title)
-            EXPECT_TRUE(rig.logged(c.title));
-        else
-            EXPECT_TRUE(rig.log.entries().value().empty());
+        EXPECT_TRUE(c.title ? rig.logged(c.title) : rig.log.entries().value().empty());
         rig.scheduler.advance(3.0);
         EXPECT_FALSE(rig.repair.pendingRepairDelta());
     }
@@ -208,12 +204,10 @@ TEST_F(Orchestration, EmptyCapturesAreRetriedThenGivenUp) {
         rig.scheduler.advance(0.02);
         EXPECT_EQ(rig.captures.captures, before + attempt + 1) << attempt;
     }
-    std::vector<std::string> details;
-    for (const auto& entry : rig.log.entries().value())
-        details.push_back(entry.detail.value_or(""));
-    ASSERT_EQ(details.size(), 6u);  // the context, four retries, the failure
-    EXPECT_EQ(details[4], "Could not capture a non-empty Logic track snapshot. retry=4");
-    EXPECT_EQ(details[5],
+    const auto& entries = rig.log.entries().value();
+    ASSERT_EQ(entries.size(), 6u);  // the context, four retries, the failure
+    EXPECT_EQ(entries[4].detail, "Could not capture a non-empty Logic track snapshot. retry=4");
+    EXPECT_EQ(entries[5].detail,
               "Could not capture a non-empty Logic track snapshot after 4 settled retries. "
               "reason=automatic structural capture after Logic duplicate command");
     EXPECT_FALSE(rig.repair.pendingRepairDelta());
@@ -223,21 +217,19 @@ TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
     const RowMap shrunk = deleted(list, 8);
     RowMap renamed = shrunk;
     renamed[3] = "Renamed";
+    // The second capture: none, one where only a name differs, an identical one.
     const struct {
-        const char* what;
         std::optional<RowMap> second;
         const char* title;
     } cases[] = {
-        {"no fresh capture", std::nullopt,
-         "Structural repair deferred without confirming snapshot"},
-        {"only a name differs", renamed,
-         "Structural repair rejected unstable destructive snapshot"},
-        {"identical", shrunk,
-         "Structural reconciliation applied: Deleted 1 Logic row(s) from row "
-         "8; removed affected mappings and shifted later mappings downward."},
+        {std::nullopt, "Structural repair deferred without confirming snapshot"},
+        {renamed, "Structural repair rejected unstable destructive snapshot"},
+        {shrunk,
+         "Structural reconciliation applied: Deleted 1 Logic row(s) from row 8; removed affected "
+         "mappings and shifted later mappings downward."},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.title);
         rig.log.clear();
         rig.captures.queued = {shrunk};
         rig.command(LogicStructuralCommand::deleteBackspace, c.second);

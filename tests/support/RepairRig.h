@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -117,11 +118,9 @@ struct RepairRig {
         trust(rows);
     }
     bool logged(const std::string& title) const {
-        for (const auto& entry : log.entries().value()) {
-            if (entry.title == title)
-                return true;
-        }
-        return false;
+        const auto& entries = log.entries().value();
+        return std::any_of(entries.begin(), entries.end(),
+                           [&](const auto& entry) { return entry.title == title; });
     }
     std::optional<std::string> detailOf(const std::string& title) const {
         for (const auto& entry : log.entries().value()) {
