@@ -9,16 +9,19 @@ namespace tessiva {
 namespace {
 
 // A Core Foundation value as plain data: what the macOS wrapper reports for a real CFTypeRef.
-struct FakeCF final : CFValueView {
+struct CF {
     CFValueKind shape = CFValueKind::null;
-    std::optional<std::string> text;
+    std::optional<std::string> text{};
     bool flag = false;
     bool isFloat = false;
     std::int64_t whole = 0;
     double fraction = 0;
     std::uint64_t elementIdentity = 0;
-    std::vector<FakeCF> items;
-    AXFrame frame;
+    std::vector<CF> items{};
+    AXFrame frame{};
+};
+struct FakeCF final : CF, CFValueView {
+    FakeCF(CF data) : CF(std::move(data)) {}  // implicit: helpers return CF
 
     CFValueKind kind() const override { return shape; }
     std::optional<std::string> string() const override { return text; }
@@ -39,43 +42,29 @@ struct FakeCF final : CFValueView {
 };
 
 FakeCF of(CFValueKind kind) {
-    FakeCF value;
-    value.shape = kind;
-    return value;
+    return CF{.shape = kind};
 }
 FakeCF text(std::optional<std::string> content) {
-    FakeCF value = of(CFValueKind::string);
-    value.text = std::move(content);
-    return value;
+    return CF{.shape = CFValueKind::string, .text = std::move(content)};
 }
 FakeCF element(std::uint64_t identity) {
-    FakeCF value = of(CFValueKind::element);
-    value.elementIdentity = identity;
-    return value;
+    return CF{.shape = CFValueKind::element, .elementIdentity = identity};
 }
 FakeCF number(std::int64_t whole) {
-    FakeCF value = of(CFValueKind::number);
-    value.whole = whole;
-    return value;
+    return CF{.shape = CFValueKind::number, .whole = whole};
 }
 FakeCF real(double fraction) {
-    FakeCF value = of(CFValueKind::number);
-    value.isFloat = true;
-    value.fraction = fraction;
-    return value;
+    return CF{.shape = CFValueKind::number, .isFloat = true, .fraction = fraction};
 }
-FakeCF array(std::vector<FakeCF> items) {
-    FakeCF value = of(CFValueKind::array);
-    value.items = std::move(items);
-    return value;
+FakeCF array(std::vector<CF> items) {
+    return CF{.shape = CFValueKind::array, .items = std::move(items)};
 }
 
 TEST(MacAXConversion, AttributeValuesTakeThePortsShapes) {
     EXPECT_EQ(axValueFromCF(text("Tracks header")), AXValue(std::string("Tracks header")));
     EXPECT_TRUE(axIsAbsent(axValueFromCF(text(std::nullopt))));
-    FakeCF selected = of(CFValueKind::boolean);
-    selected.flag = true;
-    EXPECT_EQ(axValueFromCF(selected), AXValue(true));
+    EXPECT_EQ(axValueFromCF(FakeCF(CF{.shape = CFValueKind::boolean, .flag = true})),
+              AXValue(true));
     EXPECT_EQ(axValueFromCF(number(7)), AXValue(std::int64_t{7}));
     EXPECT_EQ(axValueFromCF(real(120.5)), AXValue(120.5));
     EXPECT_TRUE(axIsAbsent(axValueFromCF(of(CFValueKind::null))));
@@ -95,8 +84,7 @@ TEST(MacAXConversion, ArraysAreElementListsOrNothing) {
 }
 
 TEST(MacAXConversion, GeometryKeepsOnlyItsOwnPart) {
-    FakeCF geometry;
-    geometry.frame = {{10, 20}, {300, 40}};
+    FakeCF geometry = CF{.frame = {{10, 20}, {300, 40}}};
     geometry.shape = CFValueKind::axValuePoint;
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXPoint{10, 20}));
     geometry.shape = CFValueKind::axValueSize;
@@ -133,9 +121,8 @@ TEST(MacAXConversion, AppKitLocationsFlipToTheTopLeft) {
 }
 
 TEST(MacPreferenceConversion, StoredValuesReadBackAsDefaultsOrMissing) {
-    FakeCF flag = of(CFValueKind::boolean);
-    flag.flag = true;
-    EXPECT_EQ(preferenceValueFromCF(flag), UserDefaults::Value(true));
+    EXPECT_EQ(preferenceValueFromCF(FakeCF(CF{.shape = CFValueKind::boolean, .flag = true})),
+              UserDefaults::Value(true));
     EXPECT_EQ(preferenceValueFromCF(number(54321)), UserDefaults::Value(std::int64_t{54321}));
     EXPECT_EQ(preferenceValueFromCF(text("Song.json")),
               UserDefaults::Value(std::string("Song.json")));
