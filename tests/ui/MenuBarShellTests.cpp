@@ -99,7 +99,7 @@ TEST(MenuBarShell, WithoutATrayTheMenuOpensFromASmallWindow) {
     EXPECT_EQ(button->menu(), &rig.shell->statusMenu().menu());
 }
 
-TEST(MenuBarShell, ClearAllMappingsAsksFirst) {
+TEST(MenuBarShell, ClearingAsksFirstAndFailedLoadsAndSavesShowTheirAlerts) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     rig.mapRow(2, 17, 3, "Bass");
@@ -114,6 +114,30 @@ TEST(MenuBarShell, ClearAllMappingsAsksFirst) {
         EXPECT_EQ(shownText, "Clear all mappings?");
         EXPECT_EQ(controller.mappingStore().midiMapping(2).has_value(),
                   std::string(button) == "Cancel");
+    }
+
+    const fs::path loaded = controller.mappingStore().fileURL();
+    std::ofstream(rig.folder / "Broken.json") << "{not json";
+    fs::create_directories(rig.folder / "Blocked.json" / "inside");
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"Failed to load mappings",
+         [&] { controller.loadMappingsFrom(rig.folder / "Broken.json"); }},
+        {"Failed to save mappings",
+         [&] { controller.saveMappingsAs(rig.folder / "Blocked.json"); }},
+    };
+    for (const auto& [expected, act] : cases) {
+        QString title;
+        QString text;
+        whenDialogShows("profileAlert", [&](QWidget* dialog) {
+            auto* box = static_cast<QMessageBox*>(dialog);
+            title = box->text();
+            text = box->informativeText();
+            box->accept();
+        });
+        act();
+        EXPECT_EQ(title, expected);
+        EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
+        EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
     }
 }
 
@@ -151,34 +175,6 @@ TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
     EXPECT_EQ(controller.mappingStore().midiMapping(4)->programChange, 40);
     // Both profiles are now in the recent list.
     EXPECT_NE(rig.shell->statusMenu().action("Load Mappings > Chosen.json"), nullptr);
-}
-
-TEST(MenuBarShell, FailedLoadsAndSavesShowTheirAlerts) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
-    const fs::path loaded = controller.mappingStore().fileURL();
-    std::ofstream(rig.folder / "Broken.json") << "{not json";
-    fs::create_directories(rig.folder / "Blocked.json" / "inside");
-    const std::pair<const char*, std::function<void()>> cases[] = {
-        {"Failed to load mappings",
-         [&] { controller.loadMappingsFrom(rig.folder / "Broken.json"); }},
-        {"Failed to save mappings",
-         [&] { controller.saveMappingsAs(rig.folder / "Blocked.json"); }},
-    };
-    for (const auto& [expected, act] : cases) {
-        QString title;
-        QString text;
-        whenDialogShows("profileAlert", [&](QWidget* dialog) {
-            auto* box = static_cast<QMessageBox*>(dialog);
-            title = box->text();
-            text = box->informativeText();
-            box->accept();
-        });
-        act();
-        EXPECT_EQ(title, expected);
-        EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
-        EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
-    }
 }
 
 TEST(MenuBarShell, RecallPromptAnswersEachButton) {
