@@ -105,10 +105,6 @@ class ShellRig {
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
     }
-    ~ShellRig() {
-        shell.reset();
-        delegate.reset();
-    }
 
     void writeProfile(const std::string& name, int row, int programChange) {
         MappingProfileSnapshot snapshot;
@@ -134,7 +130,6 @@ class ShellRig {
                              nullptr},
             options);
         shell = std::make_unique<MenuBarShell>(delegate->menuBarController(), dialogs, statusItem);
-        revealed.clear();
         shell->revealInFileManager = [this](const std::filesystem::path& file) { revealed = file; };
         delegate->applicationDidFinishLaunching();
         scheduler.advance(2.0);
@@ -172,7 +167,7 @@ class ShellRig {
     ActivationEventSource activation;
     ShellDialogs dialogs;
     std::unique_ptr<AppDelegate> delegate;
-    std::unique_ptr<MenuBarShell> shell;
+    std::unique_ptr<MenuBarShell> shell;  // declared after the delegate: goes first
     std::filesystem::path revealed;
 };
 
