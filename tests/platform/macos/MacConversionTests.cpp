@@ -83,7 +83,7 @@ TEST(MacAXConversion, ArraysAreElementListsOrNothing) {
     EXPECT_TRUE(axIsAbsent(axValueFromCF(array({element(1), element(0)}))));
 }
 
-TEST(MacAXConversion, GeometryKeepsOnlyItsOwnPart) {
+TEST(MacAXConversion, GeometryKeepsOnlyItsOwnPartAndAppKitLocationsFlipToTheTopLeft) {
     FakeCF geometry = CF{.frame = {{10, 20}, {300, 40}}};
     geometry.shape = CFValueKind::axValuePoint;
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXPoint{10, 20}));
@@ -91,6 +91,8 @@ TEST(MacAXConversion, GeometryKeepsOnlyItsOwnPart) {
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXSize{300, 40}));
     geometry.shape = CFValueKind::axValueRect;
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXFrame{{10, 20}, {300, 40}}));
+    EXPECT_EQ(topLeftFromBottomLeft({100, 0}, 900), (AXPoint{100, 900}));
+    EXPECT_EQ(topLeftFromBottomLeft({5, 875}, 900), (AXPoint{5, 25}));
 }
 
 TEST(MacAXConversion, SystemErrorNumbersMapToThePortsErrors) {
@@ -113,11 +115,6 @@ TEST(MacAXConversion, WritesOnlyOfShapesLogicAccepts) {
     EXPECT_EQ(cfWriteShape(AXElement()), CFWriteShape::unsupported);
     EXPECT_EQ(cfWriteShape(std::monostate{}), CFWriteShape::unsupported);
     EXPECT_EQ(cfWriteShape(AXPoint{1, 2}), CFWriteShape::unsupported);
-}
-
-TEST(MacAXConversion, AppKitLocationsFlipToTheTopLeft) {
-    EXPECT_EQ(topLeftFromBottomLeft({100, 0}, 900), (AXPoint{100, 900}));
-    EXPECT_EQ(topLeftFromBottomLeft({5, 875}, 900), (AXPoint{5, 25}));
 }
 
 TEST(MacPreferenceConversion, StoredValuesReadBackAsDefaultsOrMissing) {
