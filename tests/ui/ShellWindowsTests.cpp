@@ -32,7 +32,6 @@ namespace fs = std::filesystem;
 RemoteWorkspaceSnapshot workspace() {
     RemoteWorkspaceSnapshot snapshot;
     snapshot.workspaceUUID = "W1";
-    snapshot.workspaceName = "Template";
     for (const auto& [uuid, name, section] : {std::tuple{"B-PIANO", "Grand Piano", "Keys"},
                                               {"B-BASS", "Bass", "Rhythm"},
                                               {"B-BASS2", "Bass", "Low"}}) {
