@@ -107,12 +107,10 @@ class ShellRig {
     }
 
     void writeProfile(const std::string& name, int row, int programChange) {
+        // A Program Change on channel 1, as rows without the other keys read.
         MappingProfileSnapshot snapshot;
-        snapshot.version = kMappingProfileVersion;
         snapshot.trackIndexToPC = {{row, programChange}};
         snapshot.trackIndexToName = {{row, "Bass"}};
-        snapshot.trackIndexToChannel = {{row, 1}};
-        snapshot.trackIndexToEventType = {{row, MappingEventType::programChange}};
         if (!MappingProfileFile::write(folder / name, snapshot).ok())
             throw std::runtime_error("could not write " + name);
     }
