@@ -120,19 +120,17 @@ TEST(MIDIRelay, FailuresAreConsoleLinesAndLaterAttemptsRetry) {
         f.relay.sendProgramChange(1, 1);
         EXPECT_TRUE(f.midi.sentMessages().empty());
 
+        SCOPED_TRACE("then port creation");
         f.midi.setFailure(SimulatedMIDIOperation::createClient, 0);
+        f.midi.setFailure(SimulatedMIDIOperation::createOutputPort, -10831);
+        f.relay.refreshDestinations();
+        EXPECT_TRUE(f.console.contains("[MIDIRelay] MIDIOutputPortCreate failed: -10831"));
+        EXPECT_FALSE(f.relay.isStarted());
+        f.midi.setFailure(SimulatedMIDIOperation::createOutputPort, 0);
         f.relay.refreshDestinations();  // the service came up: the refresh starts the relay
         EXPECT_TRUE(f.relay.isStarted());
         f.relay.sendProgramChange(1, 1);
         EXPECT_EQ(f.sentTo("IAC Bus 1").size(), 1u);
-    }
-    SCOPED_TRACE("port creation");
-    {
-        RelayFixture f;
-        f.midi.setFailure(SimulatedMIDIOperation::createOutputPort, -10831);
-        EXPECT_FALSE(f.relay.start());
-        EXPECT_TRUE(f.console.contains("[MIDIRelay] MIDIOutputPortCreate failed: -10831"));
-        EXPECT_FALSE(f.relay.isStarted());
     }
     SCOPED_TRACE("send: reported per message, the next send is tried again");
     {

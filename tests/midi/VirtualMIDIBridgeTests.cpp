@@ -38,36 +38,30 @@ struct BridgeFixture {
 };
 
 TEST(VirtualMIDIBridge, CreationFailuresLeaveItUnstartedAndARetryCanSucceed) {
-    SCOPED_TRACE("client");
-    {
-        BridgeFixture f;
-        f.midi.setFailure(SimulatedMIDIOperation::createClient, -10839);
-        EXPECT_FALSE(f.bridge.start());
-        EXPECT_FALSE(f.bridge.isStarted());
-        EXPECT_EQ(
-            f.console.lines(),
-            (std::vector<std::string>{"[VirtualMIDIBridge] MIDIClientCreate failed: -10839"}));
-        ASSERT_EQ(f.logged.size(), 1u);
-        EXPECT_EQ(f.logged[0].second, "MIDIClientCreate failed with status -10839");
-        EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
-        EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
-        EXPECT_EQ(f.console.count("Dropping mirrored MIDI"), 1u);  // said once, not per event
-        EXPECT_EQ(f.bridge.mirroredEventCount(), 0u);
-    }
-    SCOPED_TRACE("source");
-    {
-        BridgeFixture f;
-        f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, -10831);
-        EXPECT_FALSE(f.bridge.start());
-        EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDISourceCreate failed: -10831"));
-        EXPECT_EQ(
-            f.logged,
-            (Logged{{"Virtual MIDI source failed", "MIDISourceCreate failed with status -10831"}}));
-        f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, 0);
-        EXPECT_TRUE(f.bridge.start());
-        EXPECT_EQ(f.midi.clientNames().size(), 1u);  // the client was kept
-        EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
-    }
+    BridgeFixture f;
+    f.midi.setFailure(SimulatedMIDIOperation::createClient, -10839);
+    EXPECT_FALSE(f.bridge.start());
+    EXPECT_FALSE(f.bridge.isStarted());
+    EXPECT_EQ(f.console.lines(),
+              (std::vector<std::string>{"[VirtualMIDIBridge] MIDIClientCreate failed: -10839"}));
+    EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
+    EXPECT_FALSE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
+    EXPECT_EQ(f.console.count("Dropping mirrored MIDI"), 1u);  // said once, not per event
+    EXPECT_EQ(f.bridge.mirroredEventCount(), 0u);
+
+    SCOPED_TRACE("then the source");
+    f.midi.setFailure(SimulatedMIDIOperation::createClient, 0);
+    f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, -10831);
+    EXPECT_FALSE(f.bridge.start());
+    EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDISourceCreate failed: -10831"));
+    EXPECT_EQ(
+        f.logged,
+        (Logged{{"Virtual MIDI source failed", "MIDIClientCreate failed with status -10839"},
+                {"Virtual MIDI source failed", "MIDISourceCreate failed with status -10831"}}));
+    f.midi.setFailure(SimulatedMIDIOperation::createVirtualSource, 0);
+    EXPECT_TRUE(f.bridge.start());
+    EXPECT_EQ(f.midi.clientNames().size(), 1u);  // the client was kept
+    EXPECT_TRUE(f.bridge.send(MIDIEventKind::noteOn, 0, 60, 100));
 }
 
 TEST(VirtualMIDIBridge, StartsOnceThenEmitsTheTableBytesAndCountsQuietly) {
