@@ -53,7 +53,7 @@ TEST(Paths, EnvironmentOverrideAndPlatformDefault) {
     EXPECT_EQ(applicationSupportFolder().filename(), "Tessiva Focus");
 }
 
-TEST(AtomicFile, ReplacesWholeFileAndAFailedWriteKeepsTheOldOne) {
+TEST(AtomicFile, ReplacesWholeFilesKeepsTheOldOneOnFailureAndRemovesOnlyItsOwnLeftovers) {
     TempFolder folder;
     const fs::path target = folder.path() / "sub" / "profile.json";
     ASSERT_TRUE(writeFileAtomically(target, "first").ok());
@@ -77,10 +77,8 @@ TEST(AtomicFile, ReplacesWholeFileAndAFailedWriteKeepsTheOldOne) {
     std::string error;
     EXPECT_FALSE(readWholeFile(folder.path() / "missing.json", &error).has_value());
     EXPECT_NE(error.find("missing.json"), std::string::npos);
-}
 
-TEST(AtomicFile, RemovesOnlyOwnOldLeftoversOfInterruptedSaves) {
-    TempFolder folder;
+    SCOPED_TRACE("only its own old leftovers of interrupted saves are removed");
     const auto make = [&](const std::string& name, std::chrono::seconds age) {
         const fs::path path = folder.path() / name;
         std::ofstream(path) << "x";

@@ -99,7 +99,7 @@ TEST(MenuBarShell, WithoutATrayTheMenuOpensFromASmallWindow) {
     EXPECT_EQ(button->menu(), &rig.shell->statusMenu().menu());
 }
 
-TEST(MenuBarShell, ClearingAsksFirstAndFailedLoadsAndSavesShowTheirAlerts) {
+TEST(MenuBarShell, ClearingAsksFirstPanelsUseTheChosenPathAndFailuresShowTheirAlerts) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     rig.mapRow(2, 17, 3, "Bass");
@@ -139,11 +139,6 @@ TEST(MenuBarShell, ClearingAsksFirstAndFailedLoadsAndSavesShowTheirAlerts) {
         EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
         EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
     }
-}
-
-TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
 
     // Save As proposes "<project>.json" in the profiles folder.
     QStringList proposed;
