@@ -144,7 +144,7 @@ TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
     EXPECT_EQ(rig.logCount("Mapping reconcile undone"), 1u);
 }
 
-TEST(ShellWindows, ReviewWindowAppliesAndEventsWindowFiltersCopiesAndClears) {
+TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     rig.mapRow(2, 1, 1, "Bass");
@@ -191,11 +191,8 @@ TEST(ShellWindows, ReviewWindowAppliesAndEventsWindowFiltersCopiesAndClears) {
     events.findChild<QPushButton*>("clearEventsButton")->click();
     EXPECT_EQ(events.table().rowCount(), 0);
     EXPECT_TRUE(controller.log().entries()->empty());
-}
 
-TEST(ShellWindows, FirstRunCreatesTheProjectProfile) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
+    SCOPED_TRACE("the first run creates the project profile");
     ASSERT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
     rig.mapRow(2, 17, 3, "Bass");
     // The status line and the guide say what to do.

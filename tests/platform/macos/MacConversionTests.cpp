@@ -60,7 +60,7 @@ FakeCF array(std::vector<CF> items) {
     return CF{.shape = CFValueKind::array, .items = std::move(items)};
 }
 
-TEST(MacAXConversion, AttributeValuesTakeThePortsShapes) {
+TEST(MacAXConversion, AttributeValuesAndArraysTakeThePortsShapes) {
     EXPECT_EQ(axValueFromCF(text("Tracks header")), AXValue(std::string("Tracks header")));
     EXPECT_TRUE(axIsAbsent(axValueFromCF(text(std::nullopt))));
     EXPECT_EQ(axValueFromCF(FakeCF(CF{.shape = CFValueKind::boolean, .flag = true})),
@@ -71,9 +71,8 @@ TEST(MacAXConversion, AttributeValuesTakeThePortsShapes) {
     EXPECT_TRUE(axIsAbsent(axValueFromCF(of(CFValueKind::other))));
     EXPECT_EQ(axElement(axValueFromCF(element(99))).identity(), 99u);
     EXPECT_TRUE(axIsAbsent(axValueFromCF(element(0))));
-}
 
-TEST(MacAXConversion, ArraysAreElementListsOrNothing) {
+    SCOPED_TRACE("arrays are element lists or nothing");
     const auto rows = axElements(axValueFromCF(array({element(1), element(2), element(3)})));
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[2].identity(), 3u);
