@@ -28,7 +28,7 @@ std::string run(const std::string& overrides = "", const std::string& notes = "[
            overrides + R"("notes":)" + notes + "}";
 }
 
-TEST(MIDIRunPlan, RefusesPayloadsThatCannotPlaySafely) {
+TEST(MIDIRunPlan, RefusesWhatCannotPlaySafelyAndLaysOutGateLegatoOverlapAndRepeats) {
     struct Case {
         std::string json;
         std::string reason;
@@ -59,9 +59,7 @@ TEST(MIDIRunPlan, RefusesPayloadsThatCannotPlaySafely) {
     auto parsed = parseMIDIRunPlan(run(R"("velocity":90.0,)"));
     ASSERT_TRUE(std::holds_alternative<MIDIRunPlan>(parsed)) << std::get<std::string>(parsed);
     EXPECT_EQ(std::get<MIDIRunPlan>(parsed).velocity, 90);
-}
 
-TEST(MIDIRunPlan, LaysOutGateLegatoOverlapAndRepeatedPitches) {
     using E = MIDIRunEvent;
     SCOPED_TRACE("gate: each note held for its gate");
     EXPECT_EQ(
