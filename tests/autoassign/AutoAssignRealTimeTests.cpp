@@ -38,10 +38,8 @@ TEST(AutoAssignRealTime, RequestedWorkspaceFromAnotherQueueStartsTheRun) {
     double finishedAfter = -1.0;
     dispatcher.mainQueue().post([&] {
         store.open(folder.path());
-        MIDIMapping row;
-        row.programChange = 0;
-        row.trackName = "Viola";
-        ASSERT_TRUE(store.setMIDIMapping(1, row).ok());
+        ASSERT_TRUE(
+            store.setMIDIMapping(1, {MappingEventType::programChange, 0, {}, 1, "Viola"}).ok());
         const double start = dispatcher.clock().now();
         coordinator.runAfterWorkspaceRefresh("test", [&, start](const auto& result) {
             summary = result;

@@ -53,9 +53,8 @@ TEST(AutoAssignRun, LinksOnlyTheOneExactMatchAndCountsEveryOtherRow) {
         EXPECT_EQ(candidate.reason, "multiple exact normalised matches");
     }
     EXPECT_NE(brass.candidates[0].id, brass.candidates[1].id);
-}
 
-TEST(AutoAssignRun, AmbiguousExactMatchPutsTheHeadersGroupFirst) {
+    SCOPED_TRACE("an ambiguous exact match puts the group of the header above first");
     const RowMap visible{{1, "Horns B"}, {2, "Horns Long Soft"}};
     const auto exact = decideAutoAssign(rowsNamed({{2, "Horns Long Soft"}}),
                                         {bankTarget("Horn Long Soft", "h1", "g-a", "Brass A"),

@@ -15,7 +15,7 @@ struct Expected {
 
 // The rules as data: a track, the workspace's target names, and the candidates offered, best
 // first. One target per rule row unless the row is about merging or order.
-TEST(EstimatedCandidates, RulesTable) {
+TEST(EstimatedCandidates, RulesTableAndTheStackHeaderAbove) {
     struct Case {
         const char* track;
         std::vector<std::string> targets;
@@ -72,9 +72,8 @@ TEST(EstimatedCandidates, RulesTable) {
             EXPECT_FALSE(candidates[i].id.empty());
         }
     }
-}
 
-TEST(EstimatedCandidates, StackHeaderAboveRaisesTheInstrumentMatchOfItsGroup) {
+    SCOPED_TRACE("a stack header above raises the instrument match of its group");
     const std::vector<AutoAssignTarget> targetList{
         bankTarget("Violins Long", "b1", "g-hi", "Violins"),
         bankTarget("Violins Long", "b2", "g-lo", "Second Violins"),

@@ -35,15 +35,13 @@ TEST(LegacyMIDIDestinationChoice, PrefersSessionOneThenNetworkThenTheFirst) {
 
     SCOPED_TRACE("Sessions 2 or 1x without the space do not count as session 1");
     EXPECT_EQ(chosen({"IAC Bus 1", "Session 2", "Session1"}), "IAC Bus 1");
-}
 
-TEST(LegacyMIDIDestinationChoice, UnnamedDestinationsReadUnknownAndKeepTheirIdentity) {
-    std::vector<MIDIDestination> list{{7, ""}, {8, "IAC Bus 1"}};
-    auto choice = chooseLegacyMIDIDestination(list);
-    ASSERT_TRUE(choice);
-    EXPECT_EQ(choice->displayName, "<Unknown>");
-    EXPECT_EQ(choice->destination.id, 7u);
-    EXPECT_EQ(choice->destination.name, "");
+    SCOPED_TRACE("an unnamed destination reads unknown and keeps its identity");
+    const std::vector<MIDIDestination> list{{7, ""}, {8, "IAC Bus 1"}};
+    const auto unnamed = chooseLegacyMIDIDestination(list);
+    ASSERT_TRUE(unnamed);
+    EXPECT_EQ(std::tuple(unnamed->displayName, unnamed->destination.id, unnamed->destination.name),
+              std::tuple("<Unknown>", 7u, ""));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ std::string run(const std::string& overrides = "", const std::string& notes = "[
            overrides + R"("notes":)" + notes + "}";
 }
 
-TEST(MIDIRunPlan, RefusesPayloadsThatCannotPlaySafely) {
+TEST(MIDIRunPlan, RefusesWhatCannotPlaySafelyAndLaysOutGateLegatoOverlapAndRepeats) {
     struct Case {
         std::string json;
         std::string reason;
@@ -59,9 +59,7 @@ TEST(MIDIRunPlan, RefusesPayloadsThatCannotPlaySafely) {
     auto parsed = parseMIDIRunPlan(run(R"("velocity":90.0,)"));
     ASSERT_TRUE(std::holds_alternative<MIDIRunPlan>(parsed)) << std::get<std::string>(parsed);
     EXPECT_EQ(std::get<MIDIRunPlan>(parsed).velocity, 90);
-}
 
-TEST(MIDIRunPlan, LaysOutGateLegatoOverlapAndRepeatedPitches) {
     using E = MIDIRunEvent;
     SCOPED_TRACE("gate: each note held for its gate");
     EXPECT_EQ(
@@ -120,7 +118,7 @@ struct RunRig {
     std::vector<std::pair<std::string, std::string>> logged;  // title, detail
 };
 
-TEST(MIDIRunScheduler, PlaysEachNoteAtReceiptPlusDelayPlusItsOffset) {
+TEST(MIDIRunScheduler, PlaysEachNoteAtReceiptPlusDelayPlusItsOffsetAndLogsRefusals) {
     RunRig rig;
     const double received = rig.scheduler.now();
     rig.scheduler.advance(0.030);  // the datagram took 30 ms to reach the scheduler
@@ -136,6 +134,16 @@ TEST(MIDIRunScheduler, PlaysEachNoteAtReceiptPlusDelayPlusItsOffset) {
     EXPECT_EQ(rig.midi.sent()[0].bytes[2], 90);
     EXPECT_EQ(rig.runs->activeRunCount(), 0u);
     EXPECT_TRUE(rig.wasLogged("MIDI run finished"));
+
+    SCOPED_TRACE("refusals are logged and play nothing");
+    rig.runs->schedule(run(R"("channelOneBased":0,)"), rig.scheduler.now(), "127.0.0.1:9000");
+    rig.runs->cancel(R"({"runID":"nope","channelOneBased":1,"notes":[]})", "127.0.0.1:9000");
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(rig.midi.sent().size(), 6u);
+    EXPECT_TRUE(rig.wasLogged("MIDI run refused",
+                              "Refused the MIDI run from 127.0.0.1:9000: "
+                              "\"channelOneBased\" is 0"));
+    EXPECT_TRUE(rig.wasLogged("MIDI run cancel ignored"));
 }
 
 TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
@@ -191,18 +199,6 @@ TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
     rig.scheduler.advance(1.0);
     ASSERT_EQ(rig.midi.sent().size(), 2u);
     EXPECT_EQ(rig.midi.sent()[1].bytes, (std::array<int, 3>{0x82, 0, 0}));
-}
-
-TEST(MIDIRunScheduler, RefusalsAreLoggedAndPlayNothing) {
-    RunRig rig;
-    rig.runs->schedule(run(R"("channelOneBased":0,)"), rig.scheduler.now(), "127.0.0.1:9000");
-    rig.runs->cancel(R"({"runID":"nope","channelOneBased":1,"notes":[]})", "127.0.0.1:9000");
-    rig.scheduler.advance(1.0);
-    EXPECT_TRUE(rig.midi.sent().empty());
-    EXPECT_TRUE(rig.wasLogged("MIDI run refused",
-                              "Refused the MIDI run from 127.0.0.1:9000: "
-                              "\"channelOneBased\" is 0"));
-    EXPECT_TRUE(rig.wasLogged("MIDI run cancel ignored"));
 }
 
 }  // namespace

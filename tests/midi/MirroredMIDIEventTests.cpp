@@ -18,7 +18,7 @@ MirroredMIDIDecodeResult decode(const std::vector<OSCArgument>& args) {
     return decodeMirroredMIDIEvent(args, "127.0.0.1:53001");
 }
 
-TEST(MirroredMIDIEvent, EverySpellingOfTheTypeTableDecodes) {
+TEST(MirroredMIDIEvent, EverySpellingDecodesAndValuesAreClampedNotRefused) {
     std::vector<std::pair<std::string, MIDIEventKind>> table{
         {"pressure", MIDIEventKind::channelPressure},
         {"aftertouch", MIDIEventKind::channelPressure}};
@@ -47,9 +47,8 @@ TEST(MirroredMIDIEvent, EverySpellingOfTheTypeTableDecodes) {
                   (MirroredMIDIEvent{MIDIEventKind::noteOn, 0, 1, 1}))
             << name;
     }
-}
 
-TEST(MirroredMIDIEvent, ChannelAndDataAreClampedNotRefused) {
+    SCOPED_TRACE("channel and data are clamped, not refused");
     // Status 0x90 for channel 1 and below, 0x9F for 16 and above.
     for (const auto& [given, channel] : {std::pair{0, 0}, {-7, 0}, {1, 0}, {16, 15}, {20, 15}})
         EXPECT_EQ(decode(event("noteon", given, 60, 1)).event->channel, channel) << given;

@@ -9,7 +9,7 @@
 namespace tessiva {
 namespace {
 
-TEST(Scenario, ParsesProjectStacksProfileAndStepsInTimeOrder) {
+TEST(Scenario, ParsesProjectStacksProfileAndStepsInTimeOrderAndRefusalsNameTheStepAndKey) {
     auto defaults = std::get<Scenario>(Scenario::parse("{}"));
     EXPECT_EQ(defaults.version, SimulatedLogicVersion::logic12);
     EXPECT_EQ(defaults.locale, SimulatedLogicLocale::en);
@@ -53,9 +53,8 @@ TEST(Scenario, ParsesProjectStacksProfileAndStepsInTimeOrder) {
     EXPECT_EQ(scenario.steps[6].modalKind, SimulatedModalKind::dialog);
     EXPECT_EQ(scenario.steps[7].track, 2);
     EXPECT_EQ(scenario.endAfter, 4.5);
-}
 
-TEST(Scenario, RefusalsNameTheStepAndKey) {
+    SCOPED_TRACE("refusals name the step and key");
     struct Case {
         const char* json;
         const char* error;  // "<parsed>" when the file is accepted
@@ -95,8 +94,8 @@ TEST(Scenario, RefusalsNameTheStepAndKey) {
          "<parsed>"},
     };
     for (const Case& c : cases) {
-        auto parsed = Scenario::parse(c.json);
-        EXPECT_EQ(std::holds_alternative<std::string>(parsed) ? std::get<std::string>(parsed)
+        auto result = Scenario::parse(c.json);
+        EXPECT_EQ(std::holds_alternative<std::string>(result) ? std::get<std::string>(result)
                                                               : std::string("<parsed>"),
                   c.error)
             << c.json;

@@ -80,7 +80,6 @@ TEST(ArticulationSetImporter, SendsOneFileAtATimeRetriesLostAcksAndReportsEachRe
     rig.file("notes.txt", "not a set");
     rig.file(".E Hidden.plist", kPlist);
     ASSERT_EQ(rig.importer.start(rig.folder.path()), std::nullopt);
-    EXPECT_EQ(rig.importer.progress().fileCount, 4u);
 
     SCOPED_TRACE("A goes alone and waits; its acknowledgement sends the next readable file");
     auto sent = rig.takeSent();

@@ -99,7 +99,7 @@ TEST(MenuBarShell, WithoutATrayTheMenuOpensFromASmallWindow) {
     EXPECT_EQ(button->menu(), &rig.shell->statusMenu().menu());
 }
 
-TEST(MenuBarShell, ClearAllMappingsAsksFirst) {
+TEST(MenuBarShell, ClearingAsksFirstPanelsUseTheChosenPathAndFailuresShowTheirAlerts) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     rig.mapRow(2, 17, 3, "Bass");
@@ -115,11 +115,30 @@ TEST(MenuBarShell, ClearAllMappingsAsksFirst) {
         EXPECT_EQ(controller.mappingStore().midiMapping(2).has_value(),
                   std::string(button) == "Cancel");
     }
-}
 
-TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
+    const fs::path loaded = controller.mappingStore().fileURL();
+    std::ofstream(rig.folder / "Broken.json") << "{not json";
+    fs::create_directories(rig.folder / "Blocked.json" / "inside");
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"Failed to load mappings",
+         [&] { controller.loadMappingsFrom(rig.folder / "Broken.json"); }},
+        {"Failed to save mappings",
+         [&] { controller.saveMappingsAs(rig.folder / "Blocked.json"); }},
+    };
+    for (const auto& [expected, act] : cases) {
+        QString title;
+        QString text;
+        whenDialogShows("profileAlert", [&](QWidget* dialog) {
+            auto* box = static_cast<QMessageBox*>(dialog);
+            title = box->text();
+            text = box->informativeText();
+            box->accept();
+        });
+        act();
+        EXPECT_EQ(title, expected);
+        EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
+        EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
+    }
 
     // Save As proposes "<project>.json" in the profiles folder.
     QStringList proposed;
@@ -153,34 +172,6 @@ TEST(MenuBarShell, PanelsProposeTheProjectFileAndUseTheChosenPath) {
     EXPECT_NE(rig.shell->statusMenu().action("Load Mappings > Chosen.json"), nullptr);
 }
 
-TEST(MenuBarShell, FailedLoadsAndSavesShowTheirAlerts) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
-    const fs::path loaded = controller.mappingStore().fileURL();
-    std::ofstream(rig.folder / "Broken.json") << "{not json";
-    fs::create_directories(rig.folder / "Blocked.json" / "inside");
-    const std::pair<const char*, std::function<void()>> cases[] = {
-        {"Failed to load mappings",
-         [&] { controller.loadMappingsFrom(rig.folder / "Broken.json"); }},
-        {"Failed to save mappings",
-         [&] { controller.saveMappingsAs(rig.folder / "Blocked.json"); }},
-    };
-    for (const auto& [expected, act] : cases) {
-        QString title;
-        QString text;
-        whenDialogShows("profileAlert", [&](QWidget* dialog) {
-            auto* box = static_cast<QMessageBox*>(dialog);
-            title = box->text();
-            text = box->informativeText();
-            box->accept();
-        });
-        act();
-        EXPECT_EQ(title, expected);
-        EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
-        EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
-    }
-}
-
 TEST(MenuBarShell, RecallPromptAnswersEachButton) {
     struct Case {
         const char* button;
@@ -195,7 +186,6 @@ TEST(MenuBarShell, RecallPromptAnswersEachButton) {
         rig.writeProfile("Song.json", 2, 20);
         rig.writeProfile("Cue.json", 3, 30);
         MenuBarController& controller = rig.start();
-        ASSERT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
         rig.mapRow(4, 44, 1, "Drums");
         QString title;
         whenDialogShows("recallAlert", [&](QWidget* dialog) {
@@ -205,7 +195,6 @@ TEST(MenuBarShell, RecallPromptAnswersEachButton) {
         rig.logic.setProjectName("Cue");
         rig.scheduler.advance(5.0);
         EXPECT_EQ(title, "Saved mappings found for Cue");
-        EXPECT_NE(rig.shell->statusMenu().action("Logic: Running • Project: Cue"), nullptr);
         EXPECT_EQ(controller.mappingStore().fileURL().filename(), test.loadedAfter);
         const auto song = MappingProfileFile::read(rig.folder / "Song.json");
         ASSERT_TRUE(song.snapshot.has_value());

@@ -105,18 +105,12 @@ class ShellRig {
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
     }
-    ~ShellRig() {
-        shell.reset();
-        delegate.reset();
-    }
 
     void writeProfile(const std::string& name, int row, int programChange) {
+        // A Program Change on channel 1, as rows without the other keys read.
         MappingProfileSnapshot snapshot;
-        snapshot.version = kMappingProfileVersion;
         snapshot.trackIndexToPC = {{row, programChange}};
         snapshot.trackIndexToName = {{row, "Bass"}};
-        snapshot.trackIndexToChannel = {{row, 1}};
-        snapshot.trackIndexToEventType = {{row, MappingEventType::programChange}};
         if (!MappingProfileFile::write(folder / name, snapshot).ok())
             throw std::runtime_error("could not write " + name);
     }
@@ -134,7 +128,6 @@ class ShellRig {
                              nullptr},
             options);
         shell = std::make_unique<MenuBarShell>(delegate->menuBarController(), dialogs, statusItem);
-        revealed.clear();
         shell->revealInFileManager = [this](const std::filesystem::path& file) { revealed = file; };
         delegate->applicationDidFinishLaunching();
         scheduler.advance(2.0);
@@ -172,7 +165,7 @@ class ShellRig {
     ActivationEventSource activation;
     ShellDialogs dialogs;
     std::unique_ptr<AppDelegate> delegate;
-    std::unique_ptr<MenuBarShell> shell;
+    std::unique_ptr<MenuBarShell> shell;  // declared after the delegate: goes first
     std::filesystem::path revealed;
 };
 

@@ -32,7 +32,6 @@ namespace fs = std::filesystem;
 RemoteWorkspaceSnapshot workspace() {
     RemoteWorkspaceSnapshot snapshot;
     snapshot.workspaceUUID = "W1";
-    snapshot.workspaceName = "Template";
     for (const auto& [uuid, name, section] : {std::tuple{"B-PIANO", "Grand Piano", "Keys"},
                                               {"B-BASS", "Bass", "Rhythm"},
                                               {"B-BASS2", "Bass", "Low"}}) {
@@ -47,7 +46,7 @@ void publish(ShellRig& rig, const RemoteWorkspaceSnapshot& snapshot) {
     rig.scheduler.advance(0.1);
 }
 
-TEST(ShellWindows, DroppingABankOnARowAssignsAndSaves) {
+TEST(ShellWindows, MappingsWindowAssignsEditsPlaysAndFollowsTheFocusedRow) {
     ShellRig rig;
     rig.writeProfile("Song.json", 2, 20);
     MenuBarController& controller = rig.start();
@@ -92,19 +91,13 @@ TEST(ShellWindows, DroppingABankOnARowAssignsAndSaves) {
     table.item(window.tableRowFor(2), MappingsWindow::valueColumn)->setText("300");
     EXPECT_EQ(controller.mappingStore().midiMapping(2)->programChange, 33);
     EXPECT_EQ(table.item(window.tableRowFor(2), MappingsWindow::valueColumn)->text(), "33");
-}
 
-TEST(ShellWindows, PlayAndFollowTheFocusedRow) {
-    ShellRig rig;
-    rig.writeProfile("Song.json", 2, 20);
-    MenuBarController& controller = rig.start();
-    MappingsWindow& window = rig.shell->mappingsWindow();
-    window.show();
     // The MIDI columns follow "Show Legacy MIDI Mode".
     EXPECT_TRUE(window.table().isColumnHidden(MappingsWindow::valueColumn));
     controller.perform(MenuCommand::toggleLegacyMIDIControls);
     EXPECT_FALSE(window.table().isColumnHidden(MappingsWindow::valueColumn));
     EXPECT_FALSE(window.table().isColumnHidden(MappingsWindow::channelColumn));
+    window.table().selectRow(window.tableRowFor(1));
     rig.logic.clickTrack(2);
     rig.scheduler.advance(1.0);
     EXPECT_EQ(window.table().currentRow(), window.tableRowFor(2));
@@ -113,9 +106,12 @@ TEST(ShellWindows, PlayAndFollowTheFocusedRow) {
     window.playButton().click();
     rig.scheduler.advance(0.1);
     ASSERT_EQ(rig.midi.sentMessages().size(), sent + 1);
-    EXPECT_EQ(rig.midi.sentMessages().back().bytes, (std::vector<std::uint8_t>{0xC0, 20}));
+    EXPECT_EQ(rig.midi.sentMessages().back().bytes, (std::vector<std::uint8_t>{0xC0, 33}));
 
+    // Unchecked, a new selection in Logic leaves the table's row alone.
     window.followCheckBox().setChecked(false);
+    rig.logic.clickTrack(1);
+    rig.scheduler.advance(1.0);
     window.table().selectRow(window.tableRowFor(1));
     rig.logic.clickTrack(2);
     rig.scheduler.advance(5.0);
@@ -148,7 +144,7 @@ TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
     EXPECT_EQ(rig.logCount("Mapping reconcile undone"), 1u);
 }
 
-TEST(ShellWindows, ReviewWindowStepsAndApplies) {
+TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
     ShellRig rig;
     MenuBarController& controller = rig.start();
     rig.mapRow(2, 1, 1, "Bass");
@@ -165,11 +161,8 @@ TEST(ShellWindows, ReviewWindowStepsAndApplies) {
     review.nextButton().click();
     EXPECT_TRUE(review.list().item(0)->text().contains("candidate 2 of 2"));
     EXPECT_FALSE(review.nextButton().isEnabled());
-    const std::string chosen = (*controller.autoAssign().pendingEstimatedAutoAssignMatches())[0]
-                                   .selectedCandidate()
-                                   ->target.bankUUID;
     review.applyButton().click();
-    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, chosen);
+    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS2");  // the one shown
     EXPECT_EQ(review.list().count(), 0);
     EXPECT_FALSE(review.applyAllButton().isEnabled());
     EXPECT_EQ(rig.logCount("Estimated Auto Assign applied"), 1u);
@@ -184,11 +177,22 @@ TEST(ShellWindows, ReviewWindowStepsAndApplies) {
     rig.shell->openReview();
     EXPECT_EQ(answer, "No estimated matches");
     EXPECT_FALSE(review.isVisible());
-}
 
-TEST(ShellWindows, FirstRunCreatesTheProjectProfile) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
+    controller.log().log("Alpha event", "first detail");
+    controller.log().log("Beta event", "second detail");
+    EventsWindow& events = rig.shell->eventsWindow();
+    const int all = events.table().rowCount();
+    EXPECT_EQ(events.table().item(all - 1, 1)->text(), "Beta event");  // newest last
+    events.filter().setText("second");
+    ASSERT_EQ(events.table().rowCount(), 1);
+    events.copyLog();
+    EXPECT_TRUE(QApplication::clipboard()->text().endsWith("Beta event — second detail"));
+    events.filter().clear();
+    events.findChild<QPushButton*>("clearEventsButton")->click();
+    EXPECT_EQ(events.table().rowCount(), 0);
+    EXPECT_TRUE(controller.log().entries()->empty());
+
+    SCOPED_TRACE("the first run creates the project profile");
     ASSERT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
     rig.mapRow(2, 17, 3, "Bass");
     // The status line and the guide say what to do.
@@ -218,24 +222,6 @@ TEST(ShellWindows, FirstRunCreatesTheProjectProfile) {
 
     guide.doneButton().click();
     EXPECT_EQ(rig.defaults.boolValue(kInitialSetupCompletionDefaultsKey), true);
-}
-
-TEST(ShellWindows, EventsWindowFiltersCopiesAndClears) {
-    ShellRig rig;
-    MenuBarController& controller = rig.start();
-    controller.log().log("Alpha event", "first detail");
-    controller.log().log("Beta event", "second detail");
-    EventsWindow& events = rig.shell->eventsWindow();
-    const int all = events.table().rowCount();
-    EXPECT_EQ(events.table().item(all - 1, 1)->text(), "Beta event");  // newest last
-    events.filter().setText("second");
-    ASSERT_EQ(events.table().rowCount(), 1);
-    events.copyLog();
-    EXPECT_TRUE(QApplication::clipboard()->text().endsWith("Beta event — second detail"));
-    events.filter().clear();
-    events.findChild<QPushButton*>("clearEventsButton")->click();
-    EXPECT_EQ(events.table().rowCount(), 0);
-    EXPECT_TRUE(controller.log().entries()->empty());
 }
 
 TEST(ShellWindows, ScreenshotsRenderEveryWindow) {

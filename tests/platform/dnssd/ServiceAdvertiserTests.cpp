@@ -11,7 +11,7 @@ namespace {
 
 const ServiceAdvertisement kService{"_tessiva-osc._udp", "Tessiva Focus", 12111};
 
-TEST(ServiceAdvertiser, InMemoryAdvertiserReportsOnTheOwnersQueue) {
+TEST(ServiceAdvertiser, AdvertisersReportOnTheOwnersQueue) {
     VirtualScheduler scheduler;
     auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.discovery");
     std::vector<AdvertisingEvent> events;
@@ -34,24 +34,19 @@ TEST(ServiceAdvertiser, InMemoryAdvertiserReportsOnTheOwnersQueue) {
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[1].kind, AdvertisingEvent::Kind::failed);
     EXPECT_FALSE(failing.current().has_value());
-}
 
-// The dns_sd adapter with no responder to talk to: it must report a failure, not hang or throw.
-// Pointing the system bus at nothing keeps this test away from any responder on the machine.
-TEST(ServiceAdvertiser, DnsSdAdapterReportsAMissingResponder) {
+    // The dns_sd adapter with no responder to talk to: it must report a failure, not hang or
+    // throw. Pointing the system bus at nothing keeps it away from any responder on the machine.
+    SCOPED_TRACE("dns_sd without a responder");
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/tessiva-no-bus", 1);
-    VirtualScheduler scheduler;
-    auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.discovery");
-    std::vector<AdvertisingEvent> events;
-    auto advertiser = makeServiceAdvertiser();
-    advertiser->advertise(kService, *queue,
-                          [&](const AdvertisingEvent& event) { events.push_back(event); });
+    auto dnssd = makeServiceAdvertiser();
+    dnssd->advertise(kService, *queue, record);
     scheduler.runUntilIdle();
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].kind, AdvertisingEvent::Kind::failed);
-    EXPECT_FALSE(events[0].detail.empty());
-    advertiser->stop();
-    advertiser->stop();  // idempotent
+    ASSERT_EQ(events.size(), 3u);
+    EXPECT_EQ(events[2].kind, AdvertisingEvent::Kind::failed);
+    EXPECT_FALSE(events[2].detail.empty());
+    dnssd->stop();
+    dnssd->stop();  // idempotent
 }
 
 }  // namespace

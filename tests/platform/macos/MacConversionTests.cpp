@@ -9,16 +9,19 @@ namespace tessiva {
 namespace {
 
 // A Core Foundation value as plain data: what the macOS wrapper reports for a real CFTypeRef.
-struct FakeCF final : CFValueView {
+struct CF {
     CFValueKind shape = CFValueKind::null;
-    std::optional<std::string> text;
+    std::optional<std::string> text{};
     bool flag = false;
     bool isFloat = false;
     std::int64_t whole = 0;
     double fraction = 0;
     std::uint64_t elementIdentity = 0;
-    std::vector<FakeCF> items;
-    AXFrame frame;
+    std::vector<CF> items{};
+    AXFrame frame{};
+};
+struct FakeCF final : CF, CFValueView {
+    FakeCF(CF data) : CF(std::move(data)) {}  // implicit: helpers return CF
 
     CFValueKind kind() const override { return shape; }
     std::optional<std::string> string() const override { return text; }
@@ -39,52 +42,37 @@ struct FakeCF final : CFValueView {
 };
 
 FakeCF of(CFValueKind kind) {
-    FakeCF value;
-    value.shape = kind;
-    return value;
+    return CF{.shape = kind};
 }
 FakeCF text(std::optional<std::string> content) {
-    FakeCF value = of(CFValueKind::string);
-    value.text = std::move(content);
-    return value;
+    return CF{.shape = CFValueKind::string, .text = std::move(content)};
 }
 FakeCF element(std::uint64_t identity) {
-    FakeCF value = of(CFValueKind::element);
-    value.elementIdentity = identity;
-    return value;
+    return CF{.shape = CFValueKind::element, .elementIdentity = identity};
 }
 FakeCF number(std::int64_t whole) {
-    FakeCF value = of(CFValueKind::number);
-    value.whole = whole;
-    return value;
+    return CF{.shape = CFValueKind::number, .whole = whole};
 }
 FakeCF real(double fraction) {
-    FakeCF value = of(CFValueKind::number);
-    value.isFloat = true;
-    value.fraction = fraction;
-    return value;
+    return CF{.shape = CFValueKind::number, .isFloat = true, .fraction = fraction};
 }
-FakeCF array(std::vector<FakeCF> items) {
-    FakeCF value = of(CFValueKind::array);
-    value.items = std::move(items);
-    return value;
+FakeCF array(std::vector<CF> items) {
+    return CF{.shape = CFValueKind::array, .items = std::move(items)};
 }
 
-TEST(MacAXConversion, AttributeValuesTakeThePortsShapes) {
+TEST(MacAXConversion, AttributeValuesAndArraysTakeThePortsShapes) {
     EXPECT_EQ(axValueFromCF(text("Tracks header")), AXValue(std::string("Tracks header")));
     EXPECT_TRUE(axIsAbsent(axValueFromCF(text(std::nullopt))));
-    FakeCF selected = of(CFValueKind::boolean);
-    selected.flag = true;
-    EXPECT_EQ(axValueFromCF(selected), AXValue(true));
+    EXPECT_EQ(axValueFromCF(FakeCF(CF{.shape = CFValueKind::boolean, .flag = true})),
+              AXValue(true));
     EXPECT_EQ(axValueFromCF(number(7)), AXValue(std::int64_t{7}));
     EXPECT_EQ(axValueFromCF(real(120.5)), AXValue(120.5));
     EXPECT_TRUE(axIsAbsent(axValueFromCF(of(CFValueKind::null))));
     EXPECT_TRUE(axIsAbsent(axValueFromCF(of(CFValueKind::other))));
     EXPECT_EQ(axElement(axValueFromCF(element(99))).identity(), 99u);
     EXPECT_TRUE(axIsAbsent(axValueFromCF(element(0))));
-}
 
-TEST(MacAXConversion, ArraysAreElementListsOrNothing) {
+    SCOPED_TRACE("arrays are element lists or nothing");
     const auto rows = axElements(axValueFromCF(array({element(1), element(2), element(3)})));
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[2].identity(), 3u);
@@ -94,15 +82,16 @@ TEST(MacAXConversion, ArraysAreElementListsOrNothing) {
     EXPECT_TRUE(axIsAbsent(axValueFromCF(array({element(1), element(0)}))));
 }
 
-TEST(MacAXConversion, GeometryKeepsOnlyItsOwnPart) {
-    FakeCF geometry;
-    geometry.frame = {{10, 20}, {300, 40}};
+TEST(MacAXConversion, GeometryKeepsOnlyItsOwnPartAndAppKitLocationsFlipToTheTopLeft) {
+    FakeCF geometry = CF{.frame = {{10, 20}, {300, 40}}};
     geometry.shape = CFValueKind::axValuePoint;
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXPoint{10, 20}));
     geometry.shape = CFValueKind::axValueSize;
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXSize{300, 40}));
     geometry.shape = CFValueKind::axValueRect;
     EXPECT_EQ(axValueFromCF(geometry), AXValue(AXFrame{{10, 20}, {300, 40}}));
+    EXPECT_EQ(topLeftFromBottomLeft({100, 0}, 900), (AXPoint{100, 900}));
+    EXPECT_EQ(topLeftFromBottomLeft({5, 875}, 900), (AXPoint{5, 25}));
 }
 
 TEST(MacAXConversion, SystemErrorNumbersMapToThePortsErrors) {
@@ -127,15 +116,9 @@ TEST(MacAXConversion, WritesOnlyOfShapesLogicAccepts) {
     EXPECT_EQ(cfWriteShape(AXPoint{1, 2}), CFWriteShape::unsupported);
 }
 
-TEST(MacAXConversion, AppKitLocationsFlipToTheTopLeft) {
-    EXPECT_EQ(topLeftFromBottomLeft({100, 0}, 900), (AXPoint{100, 900}));
-    EXPECT_EQ(topLeftFromBottomLeft({5, 875}, 900), (AXPoint{5, 25}));
-}
-
 TEST(MacPreferenceConversion, StoredValuesReadBackAsDefaultsOrMissing) {
-    FakeCF flag = of(CFValueKind::boolean);
-    flag.flag = true;
-    EXPECT_EQ(preferenceValueFromCF(flag), UserDefaults::Value(true));
+    EXPECT_EQ(preferenceValueFromCF(FakeCF(CF{.shape = CFValueKind::boolean, .flag = true})),
+              UserDefaults::Value(true));
     EXPECT_EQ(preferenceValueFromCF(number(54321)), UserDefaults::Value(std::int64_t{54321}));
     EXPECT_EQ(preferenceValueFromCF(text("Song.json")),
               UserDefaults::Value(std::string("Song.json")));

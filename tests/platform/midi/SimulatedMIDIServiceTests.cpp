@@ -41,20 +41,9 @@ TEST(SimulatedMIDIService, RecordsWhatIsSentAndEmittedAndFailsOnDemand) {
     }
     EXPECT_TRUE(midi.virtualSourceNames().empty());
 
-    SCOPED_TRACE("each creation can fail with the chosen status, and recover");
+    SCOPED_TRACE("a failure names the operation");
     midi.setFailure(SimulatedMIDIOperation::createClient, -10839);
-    auto refused = midi.createClient("Other");
-    EXPECT_FALSE(refused.ok());
-    EXPECT_EQ(refused.status, -10839);
-    EXPECT_EQ(refused.description, "simulated createClient failure");
-    midi.setFailure(SimulatedMIDIOperation::createClient, 0);
-    EXPECT_TRUE(midi.createClient("Other").ok());
-    midi.setFailure(SimulatedMIDIOperation::createOutputPort, -10831);
-    EXPECT_EQ(client.object->createOutputPort("Output").status, -10831);
-    midi.setFailure(SimulatedMIDIOperation::createVirtualSource, -1);
-    EXPECT_EQ(client.object->createVirtualSource("X").status, -1);
-    midi.setFailure(SimulatedMIDIOperation::send, -10838);
-    EXPECT_EQ(port.object->send({iac, "IAC Bus 1"}, pc), -10838);
+    EXPECT_EQ(midi.createClient("Other").description, "simulated createClient failure");
 }
 
 }  // namespace
