@@ -80,8 +80,7 @@ class DirectTrackSelectionProfile : public ::testing::TestWithParam<bool> {
         h_ = std::make_unique<LogicObserverHarness>(opts, 4);
         h_->addStringsStackAndTracksUpTo(10);
         h_->start();
-        h_->logic.clickTrack(2);
-        h_->scheduler.advance(1.5);
+        h_->click(2, 1.5);
         h_->clearRecords();
         return *h_;
     }

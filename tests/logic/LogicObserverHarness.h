@@ -86,6 +86,12 @@ class LogicObserverHarness {
         return *observer;
     }
 
+    // A click on track `number`, then `seconds` of virtual time.
+    void click(int number, double seconds, SimulatedClick kind = SimulatedClick::plain) {
+        logic.clickTrack(number, kind);
+        scheduler.advance(seconds);
+    }
+
     std::size_t countDebug(const std::string& title) const {
         return std::count_if(debug.begin(), debug.end(),
                              [&](const DebugEntry& e) { return e.title == title; });

@@ -28,8 +28,7 @@ TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly
     h.logic.dismissModal();  // extends by another 1.5 s from now
     h.scheduler.advance(0.5);
     const auto reads = h.logic.attributeReadCount();
-    h.logic.clickTrack(5);
-    h.scheduler.advance(0.5);
+    h.click(5, 0.5);
     EXPECT_TRUE(h.emitted.empty());
     EXPECT_EQ(h.logic.attributeReadCount(), reads);
     // The quarantine ends 1.5 s after the last window change.
@@ -38,8 +37,7 @@ TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly
     EXPECT_TRUE(observer.isQuarantined());
     h.scheduler.advance(0.01);
     EXPECT_FALSE(observer.isQuarantined());
-    h.logic.clickTrack(6);
-    h.scheduler.advance(0.2);
+    h.click(6, 0.2);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
     EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
 }
@@ -87,8 +85,7 @@ TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
     EXPECT_FALSE(observer.isAXObserverSourceSuspended());
     EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
     // Delivery works again.
-    h.logic.clickTrack(5);
-    h.scheduler.advance(0.2);
+    h.click(5, 0.2);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{5}));
 }
 
@@ -98,8 +95,7 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
         LogicObserverHarness h;
         auto& observer = h.start();
         const double t0 = h.scheduler.now();
-        h.logic.clickTrack(2, SimulatedClick::right);
-        h.scheduler.advance(0.5);
+        h.click(2, 0.5, SimulatedClick::right);
         h.logic.clickArrangeBackground(SimulatedClick::command);
         h.scheduler.runUntilIdle();
         EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 3.5, kEps);
@@ -124,8 +120,7 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
         SCOPED_TRACE("a modal " + std::to_string(gap) + " s after a plain click");
         LogicObserverHarness h;
         auto& observer = h.start();
-        h.logic.clickTrack(2);
-        h.scheduler.advance(gap);
+        h.click(2, gap);
         h.logic.openModal("Alert");
         h.scheduler.runUntilIdle();
         // Within 0.75 s it counts as a gesture modal; after, it only gets the cooldown.
@@ -164,8 +159,7 @@ TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
     h.scheduler.advance(1.5);
     EXPECT_EQ(h.lastDetail("Logic AX observer delivery resumed"),
               "routes=selection,window; applicable modal/detection deadlines elapsed.");
-    h.logic.clickTrack(8);
-    h.scheduler.advance(0.2);
+    h.click(8, 0.2);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{8}));
 }
 

@@ -11,8 +11,7 @@ using testing::LogicObserverHarness;
 // Track 3 selected and settled; Logic then takes `settle` seconds to publish a new selection.
 void selectThreeThenSlowDown(LogicObserverHarness& h, double settle) {
     h.start();
-    h.logic.clickTrack(3);
-    h.scheduler.advance(1.0);
+    h.click(3, 1.0);
     h.logic.setSelectionSettleDelay(settle);
 }
 
@@ -56,10 +55,8 @@ TEST(LogicObserverSelection, NotificationsCloserThanTheDedupeIntervalAreDropped)
         h.start();
         if (capture)
             h.observer->beginAXCapture(45.0);
-        h.logic.clickTrack(3);
-        h.scheduler.advance(0.01);
-        h.logic.clickTrack(4);
-        h.scheduler.advance(0.01);
+        h.click(3, 0.01);
+        h.click(4, 0.01);
         h.logic.clickTrack(5);  // 0.02 s after the first handled one: passes
         h.scheduler.advance(0.05);
         EXPECT_EQ(h.emittedIndices(),
@@ -92,11 +89,9 @@ TEST(LogicObserverSelection, FocusedElementChangesRightAfterAnEmissionAreIgnored
 TEST(LogicObserverSelection, RepeatsOfTheSameTrackDependOnTheTrigger) {
     LogicObserverHarness h;
     h.start();
-    h.logic.clickTrack(3);
-    h.scheduler.advance(1.0);
+    h.click(3, 1.0);
     // A second click re-emits through AXSelectedRowsChanged once Logic settled.
-    h.logic.clickTrack(3);
-    h.scheduler.advance(1.0);
+    h.click(3, 1.0);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
     h.scheduler.advance(0.5);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 3}));
@@ -105,8 +100,7 @@ TEST(LogicObserverSelection, RepeatsOfTheSameTrackDependOnTheTrigger) {
     ASSERT_EQ(h.logic.setAttributeValue(h.logic.rowElement(6), "AXSelected", true),
               AXError::success);
     h.scheduler.advance(1.0);  // its own selection notifications emit 6 first
-    h.logic.clickTrack(2);
-    h.scheduler.advance(1.0);
+    h.click(2, 1.0);
     h.logic.renameTrack(2, "Now Named");
     h.logic.setTempo(96.0);
     h.scheduler.advance(1.0);
@@ -127,8 +121,7 @@ TEST(LogicObserverSelection, BackgroundLogicEmitsNothing) {
     EXPECT_GT(h.logic.deliveredNotificationCount(), 0u);
 
     h.logic.setFrontmost(true);
-    h.logic.clickTrack(4);
-    h.scheduler.advance(1.0);
+    h.click(4, 1.0);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
 }
 
@@ -203,8 +196,7 @@ TEST(LogicObserverSelection, AttachDetachAndRelaunchFollowTheRescan) {
     h.scheduler.advance(5.0);
     EXPECT_TRUE(observer.isAttached());
     // Quitting detaches and clears the last selection.
-    h.logic.clickTrack(2);
-    h.scheduler.advance(1.0);
+    h.click(2, 1.0);
     EXPECT_TRUE(observer.lastSelection().has_value());
     h.logic.quit();
     h.scheduler.advance(5.0);
@@ -222,8 +214,7 @@ TEST(LogicObserverSelection, AttachDetachAndRelaunchFollowTheRescan) {
     h.scheduler.advance(5.0);
     EXPECT_TRUE(h.console.contains("(pid=" + std::to_string(h.logic.pid()) + ")."));
     h.emitted.clear();
-    h.logic.clickTrack(9);
-    h.scheduler.advance(1.0);
+    h.click(9, 1.0);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{9}));
     // Without its window observer the main observer hears window changes.
     EXPECT_FALSE(observer.hasWindowObserver());
@@ -292,8 +283,7 @@ TEST(LogicObserverSelection, LearnModeResolvesRenamedRows) {
     observer.onLearnRowResolved = [&](const TrackSelection& selection, const std::string& trigger) {
         learned.emplace_back(selection, trigger);
     };
-    h.logic.clickTrack(3);
-    h.scheduler.advance(1.0);
+    h.click(3, 1.0);
     h.logic.renameTrack(3, "Ignored");
     h.scheduler.advance(1.0);
     EXPECT_TRUE(learned.empty());
@@ -323,8 +313,7 @@ TEST(LogicObserverSelection, ListsBeyondTheAnchoringDepth) {
         EXPECT_EQ(observer.trackHeaderContainer(), h.logic.trackListElement());
         ASSERT_EQ(h.snapshots.size(), 1u);
         EXPECT_EQ(h.snapshots[0].namesByIndex, h.logic.visibleRows());
-        h.logic.clickTrack(6);
-        h.scheduler.advance(0.5);
+        h.click(6, 0.5);
         EXPECT_EQ(h.emittedIndices().back(), 6);
     }
     {
@@ -337,8 +326,7 @@ TEST(LogicObserverSelection, ListsBeyondTheAnchoringDepth) {
         ASSERT_TRUE(observer.isAttached());
         EXPECT_FALSE(observer.trackHeaderContainer());
         EXPECT_TRUE(h.snapshots.empty());
-        h.logic.clickTrack(6);
-        h.scheduler.advance(0.5);
+        h.click(6, 0.5);
         EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
         EXPECT_TRUE(h.lastDetailHas("Logic track detected: #6", "focused-tracks-event"));
     }

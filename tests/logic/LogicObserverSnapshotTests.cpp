@@ -57,8 +57,7 @@ TEST(LogicObserverSnapshots, DuplicateNamesMapToEveryNumber) {
 TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     LogicObserverHarness h;
     auto& observer = h.start();
-    h.logic.clickTrack(2);
-    h.scheduler.advance(3.0);
+    h.click(2, 3.0);
     const auto emittedBefore = h.emitted.size();
     h.logic.beginTrackDrag(2);
     h.scheduler.advance(0.05);

@@ -37,6 +37,18 @@ struct Logic12 {
             out.push_back(text(header, ax::kDescription));
         return out;
     }
+    // Records into `heard` each of `names` Logic posts on its application element.
+    std::unique_ptr<AXObserver> listen(std::initializer_list<const char*> names) {
+        auto observer = logic
+                            .createObserver(logic.pid(), scheduler.mainQueue(),
+                                            [this](const AXElement&, const std::string& name) {
+                                                heard.push_back(name);
+                                            })
+                            .value;
+        for (const char* name : names)
+            observer->addNotification(logic.applicationElementNow(), name);
+        return observer;
+    }
     // Every element under the window whose description is `description`.
     int countDescribed(const AXElement& root, const std::string& description) {
         int count = text(root, ax::kDescription) == description ? 1 : 0;
@@ -47,6 +59,7 @@ struct Logic12 {
 
     VirtualScheduler scheduler;
     SimulatedLogic logic;
+    std::vector<std::string> heard;
 };
 
 TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
@@ -158,25 +171,16 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
 
 TEST(SimulatedLogic12, PostsNoSelectionNotificationsButPlaybackValueChanges) {
     Logic12 f;
-    std::vector<std::string> heard;
-    auto observer = f.logic
-                        .createObserver(f.logic.pid(), f.scheduler.mainQueue(),
-                                        [&](const AXElement&, const std::string& name) {
-                                            heard.push_back(name);
-                                        })
-                        .value;
-    const auto app = f.logic.applicationElementNow();
-    for (const char* name : {ax::kSelectedRowsChanged, ax::kSelectedChildrenChanged,
-                             ax::kRowCountChanged, ax::kLayoutChanged, ax::kValueChanged})
-        observer->addNotification(app, name);
+    const auto observer = f.listen({ax::kSelectedRowsChanged, ax::kSelectedChildrenChanged,
+                                    ax::kRowCountChanged, ax::kLayoutChanged, ax::kValueChanged});
     f.logic.clickTrack(2);
     f.logic.pressArrowKey(true);
     f.logic.insertTrack(1, "New");
     f.scheduler.runUntilIdle();
-    EXPECT_TRUE(heard.empty());
+    EXPECT_TRUE(f.heard.empty());
     f.logic.advancePlayback();
     f.scheduler.runUntilIdle();
-    EXPECT_EQ(heard, (std::vector<std::string>{ax::kValueChanged, ax::kValueChanged}));
+    EXPECT_EQ(f.heard, (std::vector<std::string>{ax::kValueChanged, ax::kValueChanged}));
 }
 
 TEST(SimulatedLogic12, SelectionsPublishLateAndHeldElementsReadStale) {
@@ -320,49 +324,38 @@ TEST(SimulatedLogic12, DialogsAndPluginWindowsBecomeTheMainWindow) {
     const auto app = f.logic.applicationElementNow();
     const auto arrange = f.logic.mainWindowElement();
     auto mainWindow = [&] { return axElement(f.get(app, ax::kMainWindow).value); };
-    int mainWindowChanges = 0;
-    auto observer =
-        f.logic
-            .createObserver(f.logic.pid(), f.scheduler.mainQueue(),
-                            [&](const AXElement&, const std::string&) { ++mainWindowChanges; })
-            .value;
-    observer->addNotification(app, ax::kMainWindowChanged);
+    const auto observer = f.listen({ax::kMainWindowChanged});
     f.logic.openModal("New Tracks");  // a sheet leaves the main window alone
     EXPECT_EQ(mainWindow(), arrange);
     f.logic.dismissModal();
     f.scheduler.runUntilIdle();
-    EXPECT_EQ(mainWindowChanges, 0);
+    EXPECT_TRUE(f.heard.empty());
     f.logic.openModal("Save changes?", SimulatedModalKind::dialog);
     EXPECT_EQ(mainWindow(), f.logic.modalElement());
     EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
     f.logic.clickModalButton();
     EXPECT_EQ(mainWindow(), arrange);
     f.scheduler.runUntilIdle();
-    EXPECT_EQ(mainWindowChanges, 2);  // the dialog came and went
+    EXPECT_EQ(f.heard.size(), 2u);  // the dialog came and went
     f.logic.openPluginWindow(2);
     EXPECT_EQ(f.text(mainWindow(), ax::kTitle), "Bass");
     EXPECT_EQ(f.text(mainWindow(), ax::kSubrole), "AXDialog");
     f.logic.closePluginWindow();
     EXPECT_EQ(mainWindow(), arrange);
     f.scheduler.runUntilIdle();
-    EXPECT_EQ(mainWindowChanges, 4);
+    EXPECT_EQ(f.heard.size(), 4u);
 
     // Where a plug-in window is not the main window, opening and closing one announce nothing.
     SimulatedLogicOptions options;
     options.pluginWindowIsMain = false;
     Logic12 g(options);
-    int gChanges = 0;
-    auto gObserver = g.logic
-                         .createObserver(g.logic.pid(), g.scheduler.mainQueue(),
-                                         [&](const AXElement&, const std::string&) { ++gChanges; })
-                         .value;
-    gObserver->addNotification(g.logic.applicationElementNow(), ax::kMainWindowChanged);
+    const auto gObserver = g.listen({ax::kMainWindowChanged});
     g.logic.openPluginWindow(2);
     EXPECT_EQ(axElement(g.get(g.logic.applicationElementNow(), ax::kMainWindow).value),
               g.logic.mainWindowElement());
     g.logic.closePluginWindow();
     g.scheduler.runUntilIdle();
-    EXPECT_EQ(gChanges, 0);
+    EXPECT_TRUE(g.heard.empty());
 }
 
 TEST(SimulatedLogic12, ElementsFollowPositionsAndAProjectSwitchMakesANewWindow) {
