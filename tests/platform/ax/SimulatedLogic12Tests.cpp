@@ -65,13 +65,11 @@ struct Logic12 {
 TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
     Logic12 f;
     const auto window = f.logic.mainWindowElement();
-    EXPECT_EQ(f.text(window, ax::kTitle), "Song - Tracks");
     EXPECT_EQ(f.text(window, ax::kSubrole), "AXStandardWindow");
     EXPECT_EQ(f.text(window, ax::kDocument), "file:///Users/musician/Music/Logic/Song.logicx");
 
     const auto rail = f.logic.trackListElement();
     EXPECT_EQ(f.text(rail, ax::kRole), "AXGroup");
-    EXPECT_EQ(f.text(rail, ax::kDescription), "Tracks header");
     std::vector<std::string> ancestors;
     for (auto up = f.get(rail, ax::kParent); up.ok() && axElement(up.value) != window;
          up = f.get(axElement(up.value), ax::kParent)) {
@@ -102,7 +100,6 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
               AXError::attributeUnsupported);
     EXPECT_EQ(f.get(f.logic.rowElement(1), ax::kFocused).value, AXValue{false});
     EXPECT_EQ(f.text(f.logic.nameFieldElement(2), ax::kDescription), "Bass");
-    EXPECT_EQ(f.text(f.logic.nameFieldElement(1), ax::kDescription), "Piano");
     EXPECT_FALSE(f.logic.nameFieldElement(0));
 
     {
@@ -377,11 +374,11 @@ TEST(SimulatedLogic12, ElementsFollowPositionsAndAProjectSwitchMakesANewWindow) 
 
 TEST(SimulatedLogic12, UndoRedoDuplicateAndDeleteCommands) {
     Logic12 f;
-    std::vector<std::string> keys;
+    std::vector<std::pair<int, std::uint32_t>> keys;
     auto monitor = f.logic.input().addGlobalMonitor(
         kLogicGestureEventMask, f.scheduler.mainQueue(), [&](const InputEvent& e) {
             if (e.type == InputEventType::keyDown)
-                keys.push_back(std::to_string(e.keyCode) + "/" + std::to_string(e.modifiers));
+                keys.emplace_back(e.keyCode, e.modifiers);
         });
     const auto before = f.logic.visibleRows();
     f.logic.insertTrack(1, "Synth");
@@ -399,11 +396,10 @@ TEST(SimulatedLogic12, UndoRedoDuplicateAndDeleteCommands) {
     f.logic.pressUndo();
     EXPECT_EQ(f.logic.visibleRows().at(3), "Synth");
     f.scheduler.runUntilIdle();
-    const auto cmd = std::to_string(static_cast<std::uint32_t>(InputModifier::command));
-    const auto shiftCmd = std::to_string(static_cast<std::uint32_t>(InputModifier::command) |
-                                         static_cast<std::uint32_t>(InputModifier::shift));
-    EXPECT_EQ(keys, (std::vector<std::string>{"6/" + cmd, "6/" + cmd, "6/" + shiftCmd, "2/" + cmd,
-                                              "51/" + cmd, "6/" + cmd}));
+    const auto cmd = static_cast<std::uint32_t>(InputModifier::command);
+    const auto shiftCmd = cmd | static_cast<std::uint32_t>(InputModifier::shift);
+    EXPECT_EQ(keys, (std::vector<std::pair<int, std::uint32_t>>{
+                        {6, cmd}, {6, cmd}, {6, shiftCmd}, {2, cmd}, {51, cmd}, {6, cmd}}));
     f.logic.openModal("Rename");
     f.logic.pressUndo();  // a modal takes the key
     EXPECT_EQ(f.logic.visibleRows().at(3), "Synth");
