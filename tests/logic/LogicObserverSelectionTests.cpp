@@ -15,10 +15,10 @@ void selectThreeThenSlowDown(LogicObserverHarness& h, double settle) {
     h.logic.setSelectionSettleDelay(settle);
 }
 
-// Row 8 selected while Logic is in the background, so only an explicit refresh reads it.
-void selectEightUnheard(LogicObserverHarness& h) {
+// `row` selected while Logic is in the background, so only an explicit refresh reads it.
+void selectUnheard(LogicObserverHarness& h, int row) {
     h.logic.setFrontmost(false);
-    h.logic.setAttributeValue(h.logic.rowElement(8), "AXSelected", true);
+    h.logic.setAttributeValue(h.logic.rowElement(row), "AXSelected", true);
     h.scheduler.runUntilIdle();
     h.logic.setFrontmost(true);
 }
@@ -215,36 +215,31 @@ TEST(LogicObserverSelection, AttachDetachAndRelaunchFollowTheRescan) {
 }
 
 TEST(LogicObserverSelection, SettlingReadsPollWithTheLatestToken) {
-    {
-        SCOPED_TRACE("the focused-window trigger waits 0.03 s, then polls every 0.02 s");
-        LogicObserverHarness h;
-        selectThreeThenSlowDown(h, 0.1);
-        selectEightUnheard(h);
-        const double requested = h.scheduler.now();
-        h.observer->refreshSelection("AXFocusedWindowChanged");
-        h.scheduler.advance(0.02);
-        h.observer->refreshSelection("AXFocusedWindowChanged");  // supersedes the first
-        const double latest = h.scheduler.now();
-        h.logic.resetAttributeReadCount();
-        h.scheduler.advance(1.0);
-        ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
-        // Reads at +0.03, +0.05, +0.07, +0.09 after the latest request see the old row.
-        EXPECT_NEAR(h.emitted[1].time - latest, 0.09, 1e-9);
-        EXPECT_GE(h.emitted[1].time - requested, 0.1);
-        // Each read: AXSelectedChildren and the header's title, the attribute learned at anchoring.
-        EXPECT_EQ(h.logic.attributeReadCount(), 4u * 2u);
-    }
-    {
-        SCOPED_TRACE("after eight stale reads the result is handed over and dropped");
-        LogicObserverHarness h;
-        selectThreeThenSlowDown(h, 0.5);
-        selectEightUnheard(h);
-        h.logic.resetAttributeReadCount();
-        h.observer->refreshSelection("AXFocusedWindowChanged");
-        h.scheduler.advance(0.4);
-        EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
-        EXPECT_EQ(h.logic.attributeReadCount(), 8u * 2u);
-    }
+    LogicObserverHarness h;
+    // The focused-window trigger waits 0.03 s, then polls every 0.02 s.
+    selectThreeThenSlowDown(h, 0.1);
+    selectUnheard(h, 8);
+    const double requested = h.scheduler.now();
+    h.observer->refreshSelection("AXFocusedWindowChanged");
+    h.scheduler.advance(0.02);
+    h.observer->refreshSelection("AXFocusedWindowChanged");  // supersedes the first
+    const double latest = h.scheduler.now();
+    h.logic.resetAttributeReadCount();
+    h.scheduler.advance(1.0);
+    ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
+    // Reads at +0.03, +0.05, +0.07, +0.09 after the latest request see the old row.
+    EXPECT_NEAR(h.emitted[1].time - latest, 0.09, 1e-9);
+    EXPECT_GE(h.emitted[1].time - requested, 0.1);
+    // Each read: AXSelectedChildren and the header's title, the attribute learned at anchoring.
+    EXPECT_EQ(h.logic.attributeReadCount(), 4u * 2u);
+    // After eight stale reads the result is handed over and dropped.
+    h.logic.setSelectionSettleDelay(0.5);
+    selectUnheard(h, 5);
+    h.logic.resetAttributeReadCount();
+    h.observer->refreshSelection("AXFocusedWindowChanged");
+    h.scheduler.advance(0.4);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
+    EXPECT_EQ(h.logic.attributeReadCount(), 8u * 2u);
 }
 
 TEST(LogicObserverSelection, SlowReadsAreReportedDuringACapture) {
