@@ -199,38 +199,34 @@ TEST(LogicObserverModal, QuarantineCancelsDeferredWorkAndPausesTheRescan) {
 }
 
 TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {
-    {
-        SCOPED_TRACE("a held press beside the headers is a potential cut");
-        LogicObserverHarness h;
-        auto& observer = h.start();
-        h.logic.pressRegionArea();
-        h.scheduler.advance(0.5);
-        EXPECT_TRUE(observer.logicPointerGestureIsPotentialScissors());
-        h.scheduler.advance(0.5);  // past the click's own 0.75 s
-        const double released = h.scheduler.now();
-        h.logic.releasePointer();
-        h.scheduler.runUntilIdle();
-        EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
-        EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
-        h.scheduler.advance(0.5);
-        h.logic.openModal("Split");
-        h.scheduler.runUntilIdle();
-        EXPECT_TRUE(observer.isAXObserverSourceSuspended());
-    }
-    {
-        SCOPED_TRACE("a held press on a header is not");
-        LogicObserverHarness h;
-        auto& observer = h.start();
-        h.logic.beginTrackDrag(3);
-        h.scheduler.advance(0.5);
-        EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
-        h.scheduler.advance(0.5);
-        h.logic.releasePointer();
-        h.scheduler.advance(0.5);
-        h.logic.openModal("Alert");
-        h.scheduler.runUntilIdle();
-        EXPECT_FALSE(observer.isAXObserverSourceSuspended());
-    }
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    // A held press on a header is no potential cut.
+    h.logic.beginTrackDrag(3);
+    h.scheduler.advance(0.5);
+    EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
+    h.scheduler.advance(0.5);
+    h.logic.releasePointer();
+    h.scheduler.advance(0.5);
+    h.logic.openModal("Alert");
+    h.scheduler.runUntilIdle();
+    EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+    h.logic.dismissModal();
+    h.scheduler.advance(2.0);
+    // A held press beside the headers is.
+    h.logic.pressRegionArea();
+    h.scheduler.advance(0.5);
+    EXPECT_TRUE(observer.logicPointerGestureIsPotentialScissors());
+    h.scheduler.advance(0.5);  // past the click's own 0.75 s
+    const double released = h.scheduler.now();
+    h.logic.releasePointer();
+    h.scheduler.runUntilIdle();
+    EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
+    EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
+    h.scheduler.advance(0.5);
+    h.logic.openModal("Split");
+    h.scheduler.runUntilIdle();
+    EXPECT_TRUE(observer.isAXObserverSourceSuspended());
 }
 
 }  // namespace
