@@ -30,15 +30,12 @@ std::vector<std::pair<int, double>> clickTen(LogicObserverHarness& h, bool armed
     return emitted;
 }
 
-class FlightRecorderProfile : public ::testing::TestWithParam<bool> {
-  protected:
-    static SimulatedLogicOptions options() { return testing::bothShapesOptions(GetParam()); }
-};
+class FlightRecorderProfile : public ::testing::TestWithParam<bool> {};
 
 TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted) {
-    LogicObserverHarness plain(options());
+    LogicObserverHarness plain(testing::bothShapesOptions(GetParam()));
     const auto unrecorded = clickTen(plain, false);
-    LogicObserverHarness h(options());
+    LogicObserverHarness h(testing::bothShapesOptions(GetParam()));
     const auto recorded = clickTen(h, true);
     ASSERT_EQ(unrecorded.size(), 10u);
     EXPECT_EQ(recorded, unrecorded);

@@ -248,7 +248,6 @@ TEST(SimulatedLogic12, ReadErrors) {
         EXPECT_EQ(slept, (std::vector<double>{2.0}));
         f.logic.setBusy(SimulatedLogicBusy::failing);
         EXPECT_EQ(f.get(f.logic.trackListElement(), ax::kRole).error, AXError::cannotComplete);
-        f.logic.setBusy(SimulatedLogicBusy::responsive);
     }
     {
         SCOPED_TRACE("a share of child reads fails");
