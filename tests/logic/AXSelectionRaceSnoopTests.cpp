@@ -94,10 +94,8 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     h.logic.setFrontmost(true);
     h.scheduler.advance(0.1);
     h.click(2, 0.6);
-    h.logic.pressArrowKey(true);
-    h.scheduler.advance(0.6);
-    h.logic.pressArrowKey(false);
-    h.scheduler.advance(0.6);
+    h.arrow(true, 0.6);
+    h.arrow(false, 0.6);
     const auto races = h.debugStartingWith(flight_recorder_text::kInteractionStarted);
     ASSERT_EQ(races.size(), 3u);
     EXPECT_TRUE(contains(races[1].detail, "race=2 reason=keyDown/downArrow"));

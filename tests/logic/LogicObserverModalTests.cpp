@@ -14,8 +14,7 @@ TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly
     LogicObserverHarness h;
     auto& observer = h.start();
     const double opened = h.scheduler.now();
-    h.logic.openModal("Rename Track");
-    h.scheduler.runUntilIdle();
+    h.openModal("Rename Track");
     EXPECT_TRUE(observer.isQuarantined());
     EXPECT_NEAR(observer.modalDeadlines().quarantine, opened + 1.5, kEps);
     EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
@@ -58,8 +57,7 @@ TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
                                 "reason=pre-dispatch-right-mouse-down "));
     // A modal opening within 3.0 s extends the wait to 30 s.
     h.scheduler.advance(1.0);
-    h.logic.openModal("Delete Regions?");
-    h.scheduler.runUntilIdle();
+    h.openModal("Delete Regions?");
     EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 31.0, kEps);
     h.scheduler.advance(19.0);
     EXPECT_TRUE(observer.isQuarantined());
@@ -119,8 +117,7 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
         LogicObserverHarness h;
         auto& observer = h.start();
         h.click(2, gap);
-        h.logic.openModal("Alert");
-        h.scheduler.runUntilIdle();
+        h.openModal("Alert");
         // Within 0.75 s it counts as a gesture modal; after, it only gets the cooldown.
         const bool gesture = gap < 0.75;
         EXPECT_EQ(observer.isAXObserverSourceSuspended(), gesture);
@@ -145,8 +142,7 @@ TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
     EXPECT_TRUE(
         h.lastDetailHas("Logic modal AX quarantine entered", "reason=right-mouse-down/fallback "));
     EXPECT_TRUE(observer.isAXObserverSourceSuspended());
-    h.logic.openModal("Rename");
-    h.scheduler.runUntilIdle();
+    h.openModal("Rename");
     EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, h.scheduler.now() + 30.0, kEps);
 }
 
@@ -207,8 +203,7 @@ TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {
     h.scheduler.advance(0.5);
     h.logic.releasePointer();
     h.scheduler.advance(0.5);
-    h.logic.openModal("Alert");
-    h.scheduler.runUntilIdle();
+    h.openModal("Alert");
     EXPECT_FALSE(observer.isAXObserverSourceSuspended());
     h.logic.dismissModal();
     h.scheduler.advance(2.0);
@@ -223,8 +218,7 @@ TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {
     EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
     EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
     h.scheduler.advance(0.5);
-    h.logic.openModal("Split");
-    h.scheduler.runUntilIdle();
+    h.openModal("Split");
     EXPECT_TRUE(observer.isAXObserverSourceSuspended());
 }
 

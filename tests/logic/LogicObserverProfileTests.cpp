@@ -56,14 +56,11 @@ TEST_P(LogicObserverProfile, AnchorsTheHeadersAndEachClickAndArrowKeyYieldsItsTr
     EXPECT_EQ(h.snapshots.front().namesByIndex, h.logic.visibleRows());
     EXPECT_EQ(h.snapshots.front().namesByIndex.at(6), "Violins");
     // Faster than Logic publishes: each click lands before the one before it shows.
-    for (int track : {3, 5, 7, 2}) {
+    for (int track : {3, 5, 7, 2})
         h.click(track, 0.2);
-    }
     h.scheduler.advance(1.0);
-    for (bool down : {true, true, false}) {
-        h.logic.pressArrowKey(down);
-        h.scheduler.advance(0.6);
-    }
+    for (bool down : {true, true, false})
+        h.arrow(down, 0.6);
     h.scheduler.advance(1.5);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5, 7, 2, 3, 4, 3}));
     EXPECT_EQ(h.emitted[2].selection.name, "Violas");
@@ -101,8 +98,7 @@ TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
     h.scheduler.advance(2.0);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
     h.logic.closePluginWindow();
-    h.logic.openModal("Delete Track?", SimulatedModalKind::dialog);
-    h.scheduler.runUntilIdle();
+    h.openModal("Delete Track?", SimulatedModalKind::dialog);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);  // quarantined
     h.scheduler.advance(2.0);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);

@@ -123,20 +123,17 @@ TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
         LogicObserverHarness h;
         selectThreeThenSlowDown(h, 0.05);
         const double pressed = h.scheduler.now();
-        h.logic.pressArrowKey(true);
-        h.scheduler.advance(1.0);
+        h.arrow(true, 1.0);
         ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
         EXPECT_NEAR(h.emitted[1].time - pressed, 0.05, 1e-9);
         EXPECT_TRUE(h.lastDetailHas("Logic track detected: #4",
                                     "trigger=keyboard-down/arrange-selected-row"));
-        h.logic.pressArrowKey(false);
-        h.scheduler.advance(1.0);
+        h.arrow(false, 1.0);
         EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 4, 3}));
         EXPECT_TRUE(h.lastDetailHas("Logic track detected: #3", "keyboard-up/"));
         // The reads give up 1.2 s after the key.
         h.logic.setSelectionSettleDelay(1.5);
-        h.logic.pressArrowKey(true);
-        h.scheduler.advance(3.0);
+        h.arrow(true, 3.0);
         EXPECT_EQ(h.emittedIndices().size(), 3u);
     }
     {
@@ -145,8 +142,7 @@ TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
         selectThreeThenSlowDown(h, 0.5);
         h.logic.resetAttributeReadCount();
         const double pressed = h.scheduler.now();
-        h.logic.pressArrowKey(true);
-        h.scheduler.advance(2.0);
+        h.arrow(true, 2.0);
         ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
         EXPECT_GE(h.emitted[1].time - pressed, 0.5 - 1e-9);
         EXPECT_LE(h.emitted[1].time - pressed, 0.6);
@@ -209,8 +205,7 @@ TEST(LogicObserverSelection, AttachDetachAndRelaunchFollowTheRescan) {
     EXPECT_FALSE(observer.hasWindowObserver());
     EXPECT_TRUE(
         h.console.contains("[LogicObserver] Dedicated AX window observer creation failed: -25204"));
-    h.logic.openModal("Rename");
-    h.scheduler.runUntilIdle();
+    h.openModal("Rename");
     EXPECT_TRUE(observer.isQuarantined());
 }
 
