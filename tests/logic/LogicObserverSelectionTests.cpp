@@ -271,11 +271,9 @@ TEST(LogicObserverSelection, LearnModeResolvesRenamedRows) {
     h.logic.renameTrack(3, "Oboe");
     h.logic.renameTrack(5, "Harp");
     h.scheduler.advance(1.0);
-    ASSERT_EQ(learned.size(), 2u);
-    EXPECT_EQ(learned[0].first, (TrackSelection{3, "Oboe"}));
-    EXPECT_EQ(learned[0].second, "AXValueChanged/arrange-row-learn-authoritative");
-    EXPECT_EQ(learned[1].first, (TrackSelection{5, "Harp"}));
-    EXPECT_EQ(learned[1].second, "AXValueChanged/arrange-row-learn");
+    EXPECT_EQ(learned, (std::vector<std::pair<TrackSelection, std::string>>{
+                           {{3, "Oboe"}, "AXValueChanged/arrange-row-learn-authoritative"},
+                           {{5, "Harp"}, "AXValueChanged/arrange-row-learn"}}));
     // Learning never turns a rename into a selection.
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3}));
 }
