@@ -127,8 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
     profileName);
 
 TEST(LogicObserverLogic12, FirstWindowListReadFailingIsAskedAgain) {
-    SimulatedLogicOptions options;  // Logic 12: the first AXWindows read fails
-    LogicObserverHarness h(options, 6);
+    // Logic 12: the first AXWindows read fails.
+    LogicObserverHarness h(SimulatedLogicOptions{}, 6);
     h.logic.openPluginWindow(2);  // AXMainWindow is the plug-in: the window list is needed
     h.start();
     EXPECT_EQ(h.observer->readLogicWindowTitle(), "Song - Tracks");
