@@ -45,24 +45,6 @@ TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsSkipUnchangedListsAndAdoptA
     EXPECT_EQ(observer.sparseArrangeTrackList(), h.logic.trackListElement());
 }
 
-TEST(LogicObserverSnapshots, DuplicateNamesMapToEveryNumber) {
-    LogicObserverHarness h;
-    auto& observer = h.start();
-    const double duplicated = h.scheduler.now();
-    h.logic.duplicateTrack(3);
-    h.scheduler.advance(3.0);
-    // The duplicate selects the copy, so the capture waits for the 2.0 s quiet window.
-    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
-    ASSERT_EQ(h.snapshots.size(), 2u);
-    EXPECT_NEAR(h.snapshots[1].time, duplicated + 2.0, kEps);
-    EXPECT_EQ(h.snapshots[1].namesByIndex.at(3), "Track Name 3");
-    EXPECT_EQ(h.snapshots[1].namesByIndex.at(4), "Track Name 3");
-    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 3"), (std::vector<int>{3, 4}));
-    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 10"), (std::vector<int>{11}));
-    EXPECT_EQ(h.lastDetail("Debounced structural snapshot published"),
-              "reason=AXLayoutChanged count=11 quietMs=2000");
-}
-
 TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     LogicObserverHarness h;
     auto& observer = h.start();
@@ -86,7 +68,7 @@ TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     EXPECT_EQ(h.snapshots[1].namesByIndex.at(6), "Track Name 2");
 }
 
-TEST(LogicObserverSnapshots, StartupSnapshotThenThePollPublishesChanges) {
+TEST(LogicObserverSnapshots, StartupSnapshotThenThePollAndTheDebouncePublishChanges) {
     LogicObserverHarness h;
     auto& observer = h.start();
     ASSERT_EQ(h.snapshots.size(), 1u);
@@ -112,6 +94,21 @@ TEST(LogicObserverSnapshots, StartupSnapshotThenThePollPublishesChanges) {
     EXPECT_EQ(observer.lastMaxTrackIndex(), 10);
     h.scheduler.advance(10.0);
     EXPECT_EQ(h.snapshots.size(), 2u);
+
+    // A duplicate maps its name to both numbers. It selects the copy, so the capture waits for
+    // the 2.0 s quiet window.
+    const double duplicated = h.scheduler.now();
+    h.logic.duplicateTrack(3);
+    h.scheduler.advance(3.0);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
+    ASSERT_EQ(h.snapshots.size(), 3u);
+    EXPECT_NEAR(h.snapshots[2].time, duplicated + 2.0, kEps);
+    EXPECT_EQ(h.snapshots[2].namesByIndex.at(3), "Track Name 3");
+    EXPECT_EQ(h.snapshots[2].namesByIndex.at(4), "Track Name 3");
+    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 3"), (std::vector<int>{3, 4}));
+    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 10"), (std::vector<int>{11}));
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot published"),
+              "reason=AXLayoutChanged count=11 quietMs=2000");
 }
 
 }  // namespace
