@@ -22,25 +22,20 @@ std::vector<std::pair<int, double>> clickTen(LogicObserverHarness& h, bool armed
     if (armed)
         h.observer->beginAXCapture(45.0, "test");
     const double start = h.scheduler.now();
-    for (int click = 0; click < 10; ++click) {
-        h.logic.clickTrack(click % 2 == 0 ? click / 2 + 1 : 10 - click / 2);
-        h.scheduler.advance(0.6);
-    }
+    for (const int track : {1, 10, 2, 9, 3, 8, 4, 7, 5, 6})
+        h.click(track, 0.6);
     std::vector<std::pair<int, double>> emitted;
     for (const auto& entry : h.emitted)
         emitted.emplace_back(entry.selection.index, entry.time - start);
     return emitted;
 }
 
-class FlightRecorderProfile : public ::testing::TestWithParam<bool> {
-  protected:
-    static SimulatedLogicOptions options() { return testing::bothShapesOptions(GetParam()); }
-};
+class FlightRecorderProfile : public ::testing::TestWithParam<bool> {};
 
 TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted) {
-    LogicObserverHarness plain(options());
+    LogicObserverHarness plain(testing::bothShapesOptions(GetParam()));
     const auto unrecorded = clickTen(plain, false);
-    LogicObserverHarness h(options());
+    LogicObserverHarness h(testing::bothShapesOptions(GetParam()));
     const auto recorded = clickTen(h, true);
     ASSERT_EQ(unrecorded.size(), 10u);
     EXPECT_EQ(recorded, unrecorded);
@@ -93,18 +88,14 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
               "routing.");
 
     h.logic.setFrontmost(false);
-    h.logic.clickTrack(2);
-    h.scheduler.advance(0.6);
+    h.click(2, 0.6);
     EXPECT_TRUE(h.debugStartingWith(flight_recorder_text::kInteractionStarted).empty());
 
     h.logic.setFrontmost(true);
     h.scheduler.advance(0.1);
-    h.logic.clickTrack(2);
-    h.scheduler.advance(0.6);
-    h.logic.pressArrowKey(true);
-    h.scheduler.advance(0.6);
-    h.logic.pressArrowKey(false);
-    h.scheduler.advance(0.6);
+    h.click(2, 0.6);
+    h.arrow(true, 0.6);
+    h.arrow(false, 0.6);
     const auto races = h.debugStartingWith(flight_recorder_text::kInteractionStarted);
     ASSERT_EQ(races.size(), 3u);
     EXPECT_TRUE(contains(races[1].detail, "race=2 reason=keyDown/downArrow"));
@@ -120,14 +111,12 @@ TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     ASSERT_EQ(h.countDebug(flight_recorder_text::kStopped), 1u);
     EXPECT_EQ(h.lastDetail(flight_recorder_text::kStopped),
               "Stopped before a Logic selection interaction was observed.");
-    h.logic.clickTrack(5);
-    h.scheduler.advance(2.0);
+    h.click(5, 2.0);
     EXPECT_EQ(h.debugStartingWith(flight_recorder_text::kInteractionStarted).size(), 3u);
 
     // A modal dialog stops a capture.
     h.observer->beginAXCapture(45.0, "modal");
-    h.logic.clickTrack(6);
-    h.scheduler.advance(0.6);
+    h.click(6, 0.6);
     h.logic.openModal("Delete Track?");
     h.scheduler.advance(0.5);
     EXPECT_FALSE(h.observer->isAXCaptureRunning());

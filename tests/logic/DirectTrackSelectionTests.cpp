@@ -11,18 +11,6 @@ namespace {
 using testing::LogicObserverHarness;
 using Placement = DirectSelectionRules::Placement;
 
-TEST(DirectSelectionRules, RefusesInOrderPermissionFrontmostQuarantine) {
-    ModalDeadlines busy;
-    busy.enterQuarantine(10.0, 1.5);
-    EXPECT_EQ(DirectSelectionRules::refusal(false, false, busy, 10.0),
-              direct_selection_message::kNoAccessibility);
-    EXPECT_EQ(DirectSelectionRules::refusal(true, false, busy, 10.0),
-              direct_selection_message::kNotFrontmost);
-    EXPECT_EQ(DirectSelectionRules::refusal(true, true, busy, 11.49),
-              direct_selection_message::kBusy);
-    EXPECT_EQ(DirectSelectionRules::refusal(true, true, busy, 11.5), std::nullopt);
-}
-
 TEST(DirectSelectionRules, PlacesTheNumberAmongTheVisibleRows) {
     auto rows = [](std::vector<int> numbers) {
         std::vector<ParsedTrackHeader> parsed;
@@ -80,8 +68,7 @@ class DirectTrackSelectionProfile : public ::testing::TestWithParam<bool> {
         h_ = std::make_unique<LogicObserverHarness>(opts, 4);
         h_->addStringsStackAndTracksUpTo(10);
         h_->start();
-        h_->logic.clickTrack(2);
-        h_->scheduler.advance(1.5);
+        h_->click(2, 1.5);
         h_->clearRecords();
         return *h_;
     }
@@ -132,7 +119,12 @@ TEST_P(DirectTrackSelectionProfile, RefusalsSelectNothing) {
         {"no such track", 42, std::nullopt, [](auto&) {}, direct_selection_message::notUnique(42)},
         {"not frontmost", 3, std::nullopt, [](auto& h) { h.logic.setFrontmost(false); },
          direct_selection_message::kNotFrontmost},
-        {"no permission", 3, std::nullopt, [](auto& h) { h.logic.setTrusted(false); },
+        // Permission is checked first.
+        {"no permission", 3, std::nullopt,
+         [](auto& h) {
+             h.logic.setTrusted(false);
+             h.logic.setFrontmost(false);
+         },
          direct_selection_message::kNoAccessibility},
         {"just after a modal closed", 3, std::nullopt,
          [](auto& h) {

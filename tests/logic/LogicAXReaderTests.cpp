@@ -19,33 +19,22 @@ struct Fixture {
     LogicAXReader reader;
 };
 
-// The Arrange outline scores 60 plus 25 for its rows; a shallower list named like the headers
-// but without header rows is passed over.
-TEST(LogicAXReader, AnchoringScoresAndStopsEarly) {
-    for (const bool decoy : {false, true}) {
-        SCOPED_TRACE(decoy);
-        SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
-        options.decoyTracksHeaderTable = decoy;
-        Fixture f(options);
-        const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
-        EXPECT_EQ(search.element, f.logic.trackListElement());
-        EXPECT_EQ(search.score, 85);
-        EXPECT_TRUE(search.stoppedEarly);
-    }
-}
-
-TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
+// The Arrange outline scores 60 plus 25 for its rows and ends the search; a shallower list
+// named like the headers but without header rows is passed over.
+TEST(LogicAXReader, AnchoringScoresAndRespectsDepthAndElementLimits) {
     struct Case {
         int nesting;  // the list sits one level deeper
         int filler;
+        bool decoy;
         bool found;
     };
-    for (const auto& c :
-         {Case{8, 0, true}, Case{9, 0, false}, Case{4, 2000, true}, Case{4, 2600, false}}) {
+    for (const auto& c : {Case{4, 0, true, true}, Case{8, 0, false, true}, Case{9, 0, false, false},
+                          Case{4, 2000, false, true}, Case{4, 2600, false, false}}) {
         SCOPED_TRACE(::testing::Message() << "nesting " << c.nesting << " filler " << c.filler);
         SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
         options.arrangeNestingDepth = c.nesting;
         options.fillerElementCount = c.filler;
+        options.decoyTracksHeaderTable = c.decoy;
         Fixture f(options);
         const auto search = f.reader.findTrackList(f.logic.mainWindowElement());
         EXPECT_EQ(search.element, c.found ? f.logic.trackListElement() : AXElement{});
@@ -53,6 +42,8 @@ TEST(LogicAXReader, AnchoringRespectsDepthAndElementLimits) {
         EXPECT_EQ(search.visited == 2500u, c.filler > 0 && !c.found);
         if (c.found) {
             EXPECT_LT(search.visited, 2500u);
+            EXPECT_EQ(search.score, 85);
+            EXPECT_TRUE(search.stoppedEarly);
         }
     }
 }

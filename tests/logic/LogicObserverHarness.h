@@ -86,6 +86,23 @@ class LogicObserverHarness {
         return *observer;
     }
 
+    // A click on track `number`, then `seconds` of virtual time.
+    void click(int number, double seconds, SimulatedClick kind = SimulatedClick::plain) {
+        logic.clickTrack(number, kind);
+        scheduler.advance(seconds);
+    }
+
+    // Opens a modal and lets the observer hear of it.
+    void openModal(std::string title, SimulatedModalKind kind = SimulatedModalKind::sheet) {
+        logic.openModal(std::move(title), kind);
+        scheduler.runUntilIdle();
+    }
+    // An arrow key, then `seconds` of virtual time.
+    void arrow(bool down, double seconds) {
+        logic.pressArrowKey(down);
+        scheduler.advance(seconds);
+    }
+
     std::size_t countDebug(const std::string& title) const {
         return std::count_if(debug.begin(), debug.end(),
                              [&](const DebugEntry& e) { return e.title == title; });

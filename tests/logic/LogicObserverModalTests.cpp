@@ -14,8 +14,7 @@ TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly
     LogicObserverHarness h;
     auto& observer = h.start();
     const double opened = h.scheduler.now();
-    h.logic.openModal("Rename Track");
-    h.scheduler.runUntilIdle();
+    h.openModal("Rename Track");
     EXPECT_TRUE(observer.isQuarantined());
     EXPECT_NEAR(observer.modalDeadlines().quarantine, opened + 1.5, kEps);
     EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
@@ -28,18 +27,15 @@ TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly
     h.logic.dismissModal();  // extends by another 1.5 s from now
     h.scheduler.advance(0.5);
     const auto reads = h.logic.attributeReadCount();
-    h.logic.clickTrack(5);
-    h.scheduler.advance(0.5);
+    h.click(5, 0.5);
     EXPECT_TRUE(h.emitted.empty());
     EXPECT_EQ(h.logic.attributeReadCount(), reads);
     // The quarantine ends 1.5 s after the last window change.
-    EXPECT_TRUE(observer.isQuarantined());
     h.scheduler.advance(0.49);
     EXPECT_TRUE(observer.isQuarantined());
     h.scheduler.advance(0.01);
     EXPECT_FALSE(observer.isQuarantined());
-    h.logic.clickTrack(6);
-    h.scheduler.advance(0.2);
+    h.click(6, 0.2);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
     EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
 }
@@ -61,12 +57,10 @@ TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
                                 "reason=pre-dispatch-right-mouse-down "));
     // A modal opening within 3.0 s extends the wait to 30 s.
     h.scheduler.advance(1.0);
-    h.logic.openModal("Delete Regions?");
-    h.scheduler.runUntilIdle();
+    h.openModal("Delete Regions?");
     EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 31.0, kEps);
     h.scheduler.advance(19.0);
     EXPECT_TRUE(observer.isQuarantined());
-    EXPECT_EQ(h.countDebug("Logic AX observer delivery resumed"), 0u);
     // The confirming click suspends both routes and adds 1.5 s.
     const double confirmed = h.scheduler.now();
     const auto droppedBefore = h.logic.droppedNotificationCount();
@@ -87,8 +81,7 @@ TEST(LogicObserverModal, RightClickModalWaitsForItsConfirmingClick) {
     EXPECT_FALSE(observer.isAXObserverSourceSuspended());
     EXPECT_FALSE(observer.isWindowObserverSourceSuspended());
     // Delivery works again.
-    h.logic.clickTrack(5);
-    h.scheduler.advance(0.2);
+    h.click(5, 0.2);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{5}));
 }
 
@@ -98,8 +91,7 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
         LogicObserverHarness h;
         auto& observer = h.start();
         const double t0 = h.scheduler.now();
-        h.logic.clickTrack(2, SimulatedClick::right);
-        h.scheduler.advance(0.5);
+        h.click(2, 0.5, SimulatedClick::right);
         h.logic.clickArrangeBackground(SimulatedClick::command);
         h.scheduler.runUntilIdle();
         EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, t0 + 3.5, kEps);
@@ -124,10 +116,8 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
         SCOPED_TRACE("a modal " + std::to_string(gap) + " s after a plain click");
         LogicObserverHarness h;
         auto& observer = h.start();
-        h.logic.clickTrack(2);
-        h.scheduler.advance(gap);
-        h.logic.openModal("Alert");
-        h.scheduler.runUntilIdle();
+        h.click(2, gap);
+        h.openModal("Alert");
         // Within 0.75 s it counts as a gesture modal; after, it only gets the cooldown.
         const bool gesture = gap < 0.75;
         EXPECT_EQ(observer.isAXObserverSourceSuspended(), gesture);
@@ -140,8 +130,7 @@ TEST(LogicObserverModal, GestureWindowsAndExtensions) {
 }
 
 TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
-    SimulatedLogicOptions options = SimulatedLogicOptions::tableOutlineProfile();
-    LogicObserverHarness h(options);
+    LogicObserverHarness h;
     h.logic.input().setTapAvailable(false);
     auto& observer = h.start();
     EXPECT_FALSE(observer.usesPreDispatchTap());
@@ -152,21 +141,9 @@ TEST(LogicObserverModal, FallbackMonitorArmsTheSameGatesAfterTheFact) {
     h.scheduler.runUntilIdle();
     EXPECT_TRUE(
         h.lastDetailHas("Logic modal AX quarantine entered", "reason=right-mouse-down/fallback "));
-    h.logic.openModal("Rename");
-    h.scheduler.runUntilIdle();
-    h.scheduler.advance(5.0);
-    h.logic.pressKey(keycode::kReturn);
-    h.scheduler.runUntilIdle();
-    EXPECT_FALSE(h.logic.isModalOpen());
-    EXPECT_EQ(observer.modalDeadlines().potentialConfirmation, 0.0);
-    EXPECT_TRUE(h.lastDetailHas("Logic modal AX quarantine entered",
-                                "reason=modal-confirmation-key-down "));
-    h.scheduler.advance(1.5);
-    EXPECT_EQ(h.lastDetail("Logic AX observer delivery resumed"),
-              "routes=selection,window; applicable modal/detection deadlines elapsed.");
-    h.logic.clickTrack(8);
-    h.scheduler.advance(0.2);
-    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{8}));
+    EXPECT_TRUE(observer.isAXObserverSourceSuspended());
+    h.openModal("Rename");
+    EXPECT_NEAR(observer.modalDeadlines().potentialConfirmation, h.scheduler.now() + 30.0, kEps);
 }
 
 // Return, Enter, Escape and Space all answer a dialog; an arrow key does not.
@@ -184,6 +161,11 @@ TEST(LogicObserverModal, OnlyTheDialogKeysConfirmAWaitingModal) {
         h.scheduler.runUntilIdle();
         const bool confirms = key != keycode::kDownArrow;
         EXPECT_EQ(observer.modalDeadlines().potentialConfirmation == 0.0, confirms);
+        EXPECT_EQ(h.logic.isModalOpen(), !confirms);
+        EXPECT_EQ(observer.isWindowObserverSourceSuspended(), confirms);
+        EXPECT_EQ(h.lastDetailHas("Logic modal AX quarantine entered",
+                                  "reason=modal-confirmation-key-down "),
+                  confirms);
     }
 }
 
@@ -212,38 +194,32 @@ TEST(LogicObserverModal, QuarantineCancelsDeferredWorkAndPausesTheRescan) {
 }
 
 TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {
-    {
-        SCOPED_TRACE("a held press beside the headers is a potential cut");
-        LogicObserverHarness h;
-        auto& observer = h.start();
-        h.logic.pressRegionArea();
-        h.scheduler.advance(0.5);
-        EXPECT_TRUE(observer.logicPointerGestureIsPotentialScissors());
-        h.scheduler.advance(0.5);  // past the click's own 0.75 s
-        const double released = h.scheduler.now();
-        h.logic.releasePointer();
-        h.scheduler.runUntilIdle();
-        EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
-        EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
-        h.scheduler.advance(0.5);
-        h.logic.openModal("Split");
-        h.scheduler.runUntilIdle();
-        EXPECT_TRUE(observer.isAXObserverSourceSuspended());
-    }
-    {
-        SCOPED_TRACE("a held press on a header is not");
-        LogicObserverHarness h;
-        auto& observer = h.start();
-        h.logic.beginTrackDrag(3);
-        h.scheduler.advance(0.5);
-        EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
-        h.scheduler.advance(0.5);
-        h.logic.releasePointer();
-        h.scheduler.advance(0.5);
-        h.logic.openModal("Alert");
-        h.scheduler.runUntilIdle();
-        EXPECT_FALSE(observer.isAXObserverSourceSuspended());
-    }
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    // A held press on a header is no potential cut.
+    h.logic.beginTrackDrag(3);
+    h.scheduler.advance(0.5);
+    EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
+    h.scheduler.advance(0.5);
+    h.logic.releasePointer();
+    h.scheduler.advance(0.5);
+    h.openModal("Alert");
+    EXPECT_FALSE(observer.isAXObserverSourceSuspended());
+    h.logic.dismissModal();
+    h.scheduler.advance(2.0);
+    // A held press beside the headers is.
+    h.logic.pressRegionArea();
+    h.scheduler.advance(0.5);
+    EXPECT_TRUE(observer.logicPointerGestureIsPotentialScissors());
+    h.scheduler.advance(0.5);  // past the click's own 0.75 s
+    const double released = h.scheduler.now();
+    h.logic.releasePointer();
+    h.scheduler.runUntilIdle();
+    EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
+    EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
+    h.scheduler.advance(0.5);
+    h.openModal("Split");
+    EXPECT_TRUE(observer.isAXObserverSourceSuspended());
 }
 
 }  // namespace

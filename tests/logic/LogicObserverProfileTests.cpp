@@ -52,20 +52,15 @@ class LogicObserverProfile : public ::testing::TestWithParam<Profile> {
 TEST_P(LogicObserverProfile, AnchorsTheHeadersAndEachClickAndArrowKeyYieldsItsTrackOnce) {
     auto& h = start();
     EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
-    EXPECT_NE(h.observer->trackHeaderContainer(), h.logic.inspectorOutlineElement());
     ASSERT_FALSE(h.snapshots.empty());
     EXPECT_EQ(h.snapshots.front().namesByIndex, h.logic.visibleRows());
     EXPECT_EQ(h.snapshots.front().namesByIndex.at(6), "Violins");
     // Faster than Logic publishes: each click lands before the one before it shows.
-    for (int track : {3, 5, 7, 2}) {
-        h.logic.clickTrack(track);
-        h.scheduler.advance(0.2);
-    }
+    for (int track : {3, 5, 7, 2})
+        h.click(track, 0.2);
     h.scheduler.advance(1.0);
-    for (bool down : {true, true, false}) {
-        h.logic.pressArrowKey(down);
-        h.scheduler.advance(0.6);
-    }
+    for (bool down : {true, true, false})
+        h.arrow(down, 0.6);
     h.scheduler.advance(1.5);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5, 7, 2, 3, 4, 3}));
     EXPECT_EQ(h.emitted[2].selection.name, "Violas");
@@ -73,23 +68,20 @@ TEST_P(LogicObserverProfile, AnchorsTheHeadersAndEachClickAndArrowKeyYieldsItsTr
 
 TEST_P(LogicObserverProfile, ClicksStillCountAfterTheMixerAndAfterAProjectSwitch) {
     auto& h = start();
-    h.logic.clickTrack(2);
-    h.scheduler.advance(1.5);
+    h.click(2, 1.5);
     h.logic.openMixer();
     h.logic.clickMixerStrip(4);
     h.scheduler.advance(1.5);
     h.logic.closeMixer();
     h.scheduler.advance(1.6);  // a focused-window change quarantines for 1.5 s
-    h.logic.clickTrack(9);
-    h.scheduler.advance(1.5);
+    h.click(9, 1.5);
     ASSERT_FALSE(h.emitted.empty());
     EXPECT_EQ(h.emitted.back().selection.index, 9);
 
     h.logic.setProjectName("Cue");
     h.scheduler.advance(1.6);
     h.clearRecords();
-    h.logic.clickTrack(11);
-    h.scheduler.advance(1.5);  // well before the 30 s re-anchor
+    h.click(11, 1.5);  // well before the 30 s re-anchor
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{11}));
     EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
     EXPECT_EQ(h.observer->readLogicWindowTitle(), h.logic.windowTitle());
@@ -99,24 +91,21 @@ TEST_P(LogicObserverProfile, ClicksStillCountAfterTheMixerAndAfterAProjectSwitch
 // track; Logic's late notification for the new click must not bring the earlier one back.
 TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
     auto& h = start();
-    h.logic.clickTrack(3);
-    h.scheduler.advance(1.5);
+    h.click(3, 1.5);
     const auto arrange = h.logic.windowTitle();
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
     h.logic.openPluginWindow(3);
     h.scheduler.advance(2.0);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
     h.logic.closePluginWindow();
-    h.logic.openModal("Delete Track?", SimulatedModalKind::dialog);
-    h.scheduler.runUntilIdle();
+    h.openModal("Delete Track?", SimulatedModalKind::dialog);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);  // quarantined
     h.scheduler.advance(2.0);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
     h.logic.dismissModal();
     h.scheduler.advance(2.0);
     EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
-    h.logic.clickTrack(4);
-    h.scheduler.advance(1.5);
+    h.click(4, 1.5);
     EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
     h.logic.quit();
     h.scheduler.advance(5.0);
@@ -138,8 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
     profileName);
 
 TEST(LogicObserverLogic12, FirstWindowListReadFailingIsAskedAgain) {
-    SimulatedLogicOptions options;  // Logic 12: the first AXWindows read fails
-    LogicObserverHarness h(options, 6);
+    // Logic 12: the first AXWindows read fails.
+    LogicObserverHarness h(SimulatedLogicOptions{}, 6);
     h.logic.openPluginWindow(2);  // AXMainWindow is the plug-in: the window list is needed
     h.start();
     EXPECT_EQ(h.observer->readLogicWindowTitle(), "Song - Tracks");

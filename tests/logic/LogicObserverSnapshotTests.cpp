@@ -9,7 +9,7 @@ using testing::LogicObserverHarness;
 
 constexpr double kEps = 1e-9;
 
-TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsAndAdoptASparseList) {
+TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsSkipUnchangedListsAndAdoptASparseOne) {
     LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
     h.logic.addTrack("Piano");
     h.logic.addStack("Strings", {"Violins", "Violas", "Celli"});
@@ -26,6 +26,15 @@ TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsAndAdoptASparseList) {
     EXPECT_EQ(h.snapshots[1].namesByIndex,
               (std::map<int, std::string>{{1, "Piano"}, {2, "Strings"}, {6, "Horn"}}));
     EXPECT_EQ(observer.trustedAbsoluteTrackMaximum(), 6);
+    // Opened and closed again: the capture matches the last published list and is skipped.
+    observer.beginAXCapture(45.0);
+    h.logic.setStackCollapsed(2, false);
+    h.scheduler.advance(0.2);
+    h.logic.setStackCollapsed(2, true);
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.snapshots.size(), 2u);
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot skipped"),
+              "No snapshot change after AXLayoutChanged. count=3");
 
     // A later attachment sees the collapsed list as sparse.
     h.logic.relaunch();
@@ -36,29 +45,10 @@ TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsAndAdoptASparseList) {
     EXPECT_EQ(observer.sparseArrangeTrackList(), h.logic.trackListElement());
 }
 
-TEST(LogicObserverSnapshots, DuplicateNamesMapToEveryNumber) {
-    LogicObserverHarness h;
-    auto& observer = h.start();
-    const double duplicated = h.scheduler.now();
-    h.logic.duplicateTrack(3);
-    h.scheduler.advance(3.0);
-    // The duplicate selects the copy, so the capture waits for the 2.0 s quiet window.
-    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
-    ASSERT_EQ(h.snapshots.size(), 2u);
-    EXPECT_NEAR(h.snapshots[1].time, duplicated + 2.0, kEps);
-    EXPECT_EQ(h.snapshots[1].namesByIndex.at(3), "Track Name 3");
-    EXPECT_EQ(h.snapshots[1].namesByIndex.at(4), "Track Name 3");
-    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 3"), (std::vector<int>{3, 4}));
-    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 10"), (std::vector<int>{11}));
-    EXPECT_EQ(h.lastDetail("Debounced structural snapshot published"),
-              "reason=AXLayoutChanged count=11 quietMs=2000");
-}
-
 TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     LogicObserverHarness h;
     auto& observer = h.start();
-    h.logic.clickTrack(2);
-    h.scheduler.advance(3.0);
+    h.click(2, 3.0);
     const auto emittedBefore = h.emitted.size();
     h.logic.beginTrackDrag(2);
     h.scheduler.advance(0.05);
@@ -78,12 +68,11 @@ TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
     EXPECT_EQ(h.snapshots[1].namesByIndex.at(6), "Track Name 2");
 }
 
-TEST(LogicObserverSnapshots, StartupSnapshotThenThePollPublishesChanges) {
+TEST(LogicObserverSnapshots, StartupSnapshotThenThePollAndTheDebouncePublishChanges) {
     LogicObserverHarness h;
     auto& observer = h.start();
     ASSERT_EQ(h.snapshots.size(), 1u);
     EXPECT_EQ(h.snapshots[0].reason, "startup");
-    EXPECT_EQ(h.snapshots[0].namesByIndex, h.logic.visibleRows());
     EXPECT_EQ(observer.lastTrackNamesSnapshot(), h.logic.visibleRows());
     EXPECT_EQ(observer.trustedAbsoluteTrackMaximum(), 10);
     EXPECT_EQ(observer.lastObservedArrangeVisibleRowCount(), 10);
@@ -105,25 +94,21 @@ TEST(LogicObserverSnapshots, StartupSnapshotThenThePollPublishesChanges) {
     EXPECT_EQ(observer.lastMaxTrackIndex(), 10);
     h.scheduler.advance(10.0);
     EXPECT_EQ(h.snapshots.size(), 2u);
-}
 
-TEST(LogicObserverSnapshots, UnchangedDebouncedCapturesAreSkipped) {
-    LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
-    h.logic.addStack("Choir", {"Soprano", "Alto"});
-    auto& observer = h.start();
-    h.logic.setStackCollapsed(1, true);
-    h.scheduler.advance(1.5);
-    h.logic.setStackCollapsed(1, false);
-    h.scheduler.advance(1.5);
+    // A duplicate maps its name to both numbers. It selects the copy, so the capture waits for
+    // the 2.0 s quiet window.
+    const double duplicated = h.scheduler.now();
+    h.logic.duplicateTrack(3);
+    h.scheduler.advance(3.0);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
     ASSERT_EQ(h.snapshots.size(), 3u);
-    observer.beginAXCapture(45.0);
-    h.logic.setStackCollapsed(1, true);
-    h.scheduler.advance(0.2);
-    h.logic.setStackCollapsed(1, false);
-    h.scheduler.advance(1.5);
-    EXPECT_EQ(h.snapshots.size(), 3u);
-    EXPECT_EQ(h.lastDetail("Debounced structural snapshot skipped"),
-              "No snapshot change after AXLayoutChanged. count=3");
+    EXPECT_NEAR(h.snapshots[2].time, duplicated + 2.0, kEps);
+    EXPECT_EQ(h.snapshots[2].namesByIndex.at(3), "Track Name 3");
+    EXPECT_EQ(h.snapshots[2].namesByIndex.at(4), "Track Name 3");
+    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 3"), (std::vector<int>{3, 4}));
+    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 10"), (std::vector<int>{11}));
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot published"),
+              "reason=AXLayoutChanged count=11 quietMs=2000");
 }
 
 }  // namespace

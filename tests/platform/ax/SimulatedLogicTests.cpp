@@ -23,19 +23,6 @@ struct Fixture {
     SimulatedLogic logic;
 };
 
-TEST(SimulatedLogic, IsFoundByItsBundleAndShowsAnOutlineOfUntitledRows) {
-    Fixture f;
-    const auto app = f.logic.applicationElement(f.logic.pid());
-    ASSERT_TRUE(app);
-    EXPECT_EQ(f.logic.runningApplications("com.apple.logic10"),
-              (std::vector<ProcessId>{f.logic.pid()}));
-    EXPECT_TRUE(f.logic.runningApplications("com.apple.mail").empty());
-    EXPECT_EQ(f.text(app, ax::kRole), "AXApplication");
-    EXPECT_EQ(f.text(f.logic.trackListElement(), ax::kRole), "AXOutline");
-    EXPECT_EQ(f.logic.copyAttributeValue(f.logic.rowElement(2), ax::kTitle).error,
-              AXError::noValue);
-}
-
 TEST(SimulatedLogic, NotificationsFollowRegistrationsAndSuspension) {
     Fixture f;
     std::vector<std::string> log;
@@ -85,12 +72,17 @@ TEST(SimulatedLogic, NotificationsFollowRegistrationsAndSuspension) {
     }
 }
 
-TEST(SimulatedLogic, QuitInvalidatesElementsAndRelaunchMakesNewOnes) {
+TEST(SimulatedLogic, IsFoundByItsBundleQuitInvalidatesElementsAndRelaunchMakesNewOnes) {
     Fixture f;
     const auto oldRow = f.logic.rowElement(1);
     const auto oldPid = f.logic.pid();
-    EXPECT_TRUE(f.logic.applicationElement(oldPid));
+    EXPECT_EQ(f.logic.runningApplications("com.apple.logic10"), (std::vector<ProcessId>{oldPid}));
+    EXPECT_TRUE(f.logic.runningApplications("com.apple.mail").empty());
+    EXPECT_EQ(f.text(f.logic.applicationElement(oldPid), ax::kRole), "AXApplication");
     EXPECT_FALSE(f.logic.applicationElement(oldPid + 1));
+    // An outline of untitled rows.
+    EXPECT_EQ(f.text(f.logic.trackListElement(), ax::kRole), "AXOutline");
+    EXPECT_EQ(f.logic.copyAttributeValue(oldRow, ax::kTitle).error, AXError::noValue);
     f.logic.quit();
     EXPECT_FALSE(f.logic.applicationElement(oldPid));
     EXPECT_TRUE(f.logic.runningApplications("com.apple.logic10").empty());
