@@ -1,24 +1,16 @@
 #include <gtest/gtest.h>
 
+#include "RoutingRig.h"
 #include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
 #include "app/MenuCommandRunner.h"
-#include "app/SelectionStageRecorder.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingProfileFile.h"
-#include "mapping/MappingStore.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
-#include "platform/simulated/midi/SimulatedMIDIService.h"
-#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "platform/sound/ConnectionSoundPlayer.h"
-#include "runtime/Console.h"
 #include "runtime/UserDefaults.h"
-#include "runtime/VirtualScheduler.h"
-#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
@@ -41,15 +33,8 @@ class CoordinatorRig final : public ProjectRecallAlert {
         return ProjectRecallAnswer::keepCurrent;
     }
 
-    void writeProfile(const std::string& name) {
-        MappingProfileSnapshot snapshot;
-        snapshot.version = kMappingProfileVersion;
-        snapshot.trackIndexToPC = {{2, 17}};
-        snapshot.trackIndexToName = {{2, "Bass"}};
-        snapshot.trackIndexToChannel = {{2, 3}};
-        snapshot.trackIndexToEventType = {{2, MappingEventType::programChange}};
-        ASSERT_TRUE(MappingProfileFile::write(folder / name, snapshot).ok());
-    }
+    // Row 2 "Bass": Program Change 17 on channel 3.
+    void writeProfile(const std::string& name) { writePCProfile(folder / name, 2, 17, "Bass", 3); }
 
     MenuBarController& start() {
         CoordinatorOptions options;
@@ -116,10 +101,7 @@ TEST(MenuBarController, SelectionsFlowFromLogicThroughTheProjectGateToMIDI) {
         CoordinatorRig rig;
         MenuBarController& controller = rig.start();
         EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
-        ASSERT_TRUE(controller.mappingStore()
-                        .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
-                                                       std::nullopt, 3, "Bass"})
-                        .ok());
+        mapPC(controller.mappingStore(), 2, "Bass", 17, 3);
         rig.logic.clickTrack(2);
         rig.scheduler.advance(1.0);
         EXPECT_EQ(rig.stageTitles().back(), "handler/blocked-project-mismatch");
@@ -191,10 +173,7 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     EXPECT_EQ(count("Mapping playback skipped"), 1u);
 
     // Save: a changed mapping reaches the file.
-    ASSERT_TRUE(controller.mappingStore()
-                    .setMIDIMapping(4, MIDIMapping{MappingEventType::programChange, 40,
-                                                   std::nullopt, 1, "Strings"})
-                    .ok());
+    mapPC(controller.mappingStore(), 4, "Strings", 40);
     rig.post(kSaveMappingsRequestedNotification);
     auto saved = MappingProfileFile::read(rig.folder / "Song.json");
     ASSERT_TRUE(saved.snapshot.has_value()) << saved.error;
@@ -266,19 +245,11 @@ TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
 
 TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
     const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    auto map = [](MenuBarController& controller, int row, const std::string& name) {
-        OSCBankFocusMapping mapping;
-        mapping.trackIndex = row;
-        mapping.trackName = name;
-        mapping.bankUUID = "B-1";
-        mapping.bankName = "Legato";
-        ASSERT_TRUE(controller.mappingStore().setBankMapping(row, mapping).ok());
-    };
     {
         SCOPED_TRACE("another project's profile is never used to navigate");
         CoordinatorRig rig;
         MenuBarController& controller = rig.start();
-        map(controller, 4, "Strings");
+        mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
         controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-1", "B-1", {}}});
         rig.scheduler.advance(1.0);
         EXPECT_TRUE(rig.loggedWith("Direct navigation failed",
@@ -289,8 +260,8 @@ TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
-    map(controller, 4, "Strings");
-    map(controller, 5, "Choir");
+    mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
+    mapBank(controller.mappingStore(), 5, "Choir", "B-1", "Legato");
     controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-2", "B-9", {}}});
     rig.scheduler.advance(0.1);
     EXPECT_EQ(rig.logged("Direct navigation").back(),
