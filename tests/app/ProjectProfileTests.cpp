@@ -77,11 +77,12 @@ class ProjectTrackerTest : public ::testing::Test, public StoreRig {
             n += entry.title == title;
         return n;
     }
-    const DebugLogStore::Entry* lastLog(const std::string& title) const {
-        const DebugLogStore::Entry* found = nullptr;
+    // The detail of the last entry titled `title`; "<not logged>" when there is none.
+    std::string lastDetail(const std::string& title) const {
+        std::string found = "<not logged>";
         for (const auto& entry : log.entries().value()) {
             if (entry.title == title)
-                found = &entry;
+                found = entry.detail.value_or("");
         }
         return found;
     }
@@ -107,7 +108,7 @@ TEST_F(ProjectTrackerTest, RestoresTheFirstProjectsProfileOnceByExactName) {
     EXPECT_EQ(tracker_->lastAutoLoadedMappingProjectKey(), "song");
     EXPECT_TRUE(
         console.contains("[MenuBar] Auto-loaded mappings for Logic project: Song.logicx - Tracks"));
-    ASSERT_NE(lastLog("Auto-loaded mappings for Logic project"), nullptr);
+    EXPECT_EQ(logCount("Auto-loaded mappings for Logic project"), 1u);
     scheduler.advance(1.0);
     EXPECT_EQ(refreshes_,
               (std::vector<std::string>{"project-auto-restore", "project-change-settled-refresh"}));
@@ -143,8 +144,8 @@ TEST_F(ProjectTrackerTest, NonProjectTitlesKeepTheProjectAndLogAtMostEvery30Seco
     EXPECT_EQ(resets_.size(), 1u);
     scheduler.advance(2.0);  // 31 s after the first entry
     EXPECT_EQ(logCount("Ignored non-project Logic window title"), 2u);
-    EXPECT_NE(lastLog("Ignored non-project Logic window title")
-                  ->detail->find("Keeping current project title Song.logicx - Tracks"),
+    EXPECT_NE(lastDetail("Ignored non-project Logic window title")
+                  .find("Keeping current project title Song.logicx - Tracks"),
               std::string::npos);
     logic_.title = "";
     scheduler.advance(2.0);
@@ -157,6 +158,7 @@ TEST_F(ProjectTrackerTest, NonProjectTitlesKeepTheProjectAndLogAtMostEvery30Seco
 TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
     writePCProfile(folder / "Song.json", 3, 42);
     writePCProfile(folder / "Cue.json", 9, 99);
+    writePCProfile(folder / "Third.json", 5, 55);
     logic_.title = "Song.logicx - Tracks";
     tracker_->start();
     scheduler.advance(4.0);
@@ -181,77 +183,57 @@ TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
     EXPECT_EQ(alert_.asked.size(), 1u);
 
     // Load: switches without saving.
-    writePCProfile(folder / "Third.json", 5, 55);
     alert_.answer = ProjectRecallAnswer::load;
     logic_.title = "Third.logicx - Tracks";
     scheduler.advance(4.0);
     EXPECT_EQ(store.fileURL().filename(), "Third.json");
     EXPECT_EQ(store.midiMapping(5)->programChange, 55);
-}
 
-TEST_F(ProjectTrackerTest, SaveCurrentNeverFilesOneProjectsMappingsUnderAnother) {
-    writePCProfile(folder / "Song.json", 3, 42);
-    writePCProfile(folder / "Third.json", 5, 55);
-    logic_.title = "Song.logicx - Tracks";
-    tracker_->start();
-    scheduler.advance(4.0);
-    ASSERT_EQ(store.fileURL().filename(), "Song.json");
+    // Save current, through Elsewhere, which has no profile, on to Song: Third's mappings go back
+    // to Third.json, never under Elsewhere.
     mapPC(store, 6, "Harp", 66, 2);
-    // Through Cue, which has no profile, on to Third.
-    logic_.title = "Cue.logicx - Tracks";
+    logic_.title = "Elsewhere.logicx - Tracks";
     scheduler.advance(4.0);
     alert_.answer = ProjectRecallAnswer::saveCurrentAndLoad;
-    logic_.title = "Third.logicx - Tracks";
-    scheduler.advance(4.0);
-    ASSERT_EQ(alert_.asked.size(), 1u);
-    EXPECT_EQ(store.fileURL().filename(), "Third.json");
-    EXPECT_FALSE(fs::exists(folder / "Cue.json"));
-    const auto song = MappingProfileFile::read(folder / "Song.json");
-    ASSERT_TRUE(song.snapshot.has_value());
-    EXPECT_EQ(song.snapshot->trackIndexToPC.at(6), 66);
-    ASSERT_NE(lastLog("Mappings profile saved"), nullptr);
-    EXPECT_EQ(
-        lastLog("Mappings profile saved")
-            ->detail->rfind("Saved current mappings to " + (folder / "Song.json").string(), 0),
-        0u);
-}
-
-TEST_F(ProjectTrackerTest, RecallPromptSkippedWhenTheProjectMovedOnBeforeItCameDue) {
-    writePCProfile(folder / "Song.json", 3, 42);
-    writePCProfile(folder / "Cue.json", 9, 99);
     logic_.title = "Song.logicx - Tracks";
-    tracker_->start();
-    scheduler.advance(2.0);
-    logic_.title = "Cue.logicx - Tracks";
+    scheduler.advance(4.0);
+    ASSERT_EQ(alert_.asked.size(), 3u);
+    EXPECT_EQ(store.fileURL().filename(), "Song.json");
+    EXPECT_FALSE(fs::exists(folder / "Elsewhere.json"));
+    EXPECT_EQ(MappingProfileFile::read(folder / "Third.json").snapshot->trackIndexToPC.at(6), 66);
+    EXPECT_EQ(lastDetail("Mappings profile saved")
+                  .rfind("Saved current mappings to " + (folder / "Third.json").string(), 0),
+              0u);
+
+    // A prompt that comes due after the project moved on is not shown.
+    writePCProfile(folder / "Fourth.json", 4, 44);
+    logic_.title = "Fourth.logicx - Tracks";
     tracker_->observeLogicTitle("test");
     logic_.title = "Elsewhere.logicx - Tracks";  // no profile: schedules no prompt of its own
     scheduler.advance(ProjectTracker::kRecallPromptDelay);
-    EXPECT_TRUE(alert_.asked.empty());
-    ASSERT_NE(lastLog("Project recall prompt skipped"), nullptr);
-    EXPECT_EQ(*lastLog("Project recall prompt skipped")->detail,
-              "Pending prompt for Cue.logicx - Tracks skipped because Logic now reports "
+    EXPECT_EQ(alert_.asked.size(), 3u);
+    EXPECT_EQ(lastDetail("Project recall prompt skipped"),
+              "Pending prompt for Fourth.logicx - Tracks skipped because Logic now reports "
               "Elsewhere.logicx - Tracks. reason=project-moved-on");
 }
 
 TEST_F(ProjectTrackerTest, SavingForAProjectReportsEachFailure) {
     // No file name can come from an empty title.
     EXPECT_FALSE(tracker_->saveCurrentMappingsForProject("", "test").ok());
-    ASSERT_NE(lastLog("Project recall save skipped"), nullptr);
-    EXPECT_EQ(*lastLog("Project recall save skipped")->detail,
+    EXPECT_EQ(lastDetail("Project recall save skipped"),
               "Could not derive a project mapping filename from title ");
 
     // A folder where the profile should be: the write fails and says where and why.
     fs::create_directories(folder / "Blocked.json" / "inside");
     EXPECT_FALSE(tracker_->saveCurrentMappingsForProject("Blocked.logicx - Tracks", "test").ok());
-    ASSERT_NE(lastLog("Mappings profile save failed"), nullptr);
-    EXPECT_EQ(lastLog("Mappings profile save failed")
-                  ->detail->rfind("Could not save current mappings to " +
-                                      (folder / "Blocked.json").string() + ".\nError:",
-                                  0),
+    EXPECT_EQ(lastDetail("Mappings profile save failed")
+                  .rfind("Could not save current mappings to " +
+                             (folder / "Blocked.json").string() + ".\nError:",
+                         0),
               0u);
 
     EXPECT_TRUE(tracker_->saveCurrentMappingsForProject("Fine.logicx - Tracks", "why").ok());
-    EXPECT_EQ(*lastLog("Mappings profile saved")->detail,
+    EXPECT_EQ(lastDetail("Mappings profile saved"),
               "Saved current mappings to " + (folder / "Fine.json").string() + ". reasonwhy");
 }
 
