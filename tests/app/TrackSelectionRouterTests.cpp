@@ -105,94 +105,76 @@ TEST(TrackSelectionRouter, AnotherNameOrEmptyName) {
 }
 
 TEST(TrackSelectionRouter, NameGateHoldsMIDIAndTriesTheUniqueName) {
-    {
-        SCOPED_TRACE("a unique saved name elsewhere: its bank goes out, MIDI does not");
-        RoutingRig rig;
-        mapBass(rig, true);
-        rig.select(5, " Cello ");
-        EXPECT_EQ(
-            rig.takeStages(),
-            handled(
-                {"bank/send-attempted signature=track:5|target:bank:B-9 "
+    RoutingRig rig;
+    mapBass(rig, true);
+    // A unique saved name elsewhere: its bank goes out, MIDI does not.
+    rig.select(5, " Cello ");
+    EXPECT_EQ(
+        rig.takeStages(),
+        handled({"bank/send-attempted signature=track:5|target:bank:B-9 "
                  "resolution=unique-name:mapped-track-9",
                  "handler/blocked-name-mismatch expected=Bass actual=Cello bankFallback=sent"}));
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-9", "Cello", "Low Strings", 5));
-        auto log = rig.takeLog();
-        ASSERT_EQ(log.size(), 2u);
-        EXPECT_EQ(log[1],
-                  "Mapped output paused | Track 5 \"Cello\" still does not match saved mapping "
-                  "name \"Bass\" after offset repair. The uniquely matched iPad bank/group focus "
-                  "was sent, but MIDI output was not sent to avoid triggering the wrong mapping.");
-    }
-    {
-        // Row 5 only focuses a bank, learned from the iPad for "Bass": the gate guards it too.
-        SCOPED_TRACE("an ambiguous name: nothing goes out");
-        RoutingRig rig;
-        mapBank(rig.store, 5, "Bass", "B-5", "Strings");
-        mapBank(rig.store, 9, "Cello", "B-9", "Low Strings");
-        mapBank(rig.store, 10, "Cello", "B-10", "Cellos");
-        rig.takeLog();
-        rig.select(5, "Cello");
-        EXPECT_EQ(rig.takeStages(),
-                  handled({"bank/name-fallback-rejected reason=non-unique-name-or-target",
-                           "handler/blocked-name-mismatch expected=Bass actual=Cello "
-                           "bankFallback=not-sent"}));
-        EXPECT_TRUE(rig.sentNothing());
-        EXPECT_EQ(
-            rig.takeLog(),
-            (Lines{"Mapped output paused | Track 5 \"Cello\" still does not match saved "
-                   "mapping name \"Bass\" after offset repair. Bank focus was ambiguous, so "
-                   "it and MIDI output was not sent to avoid triggering the wrong mapping."}));
-        // The track itself still focuses its bank.
-        rig.select(5, "bass");
-        EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-5", "bass", "Strings", 5));
-    }
+    EXPECT_TRUE(rig.takeMIDI().empty());
+    EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-9", "Cello", "Low Strings", 5));
+    auto log = rig.takeLog();
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[1],
+              "Mapped output paused | Track 5 \"Cello\" still does not match saved mapping "
+              "name \"Bass\" after offset repair. The uniquely matched iPad bank/group focus "
+              "was sent, but MIDI output was not sent to avoid triggering the wrong mapping.");
+
+    // An ambiguous name: nothing goes out. Row 5 now only focuses a bank, learned from the iPad
+    // for "Bass": the gate guards it too.
+    rig.store.clearMIDIMapping(5);
+    mapBank(rig.store, 10, "Cello", "B-10", "Cellos");
+    rig.takeLog();
+    rig.select(5, "Cello");
+    EXPECT_EQ(rig.takeStages(),
+              handled({"bank/name-fallback-rejected reason=non-unique-name-or-target",
+                       "handler/blocked-name-mismatch expected=Bass actual=Cello "
+                       "bankFallback=not-sent"}));
+    EXPECT_TRUE(rig.sentNothing());
+    EXPECT_EQ(rig.takeLog(),
+              (Lines{"Mapped output paused | Track 5 \"Cello\" still does not match saved "
+                     "mapping name \"Bass\" after offset repair. Bank focus was ambiguous, so "
+                     "it and MIDI output was not sent to avoid triggering the wrong mapping."}));
+    // The track itself still focuses its bank.
+    rig.select(5, "bass");
+    EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-5", "bass", "Strings", 5));
 }
 
 TEST(TrackSelectionRouter, ProjectGateSendsNothing) {
-    {
-        SCOPED_TRACE("another project's profile");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.projectKeys.set(std::string("song-a"), std::string("song-b"));
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages(),
-                  handled({"handler/blocked-project-mismatch project=song-a loadedKey=song-b"}));
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Mapped output blocked | Track 5 \"Bass\" belongs to Logic project "
-                         "song-a, but loaded mappings profile key is song-b. Load/save mappings "
-                         "for the current project before sending MIDI or OSC bank focus."}));
-        EXPECT_TRUE(rig.console.contains("[MenuBar] Mapped output blocked: Track 5 \"Bass\""));
-        EXPECT_TRUE(rig.sentNothing());
-    }
-    {
-        SCOPED_TRACE("unknown project, no loaded key");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.projectKeys.set(std::nullopt, std::string("song"));
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages().back(),
-                  "handler/blocked-project-mismatch project=<unknown> loadedKey=song");
-        rig.projectKeys.set(std::string("song"), std::nullopt);
-        rig.advance(4.0);
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages().back(),
-                  "handler/blocked-project-mismatch project=song loadedKey=<none>");
-        EXPECT_TRUE(rig.takeOSC().empty());
-    }
-    {
-        SCOPED_TRACE("name mismatch in another project: the fallback refuses too");
-        RoutingRig rig;
-        mapBass(rig, true);
-        rig.projectKeys.set(std::string("song-a"), std::string("song-b"));
-        rig.select(5, "Cello");
-        EXPECT_EQ(rig.takeStages(),
-                  handled({"bank/name-fallback-rejected reason=project-mismatch",
-                           "handler/blocked-name-mismatch expected=Bass actual=Cello "
-                           "bankFallback=not-sent"}));
-        EXPECT_TRUE(rig.takeOSC().empty());
-    }
+    RoutingRig rig;
+    mapBass(rig, true);
+    rig.projectKeys.set(std::string("song-a"), std::string("song-b"));
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages(),
+              handled({"handler/blocked-project-mismatch project=song-a loadedKey=song-b"}));
+    EXPECT_EQ(rig.takeLog(),
+              (Lines{"Mapped output blocked | Track 5 \"Bass\" belongs to Logic project "
+                     "song-a, but loaded mappings profile key is song-b. Load/save mappings "
+                     "for the current project before sending MIDI or OSC bank focus."}));
+    EXPECT_TRUE(rig.console.contains("[MenuBar] Mapped output blocked: Track 5 \"Bass\""));
+    EXPECT_TRUE(rig.sentNothing());
+
+    // A name mismatch in another project: the fallback refuses too.
+    rig.select(5, "Cello");
+    EXPECT_EQ(rig.takeStages(), handled({"bank/name-fallback-rejected reason=project-mismatch",
+                                         "handler/blocked-name-mismatch expected=Bass actual=Cello "
+                                         "bankFallback=not-sent"}));
+    EXPECT_TRUE(rig.takeOSC().empty());
+
+    // An unknown project, or no loaded key.
+    rig.projectKeys.set(std::nullopt, std::string("song"));
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages().back(),
+              "handler/blocked-project-mismatch project=<unknown> loadedKey=song");
+    rig.projectKeys.set(std::string("song"), std::nullopt);
+    rig.advance(4.0);
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages().back(),
+              "handler/blocked-project-mismatch project=song loadedKey=<none>");
+    EXPECT_TRUE(rig.sentNothing());
 }
 
 TEST(TrackSelectionRouter, PendingStructuralRepairHoldsMIDI) {
