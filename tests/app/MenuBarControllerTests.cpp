@@ -15,6 +15,8 @@
 namespace tessiva {
 namespace {
 
+const LinkRequestOrigin kIPad{"127.0.0.1:53000", "127.0.0.1", 53000};
+
 // The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP. A
 // project recall prompt is answered "keep current".
 class CoordinatorRig final : public ProjectRecallAlert {
@@ -74,14 +76,6 @@ class CoordinatorRig final : public ProjectRecallAlert {
         return false;
     }
 
-    std::vector<std::string> stageTitles() {
-        std::vector<std::string> titles;
-        for (const auto& record : delegate->menuBarController().stageRecorder().entries()) {
-            titles.push_back(std::string(selectionStageTitle(record.stage)));
-        }
-        return titles;
-    }
-
     VirtualScheduler scheduler;
     TempFolder folder{"tessiva-coordinator"};
     CapturingConsole console;
@@ -96,16 +90,25 @@ class CoordinatorRig final : public ProjectRecallAlert {
 };
 
 TEST(MenuBarController, SelectionsFlowFromLogicThroughTheProjectGateToMIDI) {
-    // Without the project's own profile, the default profile belongs to no project: blocked.
+    // Without the project's own profile, the default profile belongs to no project: a click is
+    // blocked.
     {
         CoordinatorRig rig;
         MenuBarController& controller = rig.start();
         EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
         mapPC(controller.mappingStore(), 2, "Bass", 17, 3);
+        mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
         rig.logic.clickTrack(2);
         rig.scheduler.advance(1.0);
-        EXPECT_EQ(rig.stageTitles().back(), "handler/blocked-project-mismatch");
+        EXPECT_EQ(controller.stageRecorder().last()->title(), "handler/blocked-project-mismatch");
         EXPECT_TRUE(rig.midi.sentMessages().empty());
+        // Nor does the iPad navigate by it.
+        controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-1", "B-1", {}}});
+        rig.scheduler.advance(1.0);
+        EXPECT_TRUE(rig.loggedWith("Direct navigation failed",
+                                   "Logic project song does not match the loaded mappings "
+                                   "profile key"));
+        EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{2}));
     }
     // With "Song.json" beside it, the profile is restored at start and the click sends its PC.
     {
@@ -175,9 +178,7 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     // Save: a changed mapping reaches the file.
     mapPC(controller.mappingStore(), 4, "Strings", 40);
     rig.post(kSaveMappingsRequestedNotification);
-    auto saved = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(saved.snapshot.has_value()) << saved.error;
-    EXPECT_EQ(saved.snapshot->trackIndexToPC.at(4), 40);
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").trackIndexToPC.at(4), 40);
 
     // Workspace refresh with no iPad linked: deferred to its next ping.
     rig.post(kWorkspaceSnapshotRequestRequestedNotification);
@@ -209,32 +210,6 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     EXPECT_TRUE(controller.log().entries().value().empty());
 }
 
-TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
-    CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
-    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    BankLearnRequest learn;
-    learn.bankUUID = "B-1";
-    learn.bankName = "Legato";
-    learn.sectionName = "Strings";
-    controller.handleLinkRequest(LinkRequest{iPad, learn});
-    EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
-
-    rig.logic.clickTrack(2);
-    rig.scheduler.advance(1.0);
-    controller.handleLinkRequest(LinkRequest{iPad, learn});
-    const auto learned = controller.mappingStore().bankMapping(2);
-    ASSERT_TRUE(learned.has_value());
-    EXPECT_EQ(learned->bankUUID, "B-1");
-    EXPECT_EQ(learned->trackName, "Bass");
-    EXPECT_EQ(learned->sectionName, "Strings");
-    // Saved at once: a fresh read of the file has it.
-    const auto onDisk = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(onDisk.snapshot.has_value());
-    EXPECT_EQ(onDisk.snapshot->oscBankFocusMappingsByTrackIndex.count(2), 1u);
-}
-
 TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
     const std::map<int, std::string> shown = {{1, "A"}, {4, "Strings"}, {8, "Horn"}};
     EXPECT_EQ(chooseDirectNavigationRow({}, shown), std::nullopt);
@@ -243,40 +218,45 @@ TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
     EXPECT_EQ(chooseDirectNavigationRow({7, 6}, shown), 6);  // none shown: the lowest says why
 }
 
-TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
-    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    {
-        SCOPED_TRACE("another project's profile is never used to navigate");
-        CoordinatorRig rig;
-        MenuBarController& controller = rig.start();
-        mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
-        controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-1", "B-1", {}}});
-        rig.scheduler.advance(1.0);
-        EXPECT_TRUE(rig.loggedWith("Direct navigation failed",
-                                   "Logic project song does not match the loaded mappings "
-                                   "profile key"));
-        EXPECT_TRUE(rig.logic.selectedTrackNumbers().empty());
-    }
+TEST(MenuBarController, TheIPadLearnsABankForTheSelectedTrackAndSelectsTheTrackOfABank) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
+    BankLearnRequest learn;
+    learn.bankUUID = "B-L";
+    learn.bankName = "Legato";
+    learn.sectionName = "Strings";
+    controller.handleLinkRequest(LinkRequest{kIPad, learn});
+    EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
+
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    controller.handleLinkRequest(LinkRequest{kIPad, learn});
+    const auto learned = controller.mappingStore().bankMapping(2);
+    ASSERT_TRUE(learned.has_value());
+    EXPECT_EQ(learned->bankUUID, "B-L");
+    EXPECT_EQ(learned->trackName, "Bass");
+    EXPECT_EQ(learned->sectionName, "Strings");
+    // Saved at once: a fresh read of the file has it.
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").oscBankFocusMappingsByTrackIndex.count(2), 1u);
+
     mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
     mapBank(controller.mappingStore(), 5, "Choir", "B-1", "Legato");
-    controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-2", "B-9", {}}});
+    controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-2", "B-9", {}}});
     rig.scheduler.advance(0.1);
     EXPECT_EQ(rig.logged("Direct navigation").back(),
               "Direct navigation failed: No Logic track is mapped to bank B-9. requestID=R-2 "
               "bank=B-9");
 
-    controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-3", "B-1", {}}});
+    controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-3", "B-1", {}}});
     rig.scheduler.advance(2.0);
     EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{4}));
     EXPECT_EQ(rig.logged("Direct navigation").back(),
               "Direct navigation confirmed: Logic's normal selection observer confirmed the mapped "
               "track. requestID=R-3 -> track 4");
     // Confirmed without any bank focus: the iPad already shows the bank.
-    for (const auto& title : rig.stageTitles())
-        EXPECT_NE(title, "bank/send-attempted");
+    for (const auto& record : controller.stageRecorder().entries())
+        EXPECT_NE(record.stage, SelectionStage::bankSendAttempted);
     EXPECT_EQ(controller.router().lastHandledSelection()->index, 4);
 }
 

@@ -200,7 +200,7 @@ TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
     ASSERT_EQ(alert_.asked.size(), 3u);
     EXPECT_EQ(store.fileURL().filename(), "Song.json");
     EXPECT_FALSE(fs::exists(folder / "Elsewhere.json"));
-    EXPECT_EQ(MappingProfileFile::read(folder / "Third.json").snapshot->trackIndexToPC.at(6), 66);
+    EXPECT_EQ(readProfile(folder / "Third.json").trackIndexToPC.at(6), 66);
     EXPECT_EQ(lastDetail("Mappings profile saved")
                   .rfind("Saved current mappings to " + (folder / "Third.json").string(), 0),
               0u);
@@ -334,9 +334,9 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
     EXPECT_EQ(MappingsEditor::outOfSyncCount(rows), 1u);
 
     // Everything was saved as it happened.
-    const auto saved = MappingProfileFile::read(store.fileURL()).snapshot;
-    EXPECT_EQ(saved->trackIndexToNote.at(2), 60);
-    EXPECT_EQ(saved->oscBankFocusMappingsByTrackIndex.at(2).bankUUID, "B1");
+    const auto saved = readProfile(store.fileURL());
+    EXPECT_EQ(saved.trackIndexToNote.at(2), 60);
+    EXPECT_EQ(saved.oscBankFocusMappingsByTrackIndex.at(2).bankUUID, "B1");
 }
 
 // The flow with a real store; each capture request is answered by posting `captures` in turn.

@@ -93,6 +93,11 @@ inline void writePCProfile(const std::filesystem::path& file, int row, int pc,
     ASSERT_TRUE(MappingProfileFile::write(file, snapshot).ok());
 }
 
+// What a profile file holds; a missing or unreadable file throws, which fails the test.
+inline MappingProfileSnapshot readProfile(const std::filesystem::path& file) {
+    return MappingProfileFile::read(file).snapshot.value();
+}
+
 // Everything the selection routing talks to, real where it can be: the mapping store, the MIDI
 // relay on the in-memory MIDI service, the OSC sender on the simulated UDP transport.
 struct RoutingRig : StoreRig {

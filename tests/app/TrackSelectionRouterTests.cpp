@@ -291,8 +291,7 @@ TEST(TrackSelectionRouter, LearnCapturesAndOffModeIgnoresUnmappedRows) {
                   log.end());
 
         // The store was saved: its file has the row.
-        EXPECT_EQ(MappingProfileFile::read(rig.store.fileURL()).snapshot->trackIndexToName.at(12),
-                  "Flute");
+        EXPECT_EQ(readProfile(rig.store.fileURL()).trackIndexToName.at(12), "Flute");
     }
     {
         SCOPED_TRACE("learn on a mapped row keeps its values; the Add Tracks note is for new rows");
