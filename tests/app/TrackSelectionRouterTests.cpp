@@ -71,37 +71,34 @@ TEST(TrackSelectionRouter, RouterAndHandlerWindowsAtTheirBoundariesAndTheBankFoc
 }
 
 TEST(TrackSelectionRouter, AnotherNameOrEmptyName) {
-    {
-        SCOPED_TRACE("same row, another name within 0.5 s passes both windows");
-        RoutingRig rig;
-        mapPC(rig.store, 7, "", 9);  // no saved name: the name gate does not apply
-        rig.takeStages();
-        rig.select(7, "Pad");
-        rig.advance(0.1);
-        rig.select(7, "Pad 2");
-        const Lines stages = rig.takeStages();
-        EXPECT_EQ(std::count(stages.begin(), stages.end(), "handler/started"), 2);
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 9}, {0xC0, 9}}));
-    }
-    {
-        SCOPED_TRACE("a name of only spaces, or none, is rejected and leaves dedupe alone");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.select(5, "   \n");
-        EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
-        EXPECT_FALSE(rig.router.lastHandledSelection().has_value());
-        rig.advance(0.5);
-        rig.select(5, std::nullopt);
-        EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
-        EXPECT_TRUE(rig.sentNothing());
-        EXPECT_TRUE(rig.takeLog().empty());
-        // The recorder shows an absent name as "<none>".
-        EXPECT_EQ(rig.stages.last()->name, "<none>");
+    RoutingRig rig;
+    mapBass(rig);
+    mapPC(rig.store, 7, "", 9);  // no saved name: the name gate does not apply
+    rig.takeStages();
+    // The same row with another name within 0.5 s passes both windows.
+    rig.select(7, "Pad");
+    rig.advance(0.1);
+    rig.select(7, "Pad 2");
+    const Lines stages = rig.takeStages();
+    EXPECT_EQ(std::count(stages.begin(), stages.end(), "handler/started"), 2);
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 9}, {0xC0, 9}}));
+    rig.takeLog();
 
-        rig.advance(0.1);
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages()[1], "handler/started");
-    }
+    // A name of only spaces, or none, is rejected and leaves dedupe alone.
+    rig.select(5, "   \n");
+    EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
+    EXPECT_EQ(rig.router.lastHandledSelection(), (TrackSelection{7, "Pad 2"}));
+    rig.advance(0.5);
+    rig.select(5, std::nullopt);
+    EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
+    EXPECT_TRUE(rig.sentNothing());
+    EXPECT_TRUE(rig.takeLog().empty());
+    // The recorder shows an absent name as "<none>".
+    EXPECT_EQ(rig.stages.last()->name, "<none>");
+
+    rig.advance(0.1);
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages()[1], "handler/started");
 }
 
 TEST(TrackSelectionRouter, NameGateHoldsMIDIAndTriesTheUniqueName) {
@@ -264,66 +261,52 @@ TEST(TrackSelectionRouter, BankFocusSignatureAndMissingPeer) {
                                          "resolution=unique-name:mapped-track-6"}));
 }
 
-TEST(TrackSelectionRouter, LearnCapturesAndOffModeIgnoresUnmappedRows) {
-    {
-        SCOPED_TRACE("off: an unmapped row is logged and sends nothing");
-        RoutingRig rig;
-        rig.select(12, "Flute");
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Off mode: ignoring unmapped track | track=12 name=Flute"}));
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_FALSE(rig.store.midiMapping(12).has_value());
-    }
-    {
-        SCOPED_TRACE("learn: a new row gets the defaults, is saved and sends at once");
-        RoutingRig rig;
-        rig.learn.setMode(LearnMode::learn);
-        rig.router.setAddTracksModeActive(true);
-        rig.select(12, "Flute");
-        const MIDIMapping learned{MappingEventType::programChange, 11, {}, 1, "Flute"};
-        EXPECT_EQ(rig.store.midiMapping(12), learned);
-        EXPECT_TRUE(rig.console.contains("[MenuBar] Learn: captured track=12 name=Flute"));
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 11}}));
-        auto log = rig.takeLog();
-        EXPECT_NE(std::find(log.begin(), log.end(),
-                            "New mapping captured | Track 12 \"Flute\" was added while Add Tracks "
-                            "was active."),
-                  log.end());
-
-        // The store was saved: its file has the row.
-        EXPECT_EQ(readProfile(rig.store.fileURL()).trackIndexToName.at(12), "Flute");
-    }
-    {
-        SCOPED_TRACE("learn on a mapped row keeps its values; the Add Tracks note is for new rows");
-        RoutingRig rig;
-        mapNote(rig.store, 3, "", 60, 2);
-        rig.learn.setMode(LearnMode::learn);
-        rig.router.setAddTracksModeActive(true);
-        rig.takeLog();
-        rig.select(3, "Keys");
-        EXPECT_EQ(rig.store.midiMapping(3)->trackName, "Keys");
-        EXPECT_EQ(rig.store.midiMapping(3)->note, 60);
-        for (const auto& line : rig.takeLog())
-            EXPECT_EQ(line.find("New mapping captured"), std::string::npos);
-        EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(1), 0);
-        EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(0), 0);
-        EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(500), 127);
-    }
-}
-
-TEST(TrackSelectionRouter, MappedNoteIsReleasedAfterItsLength) {
+TEST(TrackSelectionRouter, OffModeIgnoresUnmappedRowsLearnCapturesThemAndNotesAreReleased) {
     RoutingRig rig;
-    mapNote(rig.store, 3, "Keys", 60, 2);
+    mapNote(rig.store, 3, "", 60, 2);
+    rig.takeLog();
+    // Off: an unmapped row is logged and sends nothing.
+    rig.select(12, "Flute");
+    EXPECT_EQ(rig.takeLog(), (Lines{"Off mode: ignoring unmapped track | track=12 name=Flute"}));
+    EXPECT_TRUE(rig.takeMIDI().empty());
+    EXPECT_FALSE(rig.store.midiMapping(12).has_value());
+
+    // Learn: a new row gets the defaults, is saved and sends at once.
+    rig.learn.setMode(LearnMode::learn);
+    rig.router.setAddTracksModeActive(true);
+    rig.advance(4.0);
+    rig.select(12, "Flute");
+    const MIDIMapping learned{MappingEventType::programChange, 11, {}, 1, "Flute"};
+    EXPECT_EQ(rig.store.midiMapping(12), learned);
+    EXPECT_TRUE(rig.console.contains("[MenuBar] Learn: captured track=12 name=Flute"));
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 11}}));
+    auto log = rig.takeLog();
+    EXPECT_NE(std::find(log.begin(), log.end(),
+                        "New mapping captured | Track 12 \"Flute\" was added while Add Tracks "
+                        "was active."),
+              log.end());
+    // The store was saved: its file has the row.
+    EXPECT_EQ(readProfile(rig.store.fileURL()).trackIndexToName.at(12), "Flute");
+
+    // Learn on a mapped row keeps its values and plays them; the Add Tracks note is for new rows.
     rig.select(3, "Keys");
+    EXPECT_EQ(rig.store.midiMapping(3), (MIDIMapping{MappingEventType::note, {}, 60, 2, "Keys"}));
+    for (const auto& line : rig.takeLog())
+        EXPECT_EQ(line.find("New mapping captured"), std::string::npos);
+    EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(1), 0);
+    EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(0), 0);
+    EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(500), 127);
+
+    // A mapped note is released after its length.
     EXPECT_EQ(rig.takeMIDI(), (Bytes{{0x91, 60, 100}}));
     EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped NOTE=60 ch=2 for track=3"));
     rig.advance(0.099);
     EXPECT_TRUE(rig.takeMIDI().empty());
     rig.advance(0.001);
     EXPECT_EQ(rig.takeMIDI(), (Bytes{{0x81, 60, 0}}));
-    ASSERT_EQ(rig.focusEvents.size(), 1u);
-    EXPECT_EQ(rig.focusEvents[0].userInfo.string("eventType"), "note");
-    EXPECT_EQ(rig.focusEvents[0].userInfo.integer("value"), 60);
+    ASSERT_EQ(rig.focusEvents.size(), 2u);
+    EXPECT_EQ(rig.focusEvents[1].userInfo.string("eventType"), "note");
+    EXPECT_EQ(rig.focusEvents[1].userInfo.integer("value"), 60);
 }
 
 TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
