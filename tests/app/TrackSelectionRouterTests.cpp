@@ -354,7 +354,9 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
         EXPECT_EQ(rig.router.directNavigationEchoSuppressionDeadline(), 0);
     }
     {
-        SCOPED_TRACE("no confirmation within the time-out fails it; a late report routes");
+        SCOPED_TRACE(
+            "no confirmation within the time-out fails it; a late report routes; a newer "
+            "request supersedes");
         RoutingRig rig;
         mapBass(rig);
         rig.router.beginDirectNavigation({"REQ-2", "B-5", std::nullopt}, 5, std::string("Bass"));
@@ -370,10 +372,9 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
         EXPECT_EQ(osc[0].second[2], OSCArgument::string("failure"));
         rig.select(5, "Bass");
         EXPECT_EQ(rig.takeStages()[1], "handler/started");
-    }
-    {
-        SCOPED_TRACE("a newer request supersedes; the old time-out is stale");
-        RoutingRig rig;
+
+        // A newer request supersedes; the old time-out is stale.
+        rig.drain();
         rig.router.beginDirectNavigation({"A", "B-1", std::nullopt}, 1, std::nullopt);
         rig.advance(2.0);
         rig.router.beginDirectNavigation({"B", "B-2", std::nullopt}, 2, std::nullopt);
@@ -386,48 +387,41 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
 }
 
 TEST(TrackSelectionRouter, ResetAndPlayMapping) {
-    {
-        SCOPED_TRACE("a project change forgets dedupe and the last bank focus");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.select(5, "Bass");
-        rig.drain();
-        rig.router.resetSelectionState("Logic project changed");
-        EXPECT_FALSE(rig.router.lastLogicSelection().has_value());
-        EXPECT_FALSE(rig.router.lastHandledSelection().has_value());
-        EXPECT_FALSE(rig.router.lastSentBankFocusSignature().has_value());
-        EXPECT_FALSE(rig.router.lastSentBankFocusTrackIndex().has_value());
-        EXPECT_EQ(rig.takeLog(), (Lines{"Selection state reset | Logic project changed"}));
-        rig.select(5, "Bass");  // at once: neither dedupe applies, the focus goes out again
-        EXPECT_EQ(rig.takeStages()[1], "handler/started");
-        EXPECT_EQ(rig.takeOSC().size(), 1u);
-        EXPECT_EQ(rig.takeMIDI().size(), 1u);
-    }
-    {
-        SCOPED_TRACE("play mapping sends without gates and says why it cannot");
-        RoutingRig rig;
-        mapBass(rig);
-        mapNote(rig.store, 3, "Keys", 60, 16);
-        mapPC(rig.store, 8, "Empty", std::nullopt);
-        mapNote(rig.store, 9, "", std::nullopt);
-        rig.projectKeys.set(std::string("a"), std::string("b"));
-        rig.takeLog();
+    RoutingRig rig;
+    mapBass(rig);
+    rig.select(5, "Bass");
+    rig.drain();
+    // A project change forgets dedupe and the last bank focus.
+    rig.router.resetSelectionState("Logic project changed");
+    EXPECT_FALSE(rig.router.lastLogicSelection().has_value());
+    EXPECT_FALSE(rig.router.lastHandledSelection().has_value());
+    EXPECT_FALSE(rig.router.lastSentBankFocusSignature().has_value());
+    EXPECT_FALSE(rig.router.lastSentBankFocusTrackIndex().has_value());
+    EXPECT_EQ(rig.takeLog(), (Lines{"Selection state reset | Logic project changed"}));
+    rig.select(5, "Bass");  // at once: neither dedupe applies, the focus goes out again
+    EXPECT_EQ(rig.takeStages()[1], "handler/started");
+    EXPECT_EQ(rig.takeOSC().size(), 1u);
+    EXPECT_EQ(rig.takeMIDI().size(), 1u);
 
-        rig.router.playMapping(5);
-        rig.router.playMapping(3);
-        rig.router.playMapping(8);
-        rig.router.playMapping(9);
-        rig.router.playMapping(40);
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Played mapping (PC) | track=5 PC=4 ch=1",
-                         "Played mapping (Note) | track=3 NOTE=60 ch=16",
-                         "Play mapping skipped | No Program Change value for track",
-                         "Play mapping skipped | No Note value for track",
-                         "Play mapping skipped | No Program Change value for track"}));
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 4}, {0x9F, 60, 100}}));
-        EXPECT_TRUE(rig.takeOSC().empty());
-        EXPECT_EQ(rig.focusEvents.size(), 2u);
-    }
+    // Play mapping sends without gates and says why it cannot.
+    mapNote(rig.store, 3, "Keys", 60, 16);
+    mapPC(rig.store, 8, "Empty", std::nullopt);
+    mapNote(rig.store, 9, "", std::nullopt);
+    rig.projectKeys.set(std::string("a"), std::string("b"));
+    rig.takeLog();
+    rig.router.playMapping(5);
+    rig.router.playMapping(3);
+    rig.router.playMapping(8);
+    rig.router.playMapping(9);
+    rig.router.playMapping(40);
+    EXPECT_EQ(rig.takeLog(), (Lines{"Played mapping (PC) | track=5 PC=4 ch=1",
+                                    "Played mapping (Note) | track=3 NOTE=60 ch=16",
+                                    "Play mapping skipped | No Program Change value for track",
+                                    "Play mapping skipped | No Note value for track",
+                                    "Play mapping skipped | No Program Change value for track"}));
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 4}, {0x9F, 60, 100}}));
+    EXPECT_TRUE(rig.takeOSC().empty());
+    EXPECT_EQ(rig.focusEvents.size(), 4u);  // two selections, two plays
 }
 
 }  // namespace
