@@ -89,47 +89,24 @@ class CoordinatorRig final : public ProjectRecallAlert {
     std::unique_ptr<AppDelegate> delegate;
 };
 
-TEST(MenuBarController, SelectionsFlowFromLogicThroughTheProjectGateToMIDI) {
-    // Without the project's own profile, the default profile belongs to no project: a click is
-    // blocked.
-    {
-        CoordinatorRig rig;
-        MenuBarController& controller = rig.start();
-        EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
-        mapPC(controller.mappingStore(), 2, "Bass", 17, 3);
-        mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
-        rig.logic.clickTrack(2);
-        rig.scheduler.advance(1.0);
-        EXPECT_EQ(controller.stageRecorder().last()->title(), "handler/blocked-project-mismatch");
-        EXPECT_TRUE(rig.midi.sentMessages().empty());
-        // Nor does the iPad navigate by it.
-        controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-1", "B-1", {}}});
-        rig.scheduler.advance(1.0);
-        EXPECT_TRUE(rig.loggedWith("Direct navigation failed",
-                                   "Logic project song does not match the loaded mappings "
-                                   "profile key"));
-        EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{2}));
-    }
-    // With "Song.json" beside it, the profile is restored at start and the click sends its PC.
-    {
-        CoordinatorRig rig;
-        rig.writeProfile("Song.json");
-        MenuBarController& controller = rig.start();
-        EXPECT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
-        rig.logic.clickTrack(2);
-        rig.scheduler.advance(1.0);
-        ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
-        EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
-        EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
-        // The router and the project tracker saw the same project.
-        EXPECT_EQ(controller.projectTracker().currentProjectKey(), "song");
-        EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped PC=17 ch=3 for track=2"));
-
-        // A project change resets the selection state, so the same row is not deduplicated.
-        rig.logic.setProjectName("Other");
-        rig.scheduler.advance(2.5);
-        EXPECT_FALSE(controller.router().lastHandledSelection().has_value());
-    }
+// Without the project's own profile, the default profile belongs to no project: a click is
+// blocked, and the iPad does not navigate by it.
+TEST(MenuBarController, TheDefaultProfileSendsNothingForAProject) {
+    CoordinatorRig rig;
+    MenuBarController& controller = rig.start();
+    EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
+    mapPC(controller.mappingStore(), 2, "Bass", 17, 3);
+    mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(controller.stageRecorder().last()->title(), "handler/blocked-project-mismatch");
+    EXPECT_TRUE(rig.midi.sentMessages().empty());
+    controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-1", "B-1", {}}});
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(
+        rig.loggedWith("Direct navigation failed",
+                       "Logic project song does not match the loaded mappings profile key"));
+    EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{2}));
 }
 
 TEST(MenuBarController, StateChangesReachTheMenu) {
@@ -334,14 +311,26 @@ TEST(MenuBarController, MenuItemsByTitleAnswerPromptsAndPanels) {
               std::string::npos);
 }
 
-TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
+// With "Song.json" beside it, the profile is restored at start, a click sends its PC, and Logic's
+// Delete key and Undo menu repair and restore the mappings.
+TEST(MenuBarController, AProjectsOwnProfileSendsClicksAndFollowsLogicsDeleteAndUndo) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
+    EXPECT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
     rig.scheduler.advance(3.0);
     EXPECT_TRUE(rig.loggedWith("Post-load structural baseline accepted",
                                "5 visible Logic track name(s) after mappings profile load"));
     const MappingProfileSnapshot loaded = controller.mappingStore().snapshot();
+
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
+    EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
+    EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
+    // The router and the project tracker saw the same project.
+    EXPECT_EQ(controller.projectTracker().currentProjectKey(), "song");
+    EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped PC=17 ch=3 for track=2"));
 
     rig.logic.clickTrack(1);  // Piano, above the mapped Bass
     rig.scheduler.advance(1.0);
@@ -367,6 +356,11 @@ TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
     EXPECT_TRUE(
         rig.loggedWith("Offset repair applied: deletion undo", "via contiguous deletion undo"));
     EXPECT_EQ(controller.mappingStore().snapshot(), loaded);
+
+    // A project change resets the selection state, so the same row is not deduplicated.
+    rig.logic.setProjectName("Other");
+    rig.scheduler.advance(2.5);
+    EXPECT_FALSE(controller.router().lastHandledSelection().has_value());
 }
 
 }  // namespace
