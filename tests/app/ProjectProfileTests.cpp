@@ -94,7 +94,8 @@ class ProjectTrackerTest : public ::testing::Test, public StoreRig {
     std::unique_ptr<ProjectTracker> tracker_;
 };
 
-TEST_F(ProjectTrackerTest, RestoresTheFirstProjectsProfileOnceByExactName) {
+TEST_F(ProjectTrackerTest,
+       RestoresTheFirstProjectsProfileByExactNameAndKeepsItThroughOtherWindows) {
     writePCProfile(folder / "Song.json", 3, 42);
     writePCProfile(folder / "Song Old.json", 4, 7);  // a near miss must never be used
     logic_.title = "Song.logicx - Tracks";
@@ -112,6 +113,24 @@ TEST_F(ProjectTrackerTest, RestoresTheFirstProjectsProfileOnceByExactName) {
     scheduler.advance(1.0);
     EXPECT_EQ(refreshes_,
               (std::vector<std::string>{"project-auto-restore", "project-change-settled-refresh"}));
+
+    // Titles of other windows keep the project and are logged at most every 30 seconds.
+    logic_.title = "Channel EQ";
+    scheduler.advance(29.0);  // 14 polls
+    EXPECT_EQ(logCount("Ignored non-project Logic window title"), 1u);
+    EXPECT_EQ(tracker_->lastObservedLogicProjectTitle(), "Song.logicx - Tracks");
+    EXPECT_EQ(resets_.size(), 1u);
+    scheduler.advance(2.0);  // 31 s after the first entry
+    EXPECT_EQ(logCount("Ignored non-project Logic window title"), 2u);
+    EXPECT_NE(lastDetail("Ignored non-project Logic window title")
+                  .find("Keeping current project title Song.logicx - Tracks"),
+              std::string::npos);
+    logic_.title = "";
+    scheduler.advance(2.0);
+    EXPECT_EQ(logCount("Project mapping auto-restore waiting"), 1u);
+    logic_.running = false;
+    scheduler.advance(60.0);
+    EXPECT_EQ(logCount("Project mapping auto-restore waiting"), 1u);
 }
 
 TEST_F(ProjectTrackerTest, NoExactFileMeansNothingLoadedAndNoRetryLater) {
@@ -131,28 +150,6 @@ TEST_F(ProjectTrackerTest, NoExactFileMeansNothingLoadedAndNoRetryLater) {
     logic_.title = "Song.logicx - Tracks";
     scheduler.advance(2.0);
     EXPECT_EQ(logCount("Auto-loaded mappings for Logic project"), 0u);
-}
-
-TEST_F(ProjectTrackerTest, NonProjectTitlesKeepTheProjectAndLogAtMostEvery30Seconds) {
-    logic_.title = "Song.logicx - Tracks";
-    tracker_->start();
-    scheduler.advance(1.0);
-    logic_.title = "Channel EQ";
-    scheduler.advance(29.0);  // 14 polls
-    EXPECT_EQ(logCount("Ignored non-project Logic window title"), 1u);
-    EXPECT_EQ(tracker_->lastObservedLogicProjectTitle(), "Song.logicx - Tracks");
-    EXPECT_EQ(resets_.size(), 1u);
-    scheduler.advance(2.0);  // 31 s after the first entry
-    EXPECT_EQ(logCount("Ignored non-project Logic window title"), 2u);
-    EXPECT_NE(lastDetail("Ignored non-project Logic window title")
-                  .find("Keeping current project title Song.logicx - Tracks"),
-              std::string::npos);
-    logic_.title = "";
-    scheduler.advance(2.0);
-    EXPECT_EQ(logCount("Project mapping auto-restore waiting"), 1u);
-    logic_.running = false;
-    scheduler.advance(60.0);
-    EXPECT_EQ(logCount("Project mapping auto-restore waiting"), 1u);
 }
 
 TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
