@@ -138,7 +138,7 @@ TEST(MenuBarController, StateChangesReachTheMenu) {
     EXPECT_EQ(controller.menu()[1].title, "Tessiva: iPad connected (Studio iPad)");
 }
 
-TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
+TEST(MenuBarController, RequestsByNameOrMenuTitleReachTheirConsumers) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
@@ -185,6 +185,49 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     // Clear empties the event log.
     rig.post(kClearEventsLogNotification);
     EXPECT_TRUE(controller.log().entries().value().empty());
+
+    // Menu items named by title: prompts need their answer, panels take a path, disabled items
+    // and misplaced answers are refused without doing anything.
+    MenuCommandRunner runner(controller);
+    auto run = [&](std::string item, std::optional<std::string> answer = std::nullopt,
+                   std::optional<std::string> path = std::nullopt) {
+        std::string reply = runner.run(MenuRequest{std::move(item), answer, path});
+        rig.scheduler.runUntilIdle();
+        return reply;
+    };
+    const auto hasRow2 = [&] { return controller.mappingStore().midiMapping(2).has_value(); };
+    ASSERT_TRUE(hasRow2());
+
+    EXPECT_NE(run("Clear All Mappings…").find("asks \"Clear all mappings?\""), std::string::npos);
+    EXPECT_NE(run("Clear All Mappings...", "Cancel").find("cancelled"), std::string::npos);
+    EXPECT_NE(run("Clear All Mappings…", "Yes").find("not a button"), std::string::npos);
+    EXPECT_TRUE(hasRow2());
+    EXPECT_NE(run("Save Mappings", "Clear").find("asks nothing"), std::string::npos);
+
+    EXPECT_EQ(run("Save Mappings As…", std::nullopt, "Cue.json"),
+              "\"Save Mappings As…\": saved to " + (rig.folder / "Cue.json").string());
+    EXPECT_EQ(run("Choose File…", std::nullopt, (rig.folder / "Song.json").string()),
+              "\"Load Mappings > Choose File…\": loaded " + (rig.folder / "Song.json").string());
+    EXPECT_EQ(run("Load Mappings > Cue.json"),
+              "\"Load Mappings > Cue.json\": loaded " + (rig.folder / "Cue.json").string());
+    EXPECT_NE(run("Load Mappings > Gone.json").find("no recent profile"), std::string::npos);
+    EXPECT_NE(run("Choose File…", std::nullopt, (rig.folder / "Missing.json").string())
+                  .find("could not use"),
+              std::string::npos);
+    EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Cue.json");
+
+    EXPECT_EQ(run("On"), "\"Add Tracks > On\": Add Tracks is On");
+    EXPECT_EQ(controller.menuState().learnMode, LearnMode::learn);
+    EXPECT_NE(run("Show Mappings…").find("would open here"), std::string::npos);
+    EXPECT_NE(run("Flip Tracks").find("Unknown menu item"), std::string::npos);
+
+    EXPECT_NE(run("Clear All Mappings…", "Clear").find("cleared"), std::string::npos);
+    EXPECT_FALSE(hasRow2());
+
+    rig.logic.quit();
+    rig.scheduler.advance(3.0);
+    EXPECT_NE(run("Add All Logic Tracks and Attempt Auto Assign").find("is disabled"),
+              std::string::npos);
 }
 
 TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
@@ -261,54 +304,6 @@ TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
     EXPECT_FALSE(controller.mappingStore().bankMapping(1).has_value());
     EXPECT_TRUE(rig.console.contains("[AutoAssign] Logic tracks added: added=5, snapshotTracks=5"));
     EXPECT_TRUE(rig.console.contains("[AutoAssign] Auto Assign completed: linked=2"));
-}
-
-// Menu items named by title: prompts need their answer, panels take a path, disabled items and
-// misplaced answers are refused without doing anything.
-TEST(MenuBarController, MenuItemsByTitleAnswerPromptsAndPanels) {
-    CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
-    MenuCommandRunner runner(controller);
-    auto run = [&](std::string item, std::optional<std::string> answer = std::nullopt,
-                   std::optional<std::string> path = std::nullopt) {
-        std::string reply = runner.run(MenuRequest{std::move(item), answer, path});
-        rig.scheduler.runUntilIdle();
-        return reply;
-    };
-    const auto hasRow2 = [&] { return controller.mappingStore().midiMapping(2).has_value(); };
-    ASSERT_TRUE(hasRow2());
-
-    EXPECT_NE(run("Clear All Mappings…").find("asks \"Clear all mappings?\""), std::string::npos);
-    EXPECT_NE(run("Clear All Mappings...", "Cancel").find("cancelled"), std::string::npos);
-    EXPECT_NE(run("Clear All Mappings…", "Yes").find("not a button"), std::string::npos);
-    EXPECT_TRUE(hasRow2());
-    EXPECT_NE(run("Save Mappings", "Clear").find("asks nothing"), std::string::npos);
-
-    EXPECT_EQ(run("Save Mappings As…", std::nullopt, "Cue.json"),
-              "\"Save Mappings As…\": saved to " + (rig.folder / "Cue.json").string());
-    EXPECT_EQ(run("Choose File…", std::nullopt, (rig.folder / "Song.json").string()),
-              "\"Load Mappings > Choose File…\": loaded " + (rig.folder / "Song.json").string());
-    EXPECT_EQ(run("Load Mappings > Cue.json"),
-              "\"Load Mappings > Cue.json\": loaded " + (rig.folder / "Cue.json").string());
-    EXPECT_NE(run("Load Mappings > Gone.json").find("no recent profile"), std::string::npos);
-    EXPECT_NE(run("Choose File…", std::nullopt, (rig.folder / "Missing.json").string())
-                  .find("could not use"),
-              std::string::npos);
-    EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Cue.json");
-
-    EXPECT_EQ(run("On"), "\"Add Tracks > On\": Add Tracks is On");
-    EXPECT_EQ(controller.menuState().learnMode, LearnMode::learn);
-    EXPECT_NE(run("Show Mappings…").find("would open here"), std::string::npos);
-    EXPECT_NE(run("Flip Tracks").find("Unknown menu item"), std::string::npos);
-
-    EXPECT_NE(run("Clear All Mappings…", "Clear").find("cleared"), std::string::npos);
-    EXPECT_FALSE(hasRow2());
-
-    rig.logic.quit();
-    rig.scheduler.advance(3.0);
-    EXPECT_NE(run("Add All Logic Tracks and Attempt Auto Assign").find("is disabled"),
-              std::string::npos);
 }
 
 // With "Song.json" beside it, the profile is restored at start, a click sends its PC, and Logic's
