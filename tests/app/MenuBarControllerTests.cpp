@@ -30,7 +30,6 @@ class CoordinatorRig final : public ProjectRecallAlert {
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
     }
-    ~CoordinatorRig() override { delegate.reset(); }
     ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
         return ProjectRecallAnswer::keepCurrent;
     }

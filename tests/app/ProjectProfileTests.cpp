@@ -69,7 +69,6 @@ class ProjectTrackerTest : public ::testing::Test, public StoreRig {
             folder.path(), [this](const std::string& reason) { resets_.push_back(reason); },
             [this](const std::string& reason) { refreshes_.push_back(reason); }});
     }
-    ~ProjectTrackerTest() override { tracker_.reset(); }
 
     std::size_t logCount(const std::string& title) const {
         std::size_t n = 0;
@@ -304,8 +303,8 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
     auto token = notifications.addObserver(kManualMappingSyncAcceptedNotification,
                                            [&](const Notification&) { ++accepted; });
 
-    ASSERT_TRUE(
-        editor.updateMIDI(2, MIDIMapping{MappingEventType::note, std::nullopt, 60, 4, "Bass"}));
+    const MIDIMapping bass{MappingEventType::note, std::nullopt, 60, 4, "Bass"};
+    ASSERT_TRUE(editor.updateMIDI(2, bass));
     EXPECT_FALSE(editor.updateMIDI(
         3, MIDIMapping{MappingEventType::programChange, 128, std::nullopt, 1, "Drums"}));
     RemoteWorkspaceBank bank{"B1", "Upright", "G1", "Low", "Rhythm", 3, {}, std::nullopt};
@@ -320,14 +319,9 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
     live.changedRows = {2, 5};
     store.applyLogicTrackNameSnapshot(live);
     const auto rows = MappingsEditor::rows(store);
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].row, 2);
-    EXPECT_EQ(rows[0].name, "Synth Bass");
-    EXPECT_EQ(rows[0].savedName, "Bass");
-    EXPECT_TRUE(rows[0].nameOutOfSync);
-    EXPECT_EQ(rows[0].bankName, "Upright");
-    EXPECT_FALSE(rows[1].nameOutOfSync);
-    EXPECT_FALSE(rows[1].midi.has_value());
+    EXPECT_EQ(rows, (std::vector<MappingsRow>{
+                        {2, "Synth Bass", "Bass", bass, "Upright", "B1", true},
+                        {5, "Choir", "", std::nullopt, std::nullopt, std::nullopt, false}}));
     EXPECT_EQ(MappingsEditor::outOfSyncCount(rows), 1u);
 
     // Everything was saved as it happened.
