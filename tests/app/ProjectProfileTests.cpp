@@ -39,7 +39,6 @@ TEST(ProjectTitle, ProjectTitleTestAndBaseName) {
     EXPECT_EQ(ProjectTitle::baseName("Song - Mixer: Tracks"), "Song");
     EXPECT_EQ(ProjectTitle::projectKey("Flöte Solo.logicx - Tracks"), "flöte solo");
     EXPECT_EQ(ProjectTitle::projectKey("\u66F2 - \u30C8\u30E9\u30C3\u30AF"), "\u66F2");
-    EXPECT_EQ(ProjectTitle::profileFileName("Song.logicx - Tracks"), "Song.json");
     EXPECT_EQ(ProjectTitle::profileFileName("a/b.logicx"), "");
 }
 
