@@ -90,7 +90,7 @@ class CoordinatorRig final : public ProjectRecallAlert {
 
 // Without the project's own profile, the default profile belongs to no project: a click is
 // blocked, and the iPad does not navigate by it.
-TEST(MenuBarController, TheDefaultProfileSendsNothingForAProject) {
+TEST(MenuBarController, TheDefaultProfileSendsNothingForAProjectAndStateReachesTheMenu) {
     CoordinatorRig rig;
     MenuBarController& controller = rig.start();
     EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
@@ -106,11 +106,8 @@ TEST(MenuBarController, TheDefaultProfileSendsNothingForAProject) {
         rig.loggedWith("Direct navigation failed",
                        "Logic project song does not match the loaded mappings profile key"));
     EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{2}));
-}
 
-TEST(MenuBarController, StateChangesReachTheMenu) {
-    CoordinatorRig rig;
-    MenuBarController& controller = rig.start();
+    // State changes reach the menu.
     std::vector<std::vector<MenuItem>> published;
     controller.onMenuChanged = [&](const std::vector<MenuItem>& menu) {
         published.push_back(menu);
