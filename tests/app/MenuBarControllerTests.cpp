@@ -21,11 +21,8 @@ const LinkRequestOrigin kIPad{"127.0.0.1:53000", "127.0.0.1", 53000};
 // project recall prompt is answered "keep current".
 class CoordinatorRig final : public ProjectRecallAlert {
   public:
-    explicit CoordinatorRig(const std::string& project = "Song")
-        : notifications(scheduler.mainQueue()),
-          logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
-          sound(makeLoggingConnectionSoundPlayer(console)) {
-        logic.setProjectName(project);
+    CoordinatorRig() {
+        logic.setProjectName("Song");
         for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
@@ -78,12 +75,12 @@ class CoordinatorRig final : public ProjectRecallAlert {
     VirtualScheduler scheduler;
     TempFolder folder{"tessiva-coordinator"};
     CapturingConsole console;
-    NotificationCenter notifications;
-    SimulatedLogic logic;
+    NotificationCenter notifications{scheduler.mainQueue()};
+    SimulatedLogic logic{scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()};
     SimulatedMIDIService midi;
     SimulatedUdpTransport udp;
     InMemoryUserDefaults defaults;
-    std::unique_ptr<ConnectionSoundPlayer> sound;
+    std::unique_ptr<ConnectionSoundPlayer> sound = makeLoggingConnectionSoundPlayer(console);
     ActivationEventSource activation;
     std::unique_ptr<AppDelegate> delegate;
 };

@@ -69,20 +69,19 @@ class ProjectTrackerTest : public ::testing::Test, public StoreRig {
             [this](const std::string& reason) { refreshes_.push_back(reason); }});
     }
 
-    std::size_t logCount(const std::string& title) const {
-        std::size_t n = 0;
-        for (const auto& entry : log.entries().value())
-            n += entry.title == title;
-        return n;
-    }
-    // The detail of the last entry titled `title`; "<not logged>" when there is none.
-    std::string lastDetail(const std::string& title) const {
-        std::string found = "<not logged>";
+    // Details of the entries titled `title`, oldest first.
+    std::vector<std::string> logged(const std::string& title) const {
+        std::vector<std::string> details;
         for (const auto& entry : log.entries().value()) {
             if (entry.title == title)
-                found = entry.detail.value_or("");
+                details.push_back(entry.detail.value_or(""));
         }
-        return found;
+        return details;
+    }
+    std::size_t logCount(const std::string& title) const { return logged(title).size(); }
+    std::string lastDetail(const std::string& title) const {
+        const auto details = logged(title);
+        return details.empty() ? "<not logged>" : details.back();
     }
 
     FakeLogic logic_;
