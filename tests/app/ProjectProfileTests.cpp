@@ -78,7 +78,6 @@ class ProjectTrackerTest : public ::testing::Test, public StoreRig {
         }
         return details;
     }
-    std::size_t logCount(const std::string& title) const { return logged(title).size(); }
     std::string lastDetail(const std::string& title) const {
         const auto details = logged(title);
         return details.empty() ? "<not logged>" : details.back();
@@ -106,7 +105,7 @@ TEST_F(ProjectTrackerTest,
     EXPECT_EQ(tracker_->lastAutoLoadedMappingProjectKey(), "song");
     EXPECT_TRUE(
         console.contains("[MenuBar] Auto-loaded mappings for Logic project: Song.logicx - Tracks"));
-    EXPECT_EQ(logCount("Auto-loaded mappings for Logic project"), 1u);
+    EXPECT_EQ(logged("Auto-loaded mappings for Logic project").size(), 1u);
     scheduler.advance(1.0);
     EXPECT_EQ(refreshes_,
               (std::vector<std::string>{"project-auto-restore", "project-change-settled-refresh"}));
@@ -114,20 +113,20 @@ TEST_F(ProjectTrackerTest,
     // Titles of other windows keep the project and are logged at most every 30 seconds.
     logic_.title = "Channel EQ";
     scheduler.advance(29.0);  // 14 polls
-    EXPECT_EQ(logCount("Ignored non-project Logic window title"), 1u);
+    EXPECT_EQ(logged("Ignored non-project Logic window title").size(), 1u);
     EXPECT_EQ(tracker_->lastObservedLogicProjectTitle(), "Song.logicx - Tracks");
     EXPECT_EQ(resets_.size(), 1u);
     scheduler.advance(2.0);  // 31 s after the first entry
-    EXPECT_EQ(logCount("Ignored non-project Logic window title"), 2u);
+    EXPECT_EQ(logged("Ignored non-project Logic window title").size(), 2u);
     EXPECT_NE(lastDetail("Ignored non-project Logic window title")
                   .find("Keeping current project title Song.logicx - Tracks"),
               std::string::npos);
     logic_.title = "";
     scheduler.advance(2.0);
-    EXPECT_EQ(logCount("Project mapping auto-restore waiting"), 1u);
+    EXPECT_EQ(logged("Project mapping auto-restore waiting").size(), 1u);
     logic_.running = false;
     scheduler.advance(60.0);
-    EXPECT_EQ(logCount("Project mapping auto-restore waiting"), 1u);
+    EXPECT_EQ(logged("Project mapping auto-restore waiting").size(), 1u);
 }
 
 TEST_F(ProjectTrackerTest, NoExactFileMeansNothingLoadedAndNoRetryLater) {
@@ -137,7 +136,7 @@ TEST_F(ProjectTrackerTest, NoExactFileMeansNothingLoadedAndNoRetryLater) {
     scheduler.advance(1.0);
     EXPECT_TRUE(tracker_->hasAttemptedInitialProjectAutoRestore());
     EXPECT_EQ(store.fileURL().filename(), "Tessiva Focus Mappings.json");
-    EXPECT_EQ(logCount("No project mappings file found"), 1u);
+    EXPECT_EQ(logged("No project mappings file found").size(), 1u);
     EXPECT_TRUE(console.contains("[MenuBar] No project mappings file found: " +
                                  (folder / "Song.json").string()));
     // The file appears later and the user moves on: no auto-restore retry (only the prompt path).
@@ -146,7 +145,7 @@ TEST_F(ProjectTrackerTest, NoExactFileMeansNothingLoadedAndNoRetryLater) {
     scheduler.advance(2.0);
     logic_.title = "Song.logicx - Tracks";
     scheduler.advance(2.0);
-    EXPECT_EQ(logCount("Auto-loaded mappings for Logic project"), 0u);
+    EXPECT_EQ(logged("Auto-loaded mappings for Logic project").size(), 0u);
 }
 
 TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
@@ -169,7 +168,7 @@ TEST_F(ProjectTrackerTest, RecallPromptAnswers) {
     EXPECT_EQ(alert_.asked[0].message.rfind("Logic appears to have switched from Song to Cue.", 0),
               0u);
     EXPECT_EQ(store.fileURL().filename(), "Song.json");
-    EXPECT_EQ(logCount("Project recall skipped"), 1u);
+    EXPECT_EQ(logged("Project recall skipped").size(), 1u);
     logic_.title = "Song.logicx - Tracks";
     scheduler.advance(4.0);
     logic_.title = "Cue.logicx - Tracks";

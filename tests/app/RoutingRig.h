@@ -32,7 +32,7 @@ using SentOSC = std::vector<std::pair<std::string, std::vector<OSCArgument>>>;
 // The iPad as the routing sees it: a settable endpoint.
 class SettablePeerEndpoint final : public PeerEndpointProvider {
   public:
-    std::optional<PeerEndpoint> endpoint;
+    std::optional<PeerEndpoint> endpoint = PeerEndpoint{"127.0.0.1", 53000};
     std::optional<PeerEndpoint> activePeerEndpoint() const override { return endpoint; }
 };
 
@@ -121,7 +121,6 @@ struct RoutingRig : StoreRig {
         midi.addDestination("Network Session 1");
         relay.start();
         relay.refreshDestinations();
-        peers.endpoint = PeerEndpoint{"127.0.0.1", 53000};
         scheduler.runUntilIdle();
         log.clear();
         console.clear();
