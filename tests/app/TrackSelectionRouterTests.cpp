@@ -173,7 +173,8 @@ TEST(TrackSelectionRouter, ProjectGateSendsNothing) {
 TEST(TrackSelectionRouter, PendingStructuralRepairHoldsMIDI) {
     RoutingRig rig;
     mapBass(rig, true);
-    rig.router.updateTrackSnapshot(RowMap{{5, "Bass"}, {6, "Cello"}});
+    const RowMap names{{5, "Bass"}, {6, "Cello"}};
+    rig.router.updateTrackSnapshot(names);
     rig.repair.delta = -1;
 
     rig.select(6, "Cello");
@@ -195,9 +196,7 @@ TEST(TrackSelectionRouter, PendingStructuralRepairHoldsMIDI) {
               "through saved mapping row 9 while structural repair remained active. MIDI stayed "
               "blocked.");
     // Structural repair heard of the selection with the latest names.
-    ASSERT_EQ(rig.repair.noted.size(), 1u);
-    EXPECT_EQ(rig.repair.noted[0].first, (TrackSelection{6, "Cello"}));
-    EXPECT_EQ(rig.repair.noted[0].second, (RowMap{{5, "Bass"}, {6, "Cello"}}));
+    EXPECT_EQ(rig.repair.noted, (decltype(rig.repair.noted){{{6, "Cello"}, names}}));
 
     // A row whose name matches no saved bank mapping: nothing at all.
     rig.select(7, "Flute");
