@@ -235,10 +235,7 @@ TEST(MenuBarController, TheIPadLearnsABankForTheSelectedTrackAndSelectsTheTrackO
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
-    BankLearnRequest learn;
-    learn.bankUUID = "B-L";
-    learn.bankName = "Legato";
-    learn.sectionName = "Strings";
+    const BankLearnRequest learn{"B-L", "Legato", "Strings", {}, {}, {}, {}};
     controller.handleLinkRequest(LinkRequest{kIPad, learn});
     EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
 
@@ -278,13 +275,9 @@ TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
     MenuBarController& controller = rig.start();
     rig.scheduler.advance(3.0);  // the first track-list snapshot
     RemoteWorkspaceSnapshot workspace;
-    workspace.sections = {{"Main", {}}};
-    for (const auto& [uuid, name] : {std::pair{"B-BASS", "Bass"}, std::pair{"B-STR", "Strings"}}) {
-        RemoteWorkspaceBank bank;
-        bank.uuid = uuid;
-        bank.name = name;
-        workspace.sections[0].banks.push_back(bank);
-    }
+    workspace.sections = {
+        {"Main",
+         {{"B-BASS", "Bass", {}, {}, "", 0, {}, {}}, {"B-STR", "Strings", {}, {}, "", 0, {}, {}}}}};
     controller.workspaceStore().publish(workspace);
     rig.scheduler.advance(0.1);
 
