@@ -133,7 +133,7 @@ struct RoutingRig : StoreRig {
     }
     void advance(double seconds) { scheduler.advance(seconds); }
     // Takes the MIDI and OSC sent since the last call: true when there was none.
-    bool sentNothing() { return takeMIDI().empty() & takeOSC().empty(); }
+    bool sentNothing() { return takeMIDI().size() + takeOSC().size() == 0; }
     // Forgets everything recorded so far.
     void drain() {
         takeStages();
