@@ -1,55 +1,38 @@
 #include <gtest/gtest.h>
 
+#include "RoutingRig.h"
 #include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
 #include "app/MenuCommandRunner.h"
-#include "app/SelectionStageRecorder.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingProfileFile.h"
-#include "mapping/MappingStore.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/RemoteWorkspaceStore.h"
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
-#include "platform/simulated/midi/SimulatedMIDIService.h"
-#include "platform/simulated/net/SimulatedUdpTransport.h"
 #include "platform/sound/ConnectionSoundPlayer.h"
-#include "runtime/Console.h"
 #include "runtime/UserDefaults.h"
-#include "runtime/VirtualScheduler.h"
-#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
+
+const LinkRequestOrigin kIPad{"127.0.0.1:53000", "127.0.0.1", 53000};
 
 // The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP. A
 // project recall prompt is answered "keep current".
 class CoordinatorRig final : public ProjectRecallAlert {
   public:
-    explicit CoordinatorRig(const std::string& project = "Song")
-        : notifications(scheduler.mainQueue()),
-          logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
-          sound(makeLoggingConnectionSoundPlayer(console)) {
-        logic.setProjectName(project);
+    CoordinatorRig() {
+        logic.setProjectName("Song");
         for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
             logic.addTrack(name);
         midi.addDestination("Network Session 1");
     }
-    ~CoordinatorRig() override { delegate.reset(); }
     ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
         return ProjectRecallAnswer::keepCurrent;
     }
 
-    void writeProfile(const std::string& name) {
-        MappingProfileSnapshot snapshot;
-        snapshot.version = kMappingProfileVersion;
-        snapshot.trackIndexToPC = {{2, 17}};
-        snapshot.trackIndexToName = {{2, "Bass"}};
-        snapshot.trackIndexToChannel = {{2, 3}};
-        snapshot.trackIndexToEventType = {{2, MappingEventType::programChange}};
-        ASSERT_TRUE(MappingProfileFile::write(folder / name, snapshot).ok());
-    }
+    // Row 2 "Bass": Program Change 17 on channel 3.
+    void writeProfile(const std::string& name) { writePCProfile(folder / name, 2, 17, "Bass", 3); }
 
     MenuBarController& start() {
         CoordinatorOptions options;
@@ -89,67 +72,39 @@ class CoordinatorRig final : public ProjectRecallAlert {
         return false;
     }
 
-    std::vector<std::string> stageTitles() {
-        std::vector<std::string> titles;
-        for (const auto& record : delegate->menuBarController().stageRecorder().entries()) {
-            titles.push_back(std::string(selectionStageTitle(record.stage)));
-        }
-        return titles;
-    }
-
     VirtualScheduler scheduler;
     TempFolder folder{"tessiva-coordinator"};
     CapturingConsole console;
-    NotificationCenter notifications;
-    SimulatedLogic logic;
+    NotificationCenter notifications{scheduler.mainQueue()};
+    SimulatedLogic logic{scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()};
     SimulatedMIDIService midi;
     SimulatedUdpTransport udp;
     InMemoryUserDefaults defaults;
-    std::unique_ptr<ConnectionSoundPlayer> sound;
+    std::unique_ptr<ConnectionSoundPlayer> sound = makeLoggingConnectionSoundPlayer(console);
     ActivationEventSource activation;
     std::unique_ptr<AppDelegate> delegate;
 };
 
-TEST(MenuBarController, SelectionsFlowFromLogicThroughTheProjectGateToMIDI) {
-    // Without the project's own profile, the default profile belongs to no project: blocked.
-    {
-        CoordinatorRig rig;
-        MenuBarController& controller = rig.start();
-        EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
-        ASSERT_TRUE(controller.mappingStore()
-                        .setMIDIMapping(2, MIDIMapping{MappingEventType::programChange, 17,
-                                                       std::nullopt, 3, "Bass"})
-                        .ok());
-        rig.logic.clickTrack(2);
-        rig.scheduler.advance(1.0);
-        EXPECT_EQ(rig.stageTitles().back(), "handler/blocked-project-mismatch");
-        EXPECT_TRUE(rig.midi.sentMessages().empty());
-    }
-    // With "Song.json" beside it, the profile is restored at start and the click sends its PC.
-    {
-        CoordinatorRig rig;
-        rig.writeProfile("Song.json");
-        MenuBarController& controller = rig.start();
-        EXPECT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
-        rig.logic.clickTrack(2);
-        rig.scheduler.advance(1.0);
-        ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
-        EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
-        EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
-        // The router and the project tracker saw the same project.
-        EXPECT_EQ(controller.projectTracker().currentProjectKey(), "song");
-        EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped PC=17 ch=3 for track=2"));
-
-        // A project change resets the selection state, so the same row is not deduplicated.
-        rig.logic.setProjectName("Other");
-        rig.scheduler.advance(2.5);
-        EXPECT_FALSE(controller.router().lastHandledSelection().has_value());
-    }
-}
-
-TEST(MenuBarController, StateChangesReachTheMenu) {
+// Without the project's own profile, the default profile belongs to no project: a click is
+// blocked, and the iPad does not navigate by it.
+TEST(MenuBarController, TheDefaultProfileSendsNothingForAProjectAndStateReachesTheMenu) {
     CoordinatorRig rig;
     MenuBarController& controller = rig.start();
+    EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
+    mapPC(controller.mappingStore(), 2, "Bass", 17, 3);
+    mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    EXPECT_EQ(controller.stageRecorder().last()->title(), "handler/blocked-project-mismatch");
+    EXPECT_TRUE(rig.midi.sentMessages().empty());
+    controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-1", "B-1", {}}});
+    rig.scheduler.advance(1.0);
+    EXPECT_TRUE(
+        rig.loggedWith("Direct navigation failed",
+                       "Logic project song does not match the loaded mappings profile key"));
+    EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{2}));
+
+    // State changes reach the menu.
     std::vector<std::vector<MenuItem>> published;
     controller.onMenuChanged = [&](const std::vector<MenuItem>& menu) {
         published.push_back(menu);
@@ -176,7 +131,7 @@ TEST(MenuBarController, StateChangesReachTheMenu) {
     EXPECT_EQ(controller.menu()[1].title, "Tessiva: iPad connected (Studio iPad)");
 }
 
-TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
+TEST(MenuBarController, RequestsByNameOrMenuTitleReachTheirConsumers) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
@@ -191,14 +146,9 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     EXPECT_EQ(count("Mapping playback skipped"), 1u);
 
     // Save: a changed mapping reaches the file.
-    ASSERT_TRUE(controller.mappingStore()
-                    .setMIDIMapping(4, MIDIMapping{MappingEventType::programChange, 40,
-                                                   std::nullopt, 1, "Strings"})
-                    .ok());
+    mapPC(controller.mappingStore(), 4, "Strings", 40);
     rig.post(kSaveMappingsRequestedNotification);
-    auto saved = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(saved.snapshot.has_value()) << saved.error;
-    EXPECT_EQ(saved.snapshot->trackIndexToPC.at(4), 40);
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").trackIndexToPC.at(4), 40);
 
     // Workspace refresh with no iPad linked: deferred to its next ping.
     rig.post(kWorkspaceSnapshotRequestRequestedNotification);
@@ -228,119 +178,9 @@ TEST(MenuBarController, WindowRequestsByNameReachTheirConsumers) {
     // Clear empties the event log.
     rig.post(kClearEventsLogNotification);
     EXPECT_TRUE(controller.log().entries().value().empty());
-}
 
-TEST(MenuBarController, TheIPadCanLearnABankForTheSelectedTrack) {
-    CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
-    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    BankLearnRequest learn;
-    learn.bankUUID = "B-1";
-    learn.bankName = "Legato";
-    learn.sectionName = "Strings";
-    controller.handleLinkRequest(LinkRequest{iPad, learn});
-    EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
-
-    rig.logic.clickTrack(2);
-    rig.scheduler.advance(1.0);
-    controller.handleLinkRequest(LinkRequest{iPad, learn});
-    const auto learned = controller.mappingStore().bankMapping(2);
-    ASSERT_TRUE(learned.has_value());
-    EXPECT_EQ(learned->bankUUID, "B-1");
-    EXPECT_EQ(learned->trackName, "Bass");
-    EXPECT_EQ(learned->sectionName, "Strings");
-    // Saved at once: a fresh read of the file has it.
-    const auto onDisk = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(onDisk.snapshot.has_value());
-    EXPECT_EQ(onDisk.snapshot->oscBankFocusMappingsByTrackIndex.count(2), 1u);
-}
-
-TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
-    const std::map<int, std::string> shown = {{1, "A"}, {4, "Strings"}, {8, "Horn"}};
-    EXPECT_EQ(chooseDirectNavigationRow({}, shown), std::nullopt);
-    EXPECT_EQ(chooseDirectNavigationRow({8, 4}, shown), 4);
-    EXPECT_EQ(chooseDirectNavigationRow({6, 8}, shown), 8);  // 6 is hidden in a stack
-    EXPECT_EQ(chooseDirectNavigationRow({7, 6}, shown), 6);  // none shown: the lowest says why
-}
-
-TEST(MenuBarController, TheIPadCanSelectTheTrackMappedToABank) {
-    const LinkRequestOrigin iPad{"127.0.0.1:53000", "127.0.0.1", 53000};
-    auto map = [](MenuBarController& controller, int row, const std::string& name) {
-        OSCBankFocusMapping mapping;
-        mapping.trackIndex = row;
-        mapping.trackName = name;
-        mapping.bankUUID = "B-1";
-        mapping.bankName = "Legato";
-        ASSERT_TRUE(controller.mappingStore().setBankMapping(row, mapping).ok());
-    };
-    {
-        SCOPED_TRACE("another project's profile is never used to navigate");
-        CoordinatorRig rig;
-        MenuBarController& controller = rig.start();
-        map(controller, 4, "Strings");
-        controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-1", "B-1", {}}});
-        rig.scheduler.advance(1.0);
-        EXPECT_TRUE(rig.loggedWith("Direct navigation failed",
-                                   "Logic project song does not match the loaded mappings "
-                                   "profile key"));
-        EXPECT_TRUE(rig.logic.selectedTrackNumbers().empty());
-    }
-    CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
-    map(controller, 4, "Strings");
-    map(controller, 5, "Choir");
-    controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-2", "B-9", {}}});
-    rig.scheduler.advance(0.1);
-    EXPECT_EQ(rig.logged("Direct navigation").back(),
-              "Direct navigation failed: No Logic track is mapped to bank B-9. requestID=R-2 "
-              "bank=B-9");
-
-    controller.handleLinkRequest(LinkRequest{iPad, DirectNavigationRequest{"R-3", "B-1", {}}});
-    rig.scheduler.advance(2.0);
-    EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{4}));
-    EXPECT_EQ(rig.logged("Direct navigation").back(),
-              "Direct navigation confirmed: Logic's normal selection observer confirmed the mapped "
-              "track. requestID=R-3 -> track 4");
-    // Confirmed without any bank focus: the iPad already shows the bank.
-    for (const auto& title : rig.stageTitles())
-        EXPECT_NE(title, "bank/send-attempted");
-    EXPECT_EQ(controller.router().lastHandledSelection()->index, 4);
-}
-
-TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
-    CoordinatorRig rig;
-    MenuBarController& controller = rig.start();
-    rig.scheduler.advance(3.0);  // the first track-list snapshot
-    RemoteWorkspaceSnapshot workspace;
-    workspace.sections = {{"Main", {}}};
-    for (const auto& [uuid, name] : {std::pair{"B-BASS", "Bass"}, std::pair{"B-STR", "Strings"}}) {
-        RemoteWorkspaceBank bank;
-        bank.uuid = uuid;
-        bank.name = name;
-        workspace.sections[0].banks.push_back(bank);
-    }
-    controller.workspaceStore().publish(workspace);
-    rig.scheduler.advance(0.1);
-
-    controller.perform(MenuCommand::addAllLogicTracksAndAutoAssign);
-    rig.scheduler.advance(0.1);
-    for (int row = 1; row <= 5; ++row)
-        EXPECT_TRUE(controller.mappingStore().midiMapping(row).has_value()) << row;
-    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS");
-    EXPECT_EQ(controller.mappingStore().bankMapping(4)->bankUUID, "B-STR");
-    EXPECT_FALSE(controller.mappingStore().bankMapping(1).has_value());
-    EXPECT_TRUE(rig.console.contains("[AutoAssign] Logic tracks added: added=5, snapshotTracks=5"));
-    EXPECT_TRUE(rig.console.contains("[AutoAssign] Auto Assign completed: linked=2"));
-}
-
-// Menu items named by title: prompts need their answer, panels take a path, disabled items and
-// misplaced answers are refused without doing anything.
-TEST(MenuBarController, MenuItemsByTitleAnswerPromptsAndPanels) {
-    CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
+    // Menu items named by title: prompts need their answer, panels take a path, disabled items
+    // and misplaced answers are refused without doing anything.
     MenuCommandRunner runner(controller);
     auto run = [&](std::string item, std::optional<std::string> answer = std::nullopt,
                    std::optional<std::string> path = std::nullopt) {
@@ -383,14 +223,95 @@ TEST(MenuBarController, MenuItemsByTitleAnswerPromptsAndPanels) {
               std::string::npos);
 }
 
-TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
+TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
+    const std::map<int, std::string> shown = {{1, "A"}, {4, "Strings"}, {8, "Horn"}};
+    EXPECT_EQ(chooseDirectNavigationRow({}, shown), std::nullopt);
+    EXPECT_EQ(chooseDirectNavigationRow({8, 4}, shown), 4);
+    EXPECT_EQ(chooseDirectNavigationRow({6, 8}, shown), 8);  // 6 is hidden in a stack
+    EXPECT_EQ(chooseDirectNavigationRow({7, 6}, shown), 6);  // none shown: the lowest says why
+}
+
+TEST(MenuBarController, TheIPadLearnsABankForTheSelectedTrackAndSelectsTheTrackOfABank) {
     CoordinatorRig rig;
     rig.writeProfile("Song.json");
     MenuBarController& controller = rig.start();
+    const BankLearnRequest learn{"B-L", "Legato", "Strings", {}, {}, {}, {}};
+    controller.handleLinkRequest(LinkRequest{kIPad, learn});
+    EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
+
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    controller.handleLinkRequest(LinkRequest{kIPad, learn});
+    const auto learned = controller.mappingStore().bankMapping(2);
+    ASSERT_TRUE(learned.has_value());
+    EXPECT_EQ(learned->bankUUID, "B-L");
+    EXPECT_EQ(learned->trackName, "Bass");
+    EXPECT_EQ(learned->sectionName, "Strings");
+    // Saved at once: a fresh read of the file has it.
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").oscBankFocusMappingsByTrackIndex.count(2), 1u);
+
+    mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
+    mapBank(controller.mappingStore(), 5, "Choir", "B-1", "Legato");
+    controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-2", "B-9", {}}});
+    rig.scheduler.advance(0.1);
+    EXPECT_EQ(rig.logged("Direct navigation").back(),
+              "Direct navigation failed: No Logic track is mapped to bank B-9. requestID=R-2 "
+              "bank=B-9");
+
+    controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-3", "B-1", {}}});
+    rig.scheduler.advance(2.0);
+    EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{4}));
+    EXPECT_EQ(rig.logged("Direct navigation").back(),
+              "Direct navigation confirmed: Logic's normal selection observer confirmed the mapped "
+              "track. requestID=R-3 -> track 4");
+    // Confirmed without any bank focus: the iPad already shows the bank.
+    for (const auto& record : controller.stageRecorder().entries())
+        EXPECT_NE(record.stage, SelectionStage::bankSendAttempted);
+    EXPECT_EQ(controller.router().lastHandledSelection()->index, 4);
+}
+
+TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
+    CoordinatorRig rig;
+    MenuBarController& controller = rig.start();
+    rig.scheduler.advance(3.0);  // the first track-list snapshot
+    RemoteWorkspaceSnapshot workspace;
+    workspace.sections = {
+        {"Main",
+         {{"B-BASS", "Bass", {}, {}, "", 0, {}, {}}, {"B-STR", "Strings", {}, {}, "", 0, {}, {}}}}};
+    controller.workspaceStore().publish(workspace);
+    rig.scheduler.advance(0.1);
+
+    controller.perform(MenuCommand::addAllLogicTracksAndAutoAssign);
+    rig.scheduler.advance(0.1);
+    for (int row = 1; row <= 5; ++row)
+        EXPECT_TRUE(controller.mappingStore().midiMapping(row).has_value()) << row;
+    EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS");
+    EXPECT_EQ(controller.mappingStore().bankMapping(4)->bankUUID, "B-STR");
+    EXPECT_FALSE(controller.mappingStore().bankMapping(1).has_value());
+    EXPECT_TRUE(rig.console.contains("[AutoAssign] Logic tracks added: added=5, snapshotTracks=5"));
+    EXPECT_TRUE(rig.console.contains("[AutoAssign] Auto Assign completed: linked=2"));
+}
+
+// With "Song.json" beside it, the profile is restored at start, a click sends its PC, and Logic's
+// Delete key and Undo menu repair and restore the mappings.
+TEST(MenuBarController, AProjectsOwnProfileSendsClicksAndFollowsLogicsDeleteAndUndo) {
+    CoordinatorRig rig;
+    rig.writeProfile("Song.json");
+    MenuBarController& controller = rig.start();
+    EXPECT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
     rig.scheduler.advance(3.0);
     EXPECT_TRUE(rig.loggedWith("Post-load structural baseline accepted",
                                "5 visible Logic track name(s) after mappings profile load"));
     const MappingProfileSnapshot loaded = controller.mappingStore().snapshot();
+
+    rig.logic.clickTrack(2);
+    rig.scheduler.advance(1.0);
+    ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
+    EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
+    EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
+    // The router and the project tracker saw the same project.
+    EXPECT_EQ(controller.projectTracker().currentProjectKey(), "song");
+    EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped PC=17 ch=3 for track=2"));
 
     rig.logic.clickTrack(1);  // Piano, above the mapped Bass
     rig.scheduler.advance(1.0);
@@ -416,6 +337,11 @@ TEST(MenuBarController, LogicsDeleteKeyAndUndoMenuRepairAndRestoreTheMappings) {
     EXPECT_TRUE(
         rig.loggedWith("Offset repair applied: deletion undo", "via contiguous deletion undo"));
     EXPECT_EQ(controller.mappingStore().snapshot(), loaded);
+
+    // A project change resets the selection state, so the same row is not deduplicated.
+    rig.logic.setProjectName("Other");
+    rig.scheduler.advance(2.5);
+    EXPECT_FALSE(controller.router().lastHandledSelection().has_value());
 }
 
 }  // namespace

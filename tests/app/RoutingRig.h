@@ -12,6 +12,7 @@
 #include "app/StructuralRepairState.h"
 #include "app/TrackSelectionRouter.h"
 #include "mapping/DebugLogStore.h"
+#include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
 #include "midi/MIDIRelay.h"
 #include "osc/OSCCodec.h"
@@ -31,7 +32,7 @@ using SentOSC = std::vector<std::pair<std::string, std::vector<OSCArgument>>>;
 // The iPad as the routing sees it: a settable endpoint.
 class SettablePeerEndpoint final : public PeerEndpointProvider {
   public:
-    std::optional<PeerEndpoint> endpoint;
+    std::optional<PeerEndpoint> endpoint = PeerEndpoint{"127.0.0.1", 53000};
     std::optional<PeerEndpoint> activePeerEndpoint() const override { return endpoint; }
 };
 
@@ -48,16 +49,59 @@ class ScriptedRepairState final : public StructuralRepairState {
     std::optional<int> pendingRepairDelta() const override { return delta; }
 };
 
-// Everything the selection routing talks to, real where it can be: the mapping store on a
-// temporary folder, the event log, the MIDI relay on the in-memory MIDI service, the OSC sender
-// on the simulated UDP transport. Virtual time throughout.
-struct RoutingRig {
+// A mapping store on a temporary folder, with the console and event log it reports to. Virtual
+// time throughout.
+struct StoreRig {
     VirtualScheduler scheduler;
     CapturingConsole console;
-    NotificationCenter center{scheduler.mainQueue()};
     DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
-    TempFolder folder{"tessiva-routing"};
+    TempFolder folder{"tessiva-app"};
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
+
+    StoreRig() { (void)store.open(folder.path()); }
+};
+
+inline void mapPC(MappingStore& store, int row, const std::string& name, std::optional<int> pc,
+                  int channel = 1) {
+    ASSERT_TRUE(
+        store.setMIDIMapping(row, {MappingEventType::programChange, pc, {}, channel, name}).ok());
+}
+inline void mapNote(MappingStore& store, int row, const std::string& name, std::optional<int> note,
+                    int channel = 1) {
+    ASSERT_TRUE(store.setMIDIMapping(row, {MappingEventType::note, {}, note, channel, name}).ok());
+}
+inline void mapBank(MappingStore& store, int row, const std::string& trackName,
+                    const std::string& bankUUID, const std::string& bankName,
+                    std::optional<std::string> groupUUID = std::nullopt,
+                    std::optional<std::string> groupName = std::nullopt) {
+    OSCBankFocusMapping m;
+    m.trackName = trackName;
+    m.bankUUID = bankUUID;
+    m.bankName = bankName;
+    m.groupUUID = std::move(groupUUID);
+    m.groupName = std::move(groupName);
+    ASSERT_TRUE(store.setBankMapping(row, m).ok());
+}
+// A profile file holding one Program Change row.
+inline void writePCProfile(const std::filesystem::path& file, int row, int pc,
+                           const std::string& name = "Track", int channel = 1) {
+    MappingProfileSnapshot snapshot;
+    snapshot.trackIndexToPC = {{row, pc}};
+    snapshot.trackIndexToName = {{row, name}};
+    snapshot.trackIndexToChannel = {{row, channel}};
+    snapshot.trackIndexToEventType = {{row, MappingEventType::programChange}};
+    ASSERT_TRUE(MappingProfileFile::write(file, snapshot).ok());
+}
+
+// What a profile file holds; a missing or unreadable file throws, which fails the test.
+inline MappingProfileSnapshot readProfile(const std::filesystem::path& file) {
+    return MappingProfileFile::read(file).snapshot.value();
+}
+
+// Everything the selection routing talks to, real where it can be: the mapping store, the MIDI
+// relay on the in-memory MIDI service, the OSC sender on the simulated UDP transport.
+struct RoutingRig : StoreRig {
+    NotificationCenter center{scheduler.mainQueue()};
     LearnModeStore learn;
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
@@ -74,35 +118,12 @@ struct RoutingRig {
         kFocusEventSentNotification, [this](const Notification& n) { focusEvents.push_back(n); });
 
     RoutingRig() {
-        (void)store.open(folder.path());
         midi.addDestination("Network Session 1");
         relay.start();
         relay.refreshDestinations();
-        peers.endpoint = PeerEndpoint{"127.0.0.1", 53000};
         scheduler.runUntilIdle();
         log.clear();
         console.clear();
-    }
-
-    void mapPC(int row, const std::string& name, int pc, int channel = 1) {
-        ASSERT_TRUE(
-            store.setMIDIMapping(row, {MappingEventType::programChange, pc, {}, channel, name})
-                .ok());
-    }
-    void mapNote(int row, const std::string& name, int note, int channel = 1) {
-        ASSERT_TRUE(
-            store.setMIDIMapping(row, {MappingEventType::note, {}, note, channel, name}).ok());
-    }
-    void mapBank(int row, const std::string& trackName, const std::string& bankUUID,
-                 const std::string& bankName, std::optional<std::string> groupUUID = std::nullopt,
-                 std::optional<std::string> groupName = std::nullopt) {
-        OSCBankFocusMapping m;
-        m.trackName = trackName;
-        m.bankUUID = bankUUID;
-        m.bankName = bankName;
-        m.groupUUID = std::move(groupUUID);
-        m.groupName = std::move(groupName);
-        ASSERT_TRUE(store.setBankMapping(row, m).ok());
     }
 
     // Delivers a selection as the observer does, then lets queued work run.
@@ -111,6 +132,8 @@ struct RoutingRig {
         scheduler.runUntilIdle();
     }
     void advance(double seconds) { scheduler.advance(seconds); }
+    // Takes the MIDI and OSC sent since the last call: true when there was none.
+    bool sentNothing() { return takeMIDI().size() + takeOSC().size() == 0; }
     // Forgets everything recorded so far.
     void drain() {
         takeStages();

@@ -12,25 +12,31 @@ const std::string kResolvedTail =
     ". OSC delivery is handled by the OSC manager and may be skipped when no iPad peer is "
     "connected.";
 
+// The stages of a selection both dedupe windows let through, then `rest`.
+Lines handled(std::initializer_list<std::string> rest) {
+    Lines lines{"router/accepted", "handler/started"};
+    lines.insert(lines.end(), rest);
+    return lines;
+}
+
 // Row 5 "Bass": Program Change 4 on channel 1 and the bank "Strings"; with Cello, row 9 "Cello"
 // focuses the bank "Low Strings".
 void mapBass(RoutingRig& rig, bool withCello = false) {
-    rig.mapPC(5, "Bass", 4);
-    rig.mapBank(5, "Bass", "B-5", "Strings");
+    mapPC(rig.store, 5, "Bass", 4);
+    mapBank(rig.store, 5, "Bass", "B-5", "Strings");
     if (withCello)
-        rig.mapBank(9, "Cello", "B-9", "Low Strings");
+        mapBank(rig.store, 9, "Cello", "B-9", "Low Strings");
     rig.drain();
 }
 
-TEST(TrackSelectionRouter, RouterAndHandlerWindowsAtTheirBoundaries) {
+TEST(TrackSelectionRouter, RouterAndHandlerWindowsAtTheirBoundariesAndTheBankFocusOnce) {
     RoutingRig rig;
     mapBass(rig);
 
     rig.select(5, "Bass");
     EXPECT_EQ(
         rig.takeStages(),
-        (Lines{"router/accepted", "handler/started",
-               "bank/send-attempted signature=track:5|target:bank:B-5 resolution=mapped-index"}));
+        handled({"bank/send-attempted signature=track:5|target:bank:B-5 resolution=mapped-index"}));
     EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 4}}));
     EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-5", "Bass", "Strings", 5));
     EXPECT_EQ(rig.takeLog(), (Lines{"Bank focus resolved | Track 5 \"Bass\" -> bank \"Strings\" "
@@ -52,176 +58,130 @@ TEST(TrackSelectionRouter, RouterAndHandlerWindowsAtTheirBoundaries) {
     EXPECT_EQ(rig.takeStages(),
               (Lines{"router/accepted", "handler/deduplicated windowMs=4000 ageMs=500"}));
 
-    // 3.999 s after the handled one: still a handler repeat.
-    rig.advance(3.499);
-    rig.select(5, "Bass");
-    EXPECT_EQ(rig.takeStages(),
-              (Lines{"router/accepted", "handler/deduplicated windowMs=4000 ageMs=3999"}));
-    EXPECT_TRUE(rig.takeMIDI().empty());
-    EXPECT_TRUE(rig.takeOSC().empty());
-}
-
-TEST(TrackSelectionRouter, HandledAgainAtFourSecondsWithoutRepeatingTheBankFocus) {
-    RoutingRig rig;
-    mapBass(rig);
-    rig.select(5, "Bass");
-    rig.drain();
-
-    // 4.0 s: handled again. MIDI goes out; the bank focus is the same target, so it does not.
-    rig.advance(4.0);
+    // 4.0 s after the handled one (the repeat at 0.5 s does not count): handled again. MIDI goes
+    // out; the bank focus is the same target, so it does not.
+    rig.advance(3.5);
     rig.select(5, "Bass");
     EXPECT_EQ(
         rig.takeStages(),
-        (Lines{"router/accepted", "handler/started",
-               "bank/deduplicated signature=track:5|target:bank:B-5 resolution=mapped-index"}));
+        handled({"bank/deduplicated signature=track:5|target:bank:B-5 resolution=mapped-index"}));
     EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 4}}));
     EXPECT_TRUE(rig.takeOSC().empty());
     EXPECT_EQ(rig.router.lastSentBankFocusTrackIndex(), 5);
 }
 
 TEST(TrackSelectionRouter, AnotherNameOrEmptyName) {
-    {
-        SCOPED_TRACE("same row, another name within 0.5 s passes both windows");
-        RoutingRig rig;
-        rig.mapPC(7, "", 9);  // no saved name: the name gate does not apply
-        rig.takeStages();
-        rig.select(7, "Pad");
-        rig.advance(0.1);
-        rig.select(7, "Pad 2");
-        const Lines stages = rig.takeStages();
-        EXPECT_EQ(std::count(stages.begin(), stages.end(), "handler/started"), 2);
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 9}, {0xC0, 9}}));
-    }
-    {
-        SCOPED_TRACE("a name of only spaces, or none, is rejected and leaves dedupe alone");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.select(5, "   \n");
-        EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
-        EXPECT_FALSE(rig.router.lastHandledSelection().has_value());
-        rig.advance(0.5);
-        rig.select(5, std::nullopt);
-        EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_TRUE(rig.takeOSC().empty());
-        EXPECT_TRUE(rig.takeLog().empty());
-        // The recorder shows an absent name as "<none>".
-        EXPECT_EQ(rig.stages.last()->name, "<none>");
+    RoutingRig rig;
+    mapBass(rig);
+    mapPC(rig.store, 7, "", 9);  // no saved name: the name gate does not apply
+    rig.takeStages();
+    // The same row with another name within 0.5 s passes both windows.
+    rig.select(7, "Pad");
+    rig.advance(0.1);
+    rig.select(7, "Pad 2");
+    const Lines stages = rig.takeStages();
+    EXPECT_EQ(std::count(stages.begin(), stages.end(), "handler/started"), 2);
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 9}, {0xC0, 9}}));
+    rig.takeLog();
 
-        rig.advance(0.1);
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages()[1], "handler/started");
-    }
+    // A name of only spaces, or none, is rejected and leaves dedupe alone.
+    rig.select(5, "   \n");
+    EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
+    EXPECT_EQ(rig.router.lastHandledSelection(), (TrackSelection{7, "Pad 2"}));
+    rig.advance(0.5);
+    rig.select(5, std::nullopt);
+    EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
+    EXPECT_TRUE(rig.sentNothing());
+    EXPECT_TRUE(rig.takeLog().empty());
+    // The recorder shows an absent name as "<none>".
+    EXPECT_EQ(rig.stages.last()->name, "<none>");
 }
 
 TEST(TrackSelectionRouter, NameGateHoldsMIDIAndTriesTheUniqueName) {
-    {
-        SCOPED_TRACE("a unique saved name elsewhere: its bank goes out, MIDI does not");
-        RoutingRig rig;
-        mapBass(rig, true);
-        rig.select(5, " Cello ");
-        EXPECT_EQ(
-            rig.takeStages(),
-            (Lines{"router/accepted", "handler/started",
-                   "bank/send-attempted signature=track:5|target:bank:B-9 "
-                   "resolution=unique-name:mapped-track-9",
-                   "handler/blocked-name-mismatch expected=Bass actual=Cello bankFallback=sent"}));
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-9", "Cello", "Low Strings", 5));
-        auto log = rig.takeLog();
-        ASSERT_EQ(log.size(), 2u);
-        EXPECT_EQ(log[1],
-                  "Mapped output paused | Track 5 \"Cello\" still does not match saved mapping "
-                  "name \"Bass\" after offset repair. The uniquely matched iPad bank/group focus "
-                  "was sent, but MIDI output was not sent to avoid triggering the wrong mapping.");
-    }
-    {
-        // Row 5 only focuses a bank, learned from the iPad for "Bass": the gate guards it too.
-        SCOPED_TRACE("an ambiguous name: nothing goes out");
-        RoutingRig rig;
-        rig.mapBank(5, "Bass", "B-5", "Strings");
-        rig.mapBank(9, "Cello", "B-9", "Low Strings");
-        rig.mapBank(10, "Cello", "B-10", "Cellos");
-        rig.takeLog();
-        rig.select(5, "Cello");
-        EXPECT_EQ(rig.takeStages(),
-                  (Lines{"router/accepted", "handler/started",
-                         "bank/name-fallback-rejected reason=non-unique-name-or-target",
-                         "handler/blocked-name-mismatch expected=Bass actual=Cello "
-                         "bankFallback=not-sent"}));
-        EXPECT_TRUE(rig.takeOSC().empty());
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_EQ(
-            rig.takeLog(),
-            (Lines{"Mapped output paused | Track 5 \"Cello\" still does not match saved "
-                   "mapping name \"Bass\" after offset repair. Bank focus was ambiguous, so "
-                   "it and MIDI output was not sent to avoid triggering the wrong mapping."}));
-        // The track itself still focuses its bank.
-        rig.select(5, "bass");
-        EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-5", "bass", "Strings", 5));
-    }
+    RoutingRig rig;
+    mapBass(rig, true);
+    // A unique saved name elsewhere: its bank goes out, MIDI does not.
+    rig.select(5, " Cello ");
+    EXPECT_EQ(
+        rig.takeStages(),
+        handled({"bank/send-attempted signature=track:5|target:bank:B-9 "
+                 "resolution=unique-name:mapped-track-9",
+                 "handler/blocked-name-mismatch expected=Bass actual=Cello bankFallback=sent"}));
+    EXPECT_TRUE(rig.takeMIDI().empty());
+    EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-9", "Cello", "Low Strings", 5));
+    auto log = rig.takeLog();
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[1],
+              "Mapped output paused | Track 5 \"Cello\" still does not match saved mapping "
+              "name \"Bass\" after offset repair. The uniquely matched iPad bank/group focus "
+              "was sent, but MIDI output was not sent to avoid triggering the wrong mapping.");
+
+    // An ambiguous name: nothing goes out. Row 5 now only focuses a bank, learned from the iPad
+    // for "Bass": the gate guards it too.
+    rig.store.clearMIDIMapping(5);
+    mapBank(rig.store, 10, "Cello", "B-10", "Cellos");
+    rig.takeLog();
+    rig.select(5, "Cello");
+    EXPECT_EQ(rig.takeStages(),
+              handled({"bank/name-fallback-rejected reason=non-unique-name-or-target",
+                       "handler/blocked-name-mismatch expected=Bass actual=Cello "
+                       "bankFallback=not-sent"}));
+    EXPECT_TRUE(rig.sentNothing());
+    EXPECT_EQ(rig.takeLog(),
+              (Lines{"Mapped output paused | Track 5 \"Cello\" still does not match saved "
+                     "mapping name \"Bass\" after offset repair. Bank focus was ambiguous, so "
+                     "it and MIDI output was not sent to avoid triggering the wrong mapping."}));
+    // The track itself still focuses its bank.
+    rig.select(5, "bass");
+    EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-5", "bass", "Strings", 5));
 }
 
 TEST(TrackSelectionRouter, ProjectGateSendsNothing) {
-    {
-        SCOPED_TRACE("another project's profile");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.projectKeys.set(std::string("song-a"), std::string("song-b"));
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages(),
-                  (Lines{"router/accepted", "handler/started",
-                         "handler/blocked-project-mismatch project=song-a loadedKey=song-b"}));
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Mapped output blocked | Track 5 \"Bass\" belongs to Logic project "
-                         "song-a, but loaded mappings profile key is song-b. Load/save mappings "
-                         "for the current project before sending MIDI or OSC bank focus."}));
-        EXPECT_TRUE(rig.console.contains("[MenuBar] Mapped output blocked: Track 5 \"Bass\""));
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_TRUE(rig.takeOSC().empty());
-    }
-    {
-        SCOPED_TRACE("unknown project, no loaded key");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.projectKeys.set(std::nullopt, std::string("song"));
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages().back(),
-                  "handler/blocked-project-mismatch project=<unknown> loadedKey=song");
-        rig.projectKeys.set(std::string("song"), std::nullopt);
-        rig.advance(4.0);
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages().back(),
-                  "handler/blocked-project-mismatch project=song loadedKey=<none>");
-        EXPECT_TRUE(rig.takeOSC().empty());
-    }
-    {
-        SCOPED_TRACE("name mismatch in another project: the fallback refuses too");
-        RoutingRig rig;
-        mapBass(rig, true);
-        rig.projectKeys.set(std::string("song-a"), std::string("song-b"));
-        rig.select(5, "Cello");
-        EXPECT_EQ(rig.takeStages(),
-                  (Lines{"router/accepted", "handler/started",
-                         "bank/name-fallback-rejected reason=project-mismatch",
-                         "handler/blocked-name-mismatch expected=Bass actual=Cello "
-                         "bankFallback=not-sent"}));
-        EXPECT_TRUE(rig.takeOSC().empty());
-    }
+    RoutingRig rig;
+    mapBass(rig, true);
+    rig.projectKeys.set(std::string("song-a"), std::string("song-b"));
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages(),
+              handled({"handler/blocked-project-mismatch project=song-a loadedKey=song-b"}));
+    EXPECT_EQ(rig.takeLog(),
+              (Lines{"Mapped output blocked | Track 5 \"Bass\" belongs to Logic project "
+                     "song-a, but loaded mappings profile key is song-b. Load/save mappings "
+                     "for the current project before sending MIDI or OSC bank focus."}));
+    EXPECT_TRUE(rig.console.contains("[MenuBar] Mapped output blocked: Track 5 \"Bass\""));
+    EXPECT_TRUE(rig.sentNothing());
+
+    // A name mismatch in another project: the fallback refuses too.
+    rig.select(5, "Cello");
+    EXPECT_EQ(rig.takeStages(), handled({"bank/name-fallback-rejected reason=project-mismatch",
+                                         "handler/blocked-name-mismatch expected=Bass actual=Cello "
+                                         "bankFallback=not-sent"}));
+    EXPECT_TRUE(rig.takeOSC().empty());
+
+    // An unknown project, or no loaded key.
+    rig.projectKeys.set(std::nullopt, std::string("song"));
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages().back(),
+              "handler/blocked-project-mismatch project=<unknown> loadedKey=song");
+    rig.projectKeys.set(std::string("song"), std::nullopt);
+    rig.advance(4.0);
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages().back(),
+              "handler/blocked-project-mismatch project=song loadedKey=<none>");
+    EXPECT_TRUE(rig.sentNothing());
 }
 
 TEST(TrackSelectionRouter, PendingStructuralRepairHoldsMIDI) {
     RoutingRig rig;
     mapBass(rig, true);
-    rig.router.updateTrackSnapshot(RowMap{{5, "Bass"}, {6, "Cello"}});
+    const RowMap names{{5, "Bass"}, {6, "Cello"}};
+    rig.router.updateTrackSnapshot(names);
     rig.repair.delta = -1;
 
     rig.select(6, "Cello");
     EXPECT_EQ(rig.takeStages(),
-              (Lines{"router/accepted", "handler/started",
-                     "bank/send-attempted "
-                     "signature=track:6|target:bank:B-9 resolution=unique-name:mapped-track-9",
-                     "handler/blocked-structural-repair delta=-1"}));
+              handled({"bank/send-attempted "
+                       "signature=track:6|target:bank:B-9 resolution=unique-name:mapped-track-9",
+                       "handler/blocked-structural-repair delta=-1"}));
     EXPECT_TRUE(rig.takeMIDI().empty());
     EXPECT_EQ(rig.takeOSC(), bankFocus("bank", "B-9", "Cello", "Low Strings", 6));
     auto log = rig.takeLog();
@@ -236,15 +196,12 @@ TEST(TrackSelectionRouter, PendingStructuralRepairHoldsMIDI) {
               "through saved mapping row 9 while structural repair remained active. MIDI stayed "
               "blocked.");
     // Structural repair heard of the selection with the latest names.
-    ASSERT_EQ(rig.repair.noted.size(), 1u);
-    EXPECT_EQ(rig.repair.noted[0].first, (TrackSelection{6, "Cello"}));
-    EXPECT_EQ(rig.repair.noted[0].second, (RowMap{{5, "Bass"}, {6, "Cello"}}));
+    EXPECT_EQ(rig.repair.noted, (decltype(rig.repair.noted){{{6, "Cello"}, names}}));
 
     // A row whose name matches no saved bank mapping: nothing at all.
     rig.select(7, "Flute");
     EXPECT_EQ(rig.takeStages().back(), "handler/blocked-structural-repair delta=-1");
-    EXPECT_TRUE(rig.takeOSC().empty());
-    EXPECT_TRUE(rig.takeMIDI().empty());
+    EXPECT_TRUE(rig.sentNothing());
     EXPECT_EQ(rig.takeLog()[0],
               "Mapped output paused | A structural mapping repair is still pending (delta=-1). "
               "Bank focus was ambiguous, so it and MIDI output was not sent until the changed "
@@ -260,9 +217,8 @@ TEST(TrackSelectionRouter, BankFocusSignatureAndMissingPeer) {
     rig.select(5, "Bass");
     EXPECT_EQ(
         rig.takeStages(),
-        (Lines{"router/accepted", "handler/started",
-               "bank/send-attempted signature=track:5|target:bank:B-5 resolution=mapped-index",
-               "bank/send-skipped-no-peer signature-not-committed resolution=mapped-index"}));
+        handled({"bank/send-attempted signature=track:5|target:bank:B-5 resolution=mapped-index",
+                 "bank/send-skipped-no-peer signature-not-committed resolution=mapped-index"}));
     EXPECT_EQ(rig.takeLog(),
               (Lines{"OSC bank focus skipped | No discovered Tessiva peer is currently available. "
                      "bank=Strings uuid=B-5",
@@ -283,8 +239,8 @@ TEST(TrackSelectionRouter, BankFocusSignatureAndMissingPeer) {
     EXPECT_EQ(rig.router.lastSentBankFocusSignature(), "track:5|target:bank:B-5");
 
     // A group target, and a row without a mapping of its own that resolves by name.
-    rig.mapBank(6, "Horns", "B-6", "Brass", std::string("G-1"), std::string("Shorts"));
-    rig.mapPC(6, "Horns", 1);
+    mapBank(rig.store, 6, "Horns", "B-6", "Brass", std::string("G-1"), std::string("Shorts"));
+    mapPC(rig.store, 6, "Horns", 1);
     rig.select(6, "Horns");
     EXPECT_EQ(rig.takeOSC(), bankFocus("group", "G-1", "Horns", "Shorts", 6));
     EXPECT_EQ(rig.router.lastSentBankFocusSignature(), "track:6|target:group:G-1");
@@ -292,82 +248,60 @@ TEST(TrackSelectionRouter, BankFocusSignatureAndMissingPeer) {
     rig.takeStages();
     rig.select(12, "Oboe");
     EXPECT_EQ(rig.takeStages(),
-              (Lines{"router/accepted", "handler/started", "bank/no-mapping",
-                     "bank/name-fallback-rejected reason=non-unique-name-or-target"}));
+              handled({"bank/no-mapping",
+                       "bank/name-fallback-rejected reason=non-unique-name-or-target"}));
     rig.select(13, "Horns");
-    EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/started", "bank/no-mapping",
-                                       "bank/send-attempted signature=track:13|target:group:G-1 "
-                                       "resolution=unique-name:mapped-track-6"}));
+    EXPECT_EQ(rig.takeStages(), handled({"bank/no-mapping",
+                                         "bank/send-attempted signature=track:13|target:group:G-1 "
+                                         "resolution=unique-name:mapped-track-6"}));
 }
 
-TEST(TrackSelectionRouter, LearnCapturesAndOffModeIgnoresUnmappedRows) {
-    {
-        SCOPED_TRACE("off: an unmapped row is logged and sends nothing");
-        RoutingRig rig;
-        rig.select(12, "Flute");
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Off mode: ignoring unmapped track | track=12 name=Flute"}));
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_FALSE(rig.store.midiMapping(12).has_value());
-    }
-    {
-        SCOPED_TRACE("learn: a new row gets the defaults, is saved and sends at once");
-        RoutingRig rig;
-        rig.learn.setMode(LearnMode::learn);
-        rig.router.setAddTracksModeActive(true);
-        rig.select(12, "Flute");
-        const auto mapping = rig.store.midiMapping(12);
-        ASSERT_TRUE(mapping.has_value());
-        EXPECT_EQ(mapping->trackName, "Flute");
-        EXPECT_EQ(mapping->programChange, 11);
-        EXPECT_EQ(mapping->channel, 1);
-        EXPECT_EQ(mapping->eventType, MappingEventType::programChange);
-        EXPECT_TRUE(rig.console.contains("[MenuBar] Learn: captured track=12 name=Flute"));
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 11}}));
-        auto log = rig.takeLog();
-        EXPECT_NE(std::find(log.begin(), log.end(),
-                            "New mapping captured | Track 12 \"Flute\" was added while Add Tracks "
-                            "was active."),
-                  log.end());
-
-        // The store was saved: a fresh store opened on the same folder sees the row.
-        MappingStore reopened{
-            {rig.scheduler.mainQueue(), rig.scheduler.clock(), rig.console, rig.log}};
-        (void)reopened.open(rig.folder.path());
-        ASSERT_TRUE(reopened.midiMapping(12).has_value());
-        EXPECT_EQ(reopened.midiMapping(12)->trackName, "Flute");
-    }
-    {
-        SCOPED_TRACE("learn on a mapped row keeps its values; the Add Tracks note is for new rows");
-        RoutingRig rig;
-        rig.mapNote(3, "", 60, 2);
-        rig.learn.setMode(LearnMode::learn);
-        rig.router.setAddTracksModeActive(true);
-        rig.takeLog();
-        rig.select(3, "Keys");
-        EXPECT_EQ(rig.store.midiMapping(3)->trackName, "Keys");
-        EXPECT_EQ(rig.store.midiMapping(3)->note, 60);
-        for (const auto& line : rig.takeLog())
-            EXPECT_EQ(line.find("New mapping captured"), std::string::npos);
-        EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(1), 0);
-        EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(0), 0);
-        EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(500), 127);
-    }
-}
-
-TEST(TrackSelectionRouter, MappedNoteIsReleasedAfterItsLength) {
+TEST(TrackSelectionRouter, OffModeIgnoresUnmappedRowsLearnCapturesThemAndNotesAreReleased) {
     RoutingRig rig;
-    rig.mapNote(3, "Keys", 60, 2);
+    mapNote(rig.store, 3, "", 60, 2);
+    rig.takeLog();
+    // Off: an unmapped row is logged and sends nothing.
+    rig.select(12, "Flute");
+    EXPECT_EQ(rig.takeLog(), (Lines{"Off mode: ignoring unmapped track | track=12 name=Flute"}));
+    EXPECT_TRUE(rig.takeMIDI().empty());
+    EXPECT_FALSE(rig.store.midiMapping(12).has_value());
+
+    // Learn: a new row gets the defaults, is saved and sends at once.
+    rig.learn.setMode(LearnMode::learn);
+    rig.router.setAddTracksModeActive(true);
+    rig.advance(4.0);
+    rig.select(12, "Flute");
+    const MIDIMapping learned{MappingEventType::programChange, 11, {}, 1, "Flute"};
+    EXPECT_EQ(rig.store.midiMapping(12), learned);
+    EXPECT_TRUE(rig.console.contains("[MenuBar] Learn: captured track=12 name=Flute"));
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 11}}));
+    auto log = rig.takeLog();
+    EXPECT_NE(std::find(log.begin(), log.end(),
+                        "New mapping captured | Track 12 \"Flute\" was added while Add Tracks "
+                        "was active."),
+              log.end());
+    // The store was saved: its file has the row.
+    EXPECT_EQ(readProfile(rig.store.fileURL()).trackIndexToName.at(12), "Flute");
+
+    // Learn on a mapped row keeps its values and plays them; the Add Tracks note is for new rows.
     rig.select(3, "Keys");
+    EXPECT_EQ(rig.store.midiMapping(3), (MIDIMapping{MappingEventType::note, {}, 60, 2, "Keys"}));
+    for (const auto& line : rig.takeLog())
+        EXPECT_EQ(line.find("New mapping captured"), std::string::npos);
+    EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(1), 0);
+    EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(0), 0);
+    EXPECT_EQ(TrackSelectionRouter::learnedProgramChange(500), 127);
+
+    // A mapped note is released after its length.
     EXPECT_EQ(rig.takeMIDI(), (Bytes{{0x91, 60, 100}}));
     EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped NOTE=60 ch=2 for track=3"));
     rig.advance(0.099);
     EXPECT_TRUE(rig.takeMIDI().empty());
     rig.advance(0.001);
     EXPECT_EQ(rig.takeMIDI(), (Bytes{{0x81, 60, 0}}));
-    ASSERT_EQ(rig.focusEvents.size(), 1u);
-    EXPECT_EQ(rig.focusEvents[0].userInfo.string("eventType"), "note");
-    EXPECT_EQ(rig.focusEvents[0].userInfo.integer("value"), 60);
+    ASSERT_EQ(rig.focusEvents.size(), 2u);
+    EXPECT_EQ(rig.focusEvents[1].userInfo.string("eventType"), "note");
+    EXPECT_EQ(rig.focusEvents[1].userInfo.integer("value"), 60);
 }
 
 TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
@@ -375,7 +309,7 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
         SCOPED_TRACE("confirmed by the observer, then its echo is swallowed for 0.75 s");
         RoutingRig rig;
         mapBass(rig);
-        rig.mapPC(6, "Cello", 2);
+        mapPC(rig.store, 6, "Cello", 2);
         rig.select(5, "Bass");  // a bank focus that the navigation will make stale
         rig.drain();
         rig.advance(5.0);
@@ -415,7 +349,9 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
         EXPECT_EQ(rig.router.directNavigationEchoSuppressionDeadline(), 0);
     }
     {
-        SCOPED_TRACE("no confirmation within the time-out fails it; a late report routes");
+        SCOPED_TRACE(
+            "no confirmation within the time-out fails it; a late report routes; a newer "
+            "request supersedes");
         RoutingRig rig;
         mapBass(rig);
         rig.router.beginDirectNavigation({"REQ-2", "B-5", std::nullopt}, 5, std::string("Bass"));
@@ -431,10 +367,9 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
         EXPECT_EQ(osc[0].second[2], OSCArgument::string("failure"));
         rig.select(5, "Bass");
         EXPECT_EQ(rig.takeStages()[1], "handler/started");
-    }
-    {
-        SCOPED_TRACE("a newer request supersedes; the old time-out is stale");
-        RoutingRig rig;
+
+        // A newer request supersedes; the old time-out is stale.
+        rig.drain();
         rig.router.beginDirectNavigation({"A", "B-1", std::nullopt}, 1, std::nullopt);
         rig.advance(2.0);
         rig.router.beginDirectNavigation({"B", "B-2", std::nullopt}, 2, std::nullopt);
@@ -447,50 +382,41 @@ TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
 }
 
 TEST(TrackSelectionRouter, ResetAndPlayMapping) {
-    {
-        SCOPED_TRACE("a project change forgets dedupe and the last bank focus");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.select(5, "Bass");
-        rig.drain();
-        rig.router.resetSelectionState("Logic project changed");
-        EXPECT_FALSE(rig.router.lastLogicSelection().has_value());
-        EXPECT_FALSE(rig.router.lastHandledSelection().has_value());
-        EXPECT_FALSE(rig.router.lastSentBankFocusSignature().has_value());
-        EXPECT_FALSE(rig.router.lastSentBankFocusTrackIndex().has_value());
-        EXPECT_EQ(rig.takeLog(), (Lines{"Selection state reset | Logic project changed"}));
-        rig.select(5, "Bass");  // at once: neither dedupe applies, the focus goes out again
-        EXPECT_EQ(rig.takeStages()[1], "handler/started");
-        EXPECT_EQ(rig.takeOSC().size(), 1u);
-        EXPECT_EQ(rig.takeMIDI().size(), 1u);
-    }
-    {
-        SCOPED_TRACE("play mapping sends without gates and says why it cannot");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.mapNote(3, "Keys", 60, 16);
-        ASSERT_TRUE(
-            rig.store.setMIDIMapping(8, {MappingEventType::programChange, {}, {}, 1, "Empty"})
-                .ok());
-        ASSERT_TRUE(rig.store.setMIDIMapping(9, {MappingEventType::note, {}, {}, 1, ""}).ok());
-        rig.projectKeys.set(std::string("a"), std::string("b"));
-        rig.takeLog();
+    RoutingRig rig;
+    mapBass(rig);
+    rig.select(5, "Bass");
+    rig.drain();
+    // A project change forgets dedupe and the last bank focus.
+    rig.router.resetSelectionState("Logic project changed");
+    EXPECT_FALSE(rig.router.lastLogicSelection().has_value());
+    EXPECT_FALSE(rig.router.lastHandledSelection().has_value());
+    EXPECT_FALSE(rig.router.lastSentBankFocusSignature().has_value());
+    EXPECT_FALSE(rig.router.lastSentBankFocusTrackIndex().has_value());
+    EXPECT_EQ(rig.takeLog(), (Lines{"Selection state reset | Logic project changed"}));
+    rig.select(5, "Bass");  // at once: neither dedupe applies, the focus goes out again
+    EXPECT_EQ(rig.takeStages()[1], "handler/started");
+    EXPECT_EQ(rig.takeOSC().size(), 1u);
+    EXPECT_EQ(rig.takeMIDI().size(), 1u);
 
-        rig.router.playMapping(5);
-        rig.router.playMapping(3);
-        rig.router.playMapping(8);
-        rig.router.playMapping(9);
-        rig.router.playMapping(40);
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Played mapping (PC) | track=5 PC=4 ch=1",
-                         "Played mapping (Note) | track=3 NOTE=60 ch=16",
-                         "Play mapping skipped | No Program Change value for track",
-                         "Play mapping skipped | No Note value for track",
-                         "Play mapping skipped | No Program Change value for track"}));
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 4}, {0x9F, 60, 100}}));
-        EXPECT_TRUE(rig.takeOSC().empty());
-        EXPECT_EQ(rig.focusEvents.size(), 2u);
-    }
+    // Play mapping sends without gates and says why it cannot.
+    mapNote(rig.store, 3, "Keys", 60, 16);
+    mapPC(rig.store, 8, "Empty", std::nullopt);
+    mapNote(rig.store, 9, "", std::nullopt);
+    rig.projectKeys.set(std::string("a"), std::string("b"));
+    rig.takeLog();
+    rig.router.playMapping(5);
+    rig.router.playMapping(3);
+    rig.router.playMapping(8);
+    rig.router.playMapping(9);
+    rig.router.playMapping(40);
+    EXPECT_EQ(rig.takeLog(), (Lines{"Played mapping (PC) | track=5 PC=4 ch=1",
+                                    "Played mapping (Note) | track=3 NOTE=60 ch=16",
+                                    "Play mapping skipped | No Program Change value for track",
+                                    "Play mapping skipped | No Note value for track",
+                                    "Play mapping skipped | No Program Change value for track"}));
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 4}, {0x9F, 60, 100}}));
+    EXPECT_TRUE(rig.takeOSC().empty());
+    EXPECT_EQ(rig.focusEvents.size(), 4u);  // two selections, two plays
 }
 
 }  // namespace
