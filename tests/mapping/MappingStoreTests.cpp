@@ -265,8 +265,10 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         ASSERT_TRUE(writeFileAtomically(folder / kDefaultProfileFileName, "[]").ok());
         StoreHarness again;
         again.store.open(folder.path());
-        EXPECT_TRUE(fs::exists(aside));
         EXPECT_EQ(readWholeFile(aside).value(), broken);
+        fs::path second = aside;
+        second.replace_filename(aside.stem().string() + "-2.json");
+        EXPECT_EQ(readWholeFile(second).value_or(""), "[]");
     }
 }
 
