@@ -135,6 +135,17 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     EXPECT_TRUE(reader->take(3, 0.0).empty());
     EXPECT_FALSE(console.contains("failed"));
 
+    SCOPED_TRACE("a client whose own connection carries a virtual source still lists them");
+    auto lister = midi.createClient("Lister");
+    ASSERT_TRUE(lister.ok()) << lister.description;
+    auto source = lister.object->createVirtualSource("Out");
+    ASSERT_TRUE(source.ok()) << source.description;
+    std::vector<std::string> listed;
+    for (const auto& destination : lister.object->destinations())
+        listed.push_back(destination.name);
+    EXPECT_NE(std::find(listed.begin(), listed.end(), "Studio:Network Session 1"), listed.end())
+        << testing::PrintToString(listed);
+
     SCOPED_TRACE("the session goes away: the relay falls back and says so");
     reader.reset();
     auto other = openReader("Synth", {"Keys In"});
