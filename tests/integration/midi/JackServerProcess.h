@@ -1,9 +1,11 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
+
+#include "runtime/ChildProcess.h"
 
 namespace tessiva::test {
 
@@ -15,24 +17,19 @@ enum class JackServerMode { synchronous, asynchronous };
 // A private JACK server for one test or benchmark run: `jackd [-S] --no-realtime -n <unique
 // name> -d dummy -r 48000 -p 256`, with JACK_DEFAULT_SERVER pointing at it so every client of this
 // process opens on it. Start waits, with a bound, until the server accepts clients; the
-// destructor terminates it and waits for it (killing it if it lingers).
+// destructor terminates it and waits for it.
 class JackServerProcess {
   public:
-    // nullptr with `error` set when jackd could not be started or never accepted a client.
+    // nullptr with `error` set when jackd never accepted a client.
     static std::unique_ptr<JackServerProcess> start(
         std::string& error, JackServerMode mode = JackServerMode::synchronous,
         double timeoutSeconds = 10.0);
-    ~JackServerProcess();
-    JackServerProcess(const JackServerProcess&) = delete;
-    JackServerProcess& operator=(const JackServerProcess&) = delete;
-
-    const std::string& name() const { return name_; }
 
   private:
-    JackServerProcess(pid_t pid, std::string name, std::string logPath);
-    pid_t pid_;
-    std::string name_;
-    std::string logPath_;
+    explicit JackServerProcess(std::vector<std::string> arguments);
+    std::mutex mutex_;
+    std::string log_;
+    ChildProcess process_;  // last: its reader thread writes the log
 };
 
 }  // namespace tessiva::test
