@@ -24,13 +24,8 @@ struct JackMIDIReader::Client {
     }
 };
 
-JackMIDIReader::JackMIDIReader() : client_(std::make_unique<Client>()), ring_(kRingCapacity) {}
-
-JackMIDIReader::~JackMIDIReader() {
-    // Stop the process callback before the state it reads goes away.
-    if (client_->client)
-        jack_deactivate(client_->client);
-}
+JackMIDIReader::JackMIDIReader() : ring_(kRingCapacity), client_(std::make_unique<Client>()) {}
+JackMIDIReader::~JackMIDIReader() = default;
 
 std::unique_ptr<JackMIDIReader> JackMIDIReader::open(const std::string& clientName,
                                                      const std::vector<std::string>& portNames,
@@ -90,24 +85,9 @@ int JackMIDIReader::process(std::uint32_t frames, void* self) {
     return 0;
 }
 
-std::vector<std::string> JackMIDIReader::midiSourcePorts() const {
-    std::vector<std::string> names;
-    const char** ports =
-        jack_get_ports(client_->client, nullptr, JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput);
-    if (!ports)
-        return names;
-    for (const char** port = ports; *port; ++port)
-        names.emplace_back(*port);
-    jack_free(ports);
-    return names;
-}
-
-std::string JackMIDIReader::portFullName(int port) const {
-    return jack_port_name(client_->ports.at(static_cast<std::size_t>(port)));
-}
-
 bool JackMIDIReader::connectFrom(const std::string& sourcePort, int port) {
-    return jack_connect(client_->client, sourcePort.c_str(), portFullName(port).c_str()) == 0;
+    return jack_connect(client_->client, sourcePort.c_str(),
+                        jack_port_name(client_->ports.at(static_cast<std::size_t>(port)))) == 0;
 }
 
 bool JackMIDIReader::waitForCycles(int cycles, double timeoutSeconds) {

@@ -30,9 +30,7 @@ class JackMIDIReader {
     JackMIDIReader(const JackMIDIReader&) = delete;
     JackMIDIReader& operator=(const JackMIDIReader&) = delete;
 
-    // Full names ("client:port") of the MIDI ports other clients offer for reading.
-    std::vector<std::string> midiSourcePorts() const;
-    std::string portFullName(int port) const;
+    // Connects another client's output ("client:port") to input `port` of this reader.
     bool connectFrom(const std::string& sourcePort, int port);
     // Waits (bounded) until `cycles` more process cycles ran, so that a new connection is live.
     bool waitForCycles(int cycles, double timeoutSeconds);
@@ -45,12 +43,12 @@ class JackMIDIReader {
     JackMIDIReader();
     static int process(std::uint32_t frames, void* self);
 
-    std::unique_ptr<Client> client_;
     std::vector<Event> ring_;
     std::atomic<std::size_t> written_{0};
     std::atomic<std::size_t> read_{0};
     std::atomic<std::uint64_t> cycles_{0};
     std::atomic<std::size_t> dropped_{0};
+    std::unique_ptr<Client> client_;  // last: it stops the process callback before the rest goes
 };
 
 }  // namespace tessiva::test

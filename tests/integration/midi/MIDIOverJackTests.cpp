@@ -21,6 +21,20 @@
 namespace tessiva {
 namespace {
 
+using Received = std::vector<std::vector<int>>;
+
+// Each event as its reader port followed by its bytes.
+Received portsAndBytes(const std::vector<test::JackMIDIReader::Event>& events) {
+    Received all;
+    for (const auto& event : events) {
+        all.push_back(event.data());
+        all.back().insert(all.back().begin(), event.port);
+    }
+    return all;
+}
+
+constexpr const char* kVirtualSource = "Tessiva Focus Virtual MIDI:Tessiva MIDI";
+
 // The relay and the mirror on real MIDI ports: a private JACK server, the RtMidi backend choosing
 // JACK on its own because a server runs, and a separate JACK client standing in for Logic.
 class MIDIOverJack : public ::testing::Test {
@@ -60,12 +74,7 @@ TEST_F(MIDIOverJack, TheVirtualSourceIsSeenByNameAndCarriesExactlyTheMirroredByt
     ASSERT_TRUE(bridge.start()) << testing::PrintToString(console.lines());
     auto reader = openReader("Logic stand-in", {"record"});
     ASSERT_TRUE(reader);
-
-    const auto sources = reader->midiSourcePorts();
-    const std::string expected = "Tessiva Focus Virtual MIDI:Tessiva MIDI";
-    ASSERT_NE(std::find(sources.begin(), sources.end(), expected), sources.end())
-        << testing::PrintToString(sources);
-    ASSERT_TRUE(reader->connectFrom(expected, 0));
+    ASSERT_TRUE(reader->connectFrom(kVirtualSource, 0)) << "no JACK source " << kVirtualSource;
     ASSERT_TRUE(reader->waitForCycles(3, 5.0));
 
     SCOPED_TRACE("a sequence of datagrams, decoded and sent on the mirrored-MIDI queue");
@@ -90,16 +99,12 @@ TEST_F(MIDIOverJack, TheVirtualSourceIsSeenByNameAndCarriesExactlyTheMirroredByt
     scheduler.runUntilIdle();
     EXPECT_EQ(bridge.mirroredEventCount(), 6u);
 
-    const auto events = reader->take(6, 5.0);
-    std::vector<std::vector<int>> received;
-    for (const auto& event : events)
-        received.push_back(event.data());
-    EXPECT_EQ(received, (std::vector<std::vector<int>>{{0x90, 60, 100},
-                                                       {0xB1, 64, 127},
-                                                       {0xCF, 5},
-                                                       {0xD0, 127},
-                                                       {0xEF, 0, 64},
-                                                       {0x80, 60, 0}}));
+    EXPECT_EQ(portsAndBytes(reader->take(6, 5.0)), (Received{{0, 0x90, 60, 100},
+                                                             {0, 0xB1, 64, 127},
+                                                             {0, 0xCF, 5},
+                                                             {0, 0xD0, 127},
+                                                             {0, 0xEF, 0, 64},
+                                                             {0, 0x80, 60, 0}}));
     EXPECT_TRUE(reader->waitForCycles(3, 5.0));
     EXPECT_TRUE(reader->take(7, 0.0).empty());  // nothing more, nothing twice
     EXPECT_EQ(reader->dropped(), 0u);
@@ -125,12 +130,7 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     relay.sendProgramChange(5, 3);
     relay.sendProgramChange(128, 3);  // out of range: nothing leaves
     relay.sendProgramChange(42, 17);
-    const auto events = reader->take(2, 5.0);
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_EQ(events[0].port, 1);
-    EXPECT_EQ(events[1].port, 1);
-    EXPECT_EQ(events[0].data(), (std::vector<int>{0xC2, 5}));
-    EXPECT_EQ(events[1].data(), (std::vector<int>{0xCF, 42}));
+    EXPECT_EQ(portsAndBytes(reader->take(2, 5.0)), (Received{{1, 0xC2, 5}, {1, 0xCF, 42}}));
     EXPECT_TRUE(reader->waitForCycles(3, 5.0));
     EXPECT_TRUE(reader->take(3, 0.0).empty());
     EXPECT_FALSE(console.contains("failed"));
@@ -154,9 +154,7 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     EXPECT_EQ(published.back(), "Synth:Keys In");
     ASSERT_TRUE(other->waitForCycles(3, 5.0));
     relay.sendProgramChange(1, 1);
-    const auto moved = other->take(1, 5.0);
-    ASSERT_EQ(moved.size(), 1u);
-    EXPECT_EQ(moved[0].data(), (std::vector<int>{0xC0, 1}));
+    EXPECT_EQ(portsAndBytes(other->take(1, 5.0)), (Received{{0, 0xC0, 1}}));
 
     SCOPED_TRACE("the same destination restarts: a refresh connects to it again");
     other.reset();
@@ -165,9 +163,7 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     relay.refreshDestinations();
     ASSERT_TRUE(again->waitForCycles(3, 5.0));
     relay.sendNoteOn(64, 2, 90);
-    const auto restarted = again->take(1, 5.0);
-    ASSERT_EQ(restarted.size(), 1u);
-    EXPECT_EQ(restarted[0].data(), (std::vector<int>{0x91, 64, 90}));
+    EXPECT_EQ(portsAndBytes(again->take(1, 5.0)), (Received{{0, 0x91, 64, 90}}));
 }
 
 // Real time, on the production queues: a run plays in order to the end, and a second run
@@ -178,7 +174,7 @@ TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingS
     ASSERT_TRUE(bridge.start());
     auto reader = openReader("Run recorder", {"record"});
     ASSERT_TRUE(reader);
-    ASSERT_TRUE(reader->connectFrom("Tessiva Focus Virtual MIDI:Tessiva MIDI", 0));
+    ASSERT_TRUE(reader->connectFrom(kVirtualSource, 0));
     ASSERT_TRUE(reader->waitForCycles(3, 5.0));
     MIDIRunScheduler runs(dispatcher, bridge, center, console);
     auto json = [](const std::string& id, const std::string& notes) {
