@@ -95,7 +95,7 @@ class SelectionToOutput : public ::testing::Test {
     }
 
     // Row 7 "Bass" sends PC 42 on channel 3 and focuses "Low End"; row 8 "Pad" sends PC 9 and
-    // focuses "Pads".
+    // focuses "Pads"; both banks are in the section "Rhythm".
     void mapBassAndPad() {
         struct Row {
             int row, programChange, channel;
@@ -113,6 +113,7 @@ class SelectionToOutput : public ::testing::Test {
             bank.trackName = row.name;
             bank.bankUUID = row.bankUUID;
             bank.bankName = row.bankName;
+            bank.sectionName = "Rhythm";
             ASSERT_TRUE(store.setBankMapping(row.row, bank).ok());
         }
         midi.clearRecords();
@@ -128,7 +129,7 @@ class SelectionToOutput : public ::testing::Test {
         appendPadded(expected, "Bass");
         appendPadded(expected, "Low End");
         appendInt32(expected, 7);
-        appendPadded(expected, "<none>");
+        appendPadded(expected, "Rhythm");
         return expected;
     }
 
