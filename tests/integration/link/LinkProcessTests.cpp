@@ -51,9 +51,6 @@ class LinkProcesses : public ::testing::Test {
     void expectHostLine(const std::string& text) {
         EXPECT_TRUE(host->waitForLine(text)) << host->output();
     }
-    void expectWorkspacePublished() {
-        expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
-    }
     // The Mac stops when its input closes, and cleanly.
     void TearDown() override {
         if (!host)
@@ -88,7 +85,7 @@ TEST_F(LinkProcesses, IPadPingsFirstTheMacAsksForTheWorkspaceAndASecondIPadIsRef
     expectHostLine("HANDSHAKE connected=1 peer=" + firstID);
     expectHostLine("Requested snapshot after active peer connected via /ping from " + firstID);
     expectHostLine("Reassembled workspace contains 2 sections and 3 banks");
-    expectWorkspacePublished();
+    expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
     expectHostLine("MIDI Note_On 2 61 90 from " + firstID);
 
     SCOPED_TRACE("a second iPad on another port gets no /pong");
@@ -112,7 +109,7 @@ TEST_F(LinkProcesses, MacPingsTheRememberedIPadFirstAndAsksForTheWorkspaceAfterI
     expectHostLine("HANDSHAKE connected=1 peer=" + iPadID);
     expectHostLine("Requested snapshot after active peer reconnected via /pong from " + iPadID);
     EXPECT_TRUE(iPad.waitForLine("RX /tessiva/workspace/snapshot/request")) << iPad.output();
-    expectWorkspacePublished();
+    expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
 }
 
 TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
@@ -136,7 +133,7 @@ TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
 
     // One peer, named after the port it listens on; what it sends from the other port is its own.
     expectHostLine("Active peer is now " + listenID);
-    expectWorkspacePublished();
+    expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
     expectHostLine(
         "Tessiva device name received | Received iPad device name "
         "\"Stage iPad\" from " +

@@ -5,7 +5,6 @@
 // ...". Runs until stdin closes (unless --ignore-stdin) or --seconds pass. --stored-peer
 // HOST:PORT starts it as if that iPad had been linked before, so the Mac pings it first.
 #include <CLI/CLI.hpp>
-#include <atomic>
 #include <iostream>
 #include <thread>
 
@@ -46,13 +45,11 @@ int main(int argc, char** argv) {
     CLI::App app{"Runs the iPad link on real sockets for integration tests."};
     int port = 0;
     double seconds = 60.0;
-    std::string bindHost = "127.0.0.1";
     std::string name = "Test Mac";
     bool bonjour = false;
     bool watchStdin = true;
     app.add_option("--port", port, "Listen port (0: ephemeral)");
     app.add_option("--seconds", seconds, "Stop after this long");
-    app.add_option("--bind", bindHost);
     app.add_option("--name", name, "The Mac's device name");
     app.add_flag("--bonjour", bonjour, "Advertise through the system's DNS-SD responder");
     app.add_flag("!--ignore-stdin", watchStdin, "Run for --seconds whatever stdin does");
@@ -93,7 +90,7 @@ int main(int argc, char** argv) {
     });
 
     OSCDiscoveryManager::Options options;
-    options.bindHost = bindHost;
+    options.bindHost = "127.0.0.1";
     options.localDeviceName = name;
     OSCDiscoveryManager manager({dispatcher, notifications, console, defaults, transport, sender,
                                  store, *sound, advertiser.get(), nullptr},
@@ -103,11 +100,9 @@ int main(int argc, char** argv) {
     manager.start(port);
 
     // Report the bound port once the listener is up.
-    std::atomic<bool> reported{false};
     std::function<void()> report = [&] {
         if (manager.listenPort() != 0) {
             console.line("LISTENING " + std::to_string(manager.listenPort()));
-            reported = true;
             return;
         }
         dispatcher.mainQueue().postAfter(0.01, report);
