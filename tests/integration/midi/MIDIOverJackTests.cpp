@@ -41,15 +41,12 @@ class MIDIOverJack : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         ::unsetenv("TESSIVA_MIDI_API");
-        server_ = test::JackServerProcess::start(*serverError_).release();
+        server_ = test::JackServerProcess::start(serverError_);
     }
-    static void TearDownTestSuite() {
-        delete server_;
-        server_ = nullptr;
-    }
+    static void TearDownTestSuite() { server_.reset(); }
     void SetUp() override {
         ASSERT_NE(server_, nullptr)
-            << "a private JACK server could not be started: " << *serverError_;
+            << "a private JACK server could not be started: " << serverError_;
     }
 
     std::unique_ptr<test::JackMIDIReader> openReader(const std::string& name,
@@ -60,8 +57,8 @@ class MIDIOverJack : public ::testing::Test {
         return reader;
     }
 
-    static inline test::JackServerProcess* server_ = nullptr;
-    static inline std::string* serverError_ = new std::string;
+    static inline std::unique_ptr<test::JackServerProcess> server_;
+    static inline std::string serverError_;
 
     VirtualScheduler scheduler;
     NotificationCenter center{scheduler.mainQueue()};
@@ -184,18 +181,24 @@ TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingS
                R"("channelOneBased":2,"velocity":80,"notes":[)" +
                notes + "]}";
     };
+    // Per note, note-ons minus note-offs; every event is one or the other on channel 2.
+    auto balance = [](std::map<int, int>& open,
+                      const std::vector<test::JackMIDIReader::Event>& events) {
+        for (const auto& event : events) {
+            EXPECT_TRUE(event.bytes[0] == 0x91 || event.bytes[0] == 0x81) << event.bytes[0];
+            open[event.bytes[1]] += event.bytes[0] == 0x91 ? 1 : -1;
+        }
+    };
 
     runs.schedule(json("A", "60,61,62,63,64,65"), dispatcher.clock().now(), "iPad");
-    auto events = reader->take(12, 5.0);
+    const auto events = reader->take(12, 5.0);
     ASSERT_EQ(events.size(), 12u);
-    std::vector<int> onsInOrder;
     std::map<int, int> sounding;
+    balance(sounding, events);
+    std::vector<int> onsInOrder;
     for (const auto& event : events) {
-        const bool on = event.bytes[0] == 0x91;
-        EXPECT_TRUE(on || event.bytes[0] == 0x81) << event.bytes[0];
-        if (on)
+        if (event.bytes[0] == 0x91)
             onsInOrder.push_back(event.bytes[1]);
-        sounding[event.bytes[1]] += on ? 1 : -1;
     }
     EXPECT_EQ(onsInOrder, (std::vector<int>{60, 61, 62, 63, 64, 65}));
     for (const auto& [note, count] : sounding)
@@ -203,18 +206,14 @@ TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingS
 
     runs.schedule(json("B", "70,71,72,73,74,75,76,77,78,79"), dispatcher.clock().now(), "iPad");
     std::map<int, int> left;
-    auto count = [&](const std::vector<test::JackMIDIReader::Event>& list) {
-        for (const auto& event : list)
-            left[event.bytes[1]] += event.bytes[0] == 0x91 ? 1 : -1;
-    };
     // take() counts every event so far: the 12 of run A, then 3 of B (it is playing).
     const auto first = reader->take(15, 5.0);
     ASSERT_EQ(first.size(), 3u);
-    count(first);
+    balance(left, first);
     runs.cancel(R"({"runID":"B","channelOneBased":2,"notes":[70,71]})", "iPad");
     EXPECT_EQ(runs.activeRunCount(), 0u);
     ASSERT_TRUE(reader->waitForCycles(80, 5.0));  // longer than the rest of the run would take
-    count(reader->take(55, 0.0));
+    balance(left, reader->take(55, 0.0));
     for (const auto& [note, open] : left)
         EXPECT_EQ(open, 0) << "note " << note << " left hanging";
     EXPECT_LT(left.size(), 10u) << "the cancel did not stop the run";
