@@ -68,14 +68,6 @@ struct LoopbackRig {
           manager(dispatcher, transport, console, notifications),
           listenerQueue(dispatcher.makeSerialQueue("tessiva.test.ipad")) {}
 
-    // Runs `work` on the sender's queue and waits until it has run, so everything the queue was
-    // given before has run too.
-    void drainSenderQueue() {
-        const std::string marker = "drained:" + std::to_string(++drains);
-        manager.queue().post([this, marker] { events.add(marker); });
-        ASSERT_TRUE(events.waitFor(marker));
-    }
-
     Events events;
     AsioDispatcher dispatcher;
     WatchedTransport transport;
@@ -83,7 +75,6 @@ struct LoopbackRig {
     NotificationCenter notifications;
     OSCManager manager;
     std::shared_ptr<Queue> listenerQueue;
-    int drains = 0;
 };
 
 TEST(OSCManagerLoopback, TwoSendsToOneEndpointShareOneSocket) {
@@ -140,7 +131,9 @@ TEST(OSCManagerLoopback, RefusedSendIsLoggedAndTheNextSendOpensAFreshSocket) {
     ASSERT_TRUE(rig.events.waitFor("state:waiting"));
     rig.manager.send("127.0.0.1", deadPort, "/tessiva/workspace/snapshot/request", {});
     ASSERT_TRUE(rig.events.waitFor("console:OSC send failed: Connection refused"));
-    rig.drainSenderQueue();
+    // Everything the sender's queue was given before this marker has run.
+    rig.manager.queue().post([&] { rig.events.add("drained"); });
+    ASSERT_TRUE(rig.events.waitFor("drained"));
     EXPECT_EQ(rig.manager.connectionCount(), 0u);
 
     rig.dispatcher.runMainLoopFor(10.0);  // until the event-log entry arrives
