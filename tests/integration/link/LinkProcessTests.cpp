@@ -35,8 +35,7 @@ class LinkProcesses : public ::testing::Test {
 
     // Starts the Mac; returns its listen port.
     std::string startMac(std::vector<std::string> extra = {}) {
-        std::vector<std::string> arguments{
-            TESSIVA_LINK_TEST_HOST, "--port", "0", "--seconds", "50", "--name", "Test Mac"};
+        std::vector<std::string> arguments{TESSIVA_LINK_TEST_HOST, "--port", "0"};
         arguments.insert(arguments.end(), extra.begin(), extra.end());
         host = std::make_unique<ChildProcess>(arguments);
         EXPECT_TRUE(host->started());

@@ -1,7 +1,8 @@
-// A small Mac for the link's integration tests: an OSCDiscoveryManager on AsioDispatcher with
-// real UDP sockets. Prints "LISTENING <port>" once ready, then every event-log entry as
-// "EVENT <title> | <detail>", handshake changes as "HANDSHAKE connected=<0|1> peer=<id>" and each
-// published workspace as "PUBLISHED sections=<n> banks=<m> name=<name>", mirrored MIDI as "MIDI
+// A small Mac named "Test Mac" for the link's integration tests: an OSCDiscoveryManager on
+// AsioDispatcher with real UDP sockets. Prints "LISTENING <port>" once ready, then every event-log
+// entry as "EVENT <title> | <detail>", handshake changes as "HANDSHAKE connected=<0|1> peer=<id>"
+// and each published workspace as "PUBLISHED sections=<n> banks=<m> name=<name>", mirrored MIDI as
+// "MIDI
 // ...". Runs until stdin closes (unless --ignore-stdin) or --seconds pass. --stored-peer
 // HOST:PORT starts it as if that iPad had been linked before, so the Mac pings it first.
 #include <CLI/CLI.hpp>
@@ -45,12 +46,10 @@ int main(int argc, char** argv) {
     CLI::App app{"Runs the iPad link on real sockets for integration tests."};
     int port = 0;
     double seconds = 60.0;
-    std::string name = "Test Mac";
     bool bonjour = false;
     bool watchStdin = true;
     app.add_option("--port", port, "Listen port (0: ephemeral)");
     app.add_option("--seconds", seconds, "Stop after this long");
-    app.add_option("--name", name, "The Mac's device name");
     app.add_flag("--bonjour", bonjour, "Advertise through the system's DNS-SD responder");
     app.add_flag("!--ignore-stdin", watchStdin, "Run for --seconds whatever stdin does");
     std::string storedPeer;
@@ -91,7 +90,7 @@ int main(int argc, char** argv) {
 
     OSCDiscoveryManager::Options options;
     options.bindHost = "127.0.0.1";
-    options.localDeviceName = name;
+    options.localDeviceName = "Test Mac";
     OSCDiscoveryManager manager({dispatcher, notifications, console, defaults, transport, sender,
                                  store, *sound, advertiser.get(), nullptr},
                                 options);
