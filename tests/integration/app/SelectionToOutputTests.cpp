@@ -104,10 +104,8 @@ class SelectionToOutput : public ::testing::Test {
         for (const Row& row :
              {Row{7, 42, 3, "Bass", "6F1C2A4E-0000-4000-8000-00000000B055", "Low End"},
               Row{8, 9, 1, "Pad", "6F1C2A4E-0000-4000-8000-0000000000AD", "Pads"}}) {
-            MIDIMapping program;
-            program.programChange = row.programChange;
-            program.channel = row.channel;
-            program.trackName = row.name;
+            const MIDIMapping program{
+                MappingEventType::programChange, row.programChange, {}, row.channel, row.name};
             ASSERT_TRUE(store.setMIDIMapping(row.row, program).ok());
             OSCBankFocusMapping bank;
             bank.trackName = row.name;

@@ -11,6 +11,15 @@ namespace tessiva::test {
 namespace {
 using Clock = std::chrono::steady_clock;
 constexpr std::size_t kRingCapacity = 1 << 15;
+
+// Polls `done` until it holds or `timeoutSeconds` pass; its last answer.
+template <typename Done>
+bool waitUntil(Done done, double timeoutSeconds) {
+    const auto deadline = Clock::now() + std::chrono::duration<double>(timeoutSeconds);
+    while (!done() && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return done();
+}
 }  // namespace
 
 struct JackMIDIReader::Client {
@@ -93,20 +102,12 @@ bool JackMIDIReader::connectFrom(const std::string& sourcePort, int port) {
 bool JackMIDIReader::waitForCycles(int cycles, double timeoutSeconds) {
     const auto target =
         cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
-    const auto deadline = Clock::now() + std::chrono::duration<double>(timeoutSeconds);
-    while (cycles_.load(std::memory_order_acquire) < target) {
-        if (Clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return waitUntil([&] { return cycles_.load(std::memory_order_acquire) >= target; },
+                     timeoutSeconds);
 }
 
 std::vector<JackMIDIReader::Event> JackMIDIReader::take(std::size_t count, double timeoutSeconds) {
-    const auto deadline = Clock::now() + std::chrono::duration<double>(timeoutSeconds);
-    while (written_.load(std::memory_order_acquire) < count && Clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    waitUntil([&] { return written_.load(std::memory_order_acquire) >= count; }, timeoutSeconds);
     const std::size_t end = written_.load(std::memory_order_acquire);
     std::vector<Event> events;
     std::size_t next = read_.load(std::memory_order_relaxed);
