@@ -140,9 +140,7 @@ TEST(OSCDiscoveryManager, PingTimerAndFastBurstsFollowTheirCadence) {
     SCOPED_TRACE("listener ready: a 2-ping burst to the stored endpoint, then the timer");
     LinkRig rig;
     StoredPeerEndpoint{kHost, 50000}.save(rig.defaults);
-    auto& manager = rig.make();
-    manager.start(12111);
-    rig.scheduler.runUntilIdle();
+    auto& manager = rig.start();
     auto countPings = [&] { return rig.sent("/ping").size(); };
     EXPECT_EQ(countPings(), 1u);
     // The burst's second ping after 0.75 s; the timer first 5 s after start, then every 10 s.
@@ -212,9 +210,7 @@ TEST(OSCDiscoveryManager, StoredEndpointsAndTheTentativeLinkLocalOne) {
         SCOPED_TRACE(std::string(c.host) + (c.contact ? " with contact" : ""));
         LinkRig rig;
         StoredPeerEndpoint{c.host, 50000}.save(rig.defaults);
-        auto& manager = rig.make();
-        manager.start(12111);
-        rig.scheduler.runUntilIdle();
+        auto& manager = rig.start();
         EXPECT_EQ(rig.sent("/ping").size(), 1u);
         rig.scheduler.advance(c.contact ? 1.0 : 3.99);
         if (c.contact)
@@ -309,9 +305,7 @@ TEST(OSCDiscoveryManager, StartLogsTheListenerAndTheAdvertisementAndSurvivesBonj
         LinkRig rig(c.advertiserFailure);
         if (c.listenRefusal)
             rig.transport.refuseListen(*c.listenRefusal);
-        auto& manager = rig.make();
-        manager.start(c.port);
-        rig.scheduler.runUntilIdle();
+        auto& manager = rig.start(c.port);
         EXPECT_EQ(rig.eventsText(), c.events);
         EXPECT_EQ(rig.transport.listenCount(), c.consoleLine ? 0 : 1);
         if (c.consoleLine) {
