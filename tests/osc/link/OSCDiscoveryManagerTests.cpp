@@ -312,10 +312,9 @@ TEST(OSCDiscoveryManager, StartLogsTheListenerAndTheAdvertisementAndSurvivesBonj
         }
         EXPECT_EQ(manager.listenPort(), c.port == 0 ? 49999 : c.port);
         EXPECT_EQ(rig.advertiser.current().has_value(), !c.advertiserFailure);
-        if (rig.advertiser.current()) {
-            EXPECT_EQ(rig.advertiser.current()->type, "_tessiva-osc._udp");
-            EXPECT_EQ(rig.advertiser.current()->name, "Tessiva Focus");
-            EXPECT_EQ(rig.advertiser.current()->port, 49999);
+        if (const auto& ad = rig.advertiser.current()) {
+            EXPECT_EQ(std::tie(ad->type, ad->name, ad->port),
+                      std::tuple("_tessiva-osc._udp", "Tessiva Focus", 49999));
         }
         rig.ping(kIPad);
         EXPECT_TRUE(manager.isHandshakeConnected());
