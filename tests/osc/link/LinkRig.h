@@ -66,11 +66,16 @@ struct LinkRig {
             options);
         return *manager;
     }
-    OSCDiscoveryManager& started(std::int64_t port = 12111) {
+    OSCDiscoveryManager& start(std::int64_t port = 12111) {
         if (!manager)
             make();
         manager->start(port);
         scheduler.runUntilIdle();
+        return *manager;
+    }
+    // Started, with nothing sent or logged since.
+    OSCDiscoveryManager& started() {
+        start();
         transport.clearSent();
         events.clear();
         return *manager;
@@ -151,6 +156,9 @@ struct LinkRig {
     SimulatedUdpTransport transport;
     OSCManager sender{scheduler, transport, console, notifications};
     RemoteWorkspaceStore store{scheduler.mainQueue()};
+    std::vector<RemoteWorkspaceSnapshot> published;  // by the store, in order
+    ObserverToken publishedToken =
+        store.addObserver([this](const RemoteWorkspaceSnapshot& s) { published.push_back(s); });
     RecordingSoundPlayer sound;
     InMemoryServiceAdvertiser advertiser;
     ActivationEventSource activation;
