@@ -1,32 +1,21 @@
 #include <gtest/gtest.h>
 
+#include "CoordinatorRig.h"
 #include "RoutingRig.h"
-#include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
 #include "app/MenuCommandRunner.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/RemoteWorkspaceStore.h"
-#include "platform/activation/ActivationEventSource.h"
-#include "platform/simulated/logic/SimulatedLogic.h"
-#include "platform/sound/ConnectionSoundPlayer.h"
-#include "runtime/UserDefaults.h"
 
 namespace tessiva {
 namespace {
 
 const LinkRequestOrigin kIPad{"127.0.0.1:53000", "127.0.0.1", 53000};
 
-// The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP. A
-// project recall prompt is answered "keep current".
-class CoordinatorRig final : public ProjectRecallAlert {
+// The coordinator; a project recall prompt is answered "keep current".
+class CoordinatorRig final : public ProjectRecallAlert, public CoordinatorParts {
   public:
-    CoordinatorRig() {
-        logic.setProjectName("Song");
-        for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
-            logic.addTrack(name);
-        midi.addDestination("Network Session 1");
-    }
     ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
         return ProjectRecallAnswer::keepCurrent;
     }
@@ -35,19 +24,10 @@ class CoordinatorRig final : public ProjectRecallAlert {
     void writeProfile(const std::string& name) { writePCProfile(folder / name, 2, 17, "Bass", 3); }
 
     MenuBarController& start() {
-        CoordinatorOptions options;
-        options.profilesFolder = folder.path();
-        options.listenPort = 0;
-        options.bindHost = "127.0.0.1";
-        options.localDeviceName = "Test Mac";
-        delegate = std::make_unique<AppDelegate>(
-            scheduler, notifications, console,
-            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, *this,
-                             nullptr},
-            options);
+        makeDelegate(*this);
         delegate->applicationDidFinishLaunching();
         scheduler.advance(1.0);
-        return delegate->menuBarController();
+        return controller();
     }
 
     // Posts a request as a window would and lets it run.
@@ -58,7 +38,7 @@ class CoordinatorRig final : public ProjectRecallAlert {
     // Event-log entries whose title starts with `prefix`, as "title: detail".
     std::vector<std::string> logged(const std::string& prefix) {
         std::vector<std::string> lines;
-        for (const auto& entry : delegate->menuBarController().log().entries().value()) {
+        for (const auto& entry : controller().log().entries().value()) {
             if (entry.title.rfind(prefix, 0) == 0)
                 lines.push_back(entry.title + ": " + entry.detail.value_or(""));
         }
@@ -71,18 +51,6 @@ class CoordinatorRig final : public ProjectRecallAlert {
         }
         return false;
     }
-
-    VirtualScheduler scheduler;
-    TempFolder folder{"tessiva-coordinator"};
-    CapturingConsole console;
-    NotificationCenter notifications{scheduler.mainQueue()};
-    SimulatedLogic logic{scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()};
-    SimulatedMIDIService midi;
-    SimulatedUdpTransport udp;
-    InMemoryUserDefaults defaults;
-    std::unique_ptr<ConnectionSoundPlayer> sound = makeLoggingConnectionSoundPlayer(console);
-    ActivationEventSource activation;
-    std::unique_ptr<AppDelegate> delegate;
 };
 
 // Without the project's own profile, the default profile belongs to no project: a click is
