@@ -14,9 +14,7 @@
 #include <string>
 
 #include "app/CoordinatorRig.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingProfileFile.h"
-#include "mapping/MappingStore.h"
+#include "app/RoutingRig.h"
 #include "ui/MenuBarShell.h"
 #include "ui/ShellDialogs.h"
 
@@ -94,13 +92,9 @@ class ShellRig : public CoordinatorParts {
         delegate.reset();
     }
 
+    // A profile whose row `row` "Bass" sends a Program Change on channel 1.
     void writeProfile(const std::string& name, int row, int programChange) {
-        // A Program Change on channel 1, as rows without the other keys read.
-        MappingProfileSnapshot snapshot;
-        snapshot.trackIndexToPC = {{row, programChange}};
-        snapshot.trackIndexToName = {{row, "Bass"}};
-        if (!MappingProfileFile::write(folder / name, snapshot).ok())
-            throw std::runtime_error("could not write " + name);
+        writePCProfile(folder / name, row, programChange, "Bass");
     }
 
     MenuBarController& start(
@@ -115,12 +109,7 @@ class ShellRig : public CoordinatorParts {
 
     // A Program Change row, as the Mappings window or Add Tracks would make it.
     void mapRow(int row, int programChange, int channel, const std::string& name) {
-        ASSERT_TRUE(
-            controller()
-                .mappingStore()
-                .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, programChange,
-                                                 std::nullopt, channel, name})
-                .ok());
+        mapPC(controller().mappingStore(), row, name, programChange, channel);
     }
 
     std::size_t logCount(const std::string& title) {

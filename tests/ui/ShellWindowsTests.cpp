@@ -73,9 +73,8 @@ TEST(ShellWindows, MappingsWindowAssignsEditsPlaysAndFollowsTheFocusedRow) {
     EXPECT_EQ(mapping->bankUUID, "B-PIANO");
     EXPECT_EQ(mapping->sectionName, "Keys");
     EXPECT_EQ(mapping->workspaceUUID, "W1");
-    const auto saved = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(saved.snapshot.has_value());
-    EXPECT_EQ(saved.snapshot->oscBankFocusMappingsByTrackIndex.at(1).bankUUID, "B-PIANO");
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").oscBankFocusMappingsByTrackIndex.at(1).bankUUID,
+              "B-PIANO");
     EXPECT_EQ(table.item(tableRow, MappingsWindow::bankColumn)->text(), "Grand Piano");
 
     // The picker assigns the same way, to the selected row.
@@ -208,9 +207,7 @@ TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
     guide.createProfileButton().click();
     rig.scheduler.advance(1.0);
     EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Song.json");
-    const auto saved = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(saved.snapshot.has_value());
-    EXPECT_EQ(saved.snapshot->trackIndexToPC.at(2), 17);
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").trackIndexToPC.at(2), 17);
     EXPECT_TRUE(guide.createProfileButton().isHidden());
     EXPECT_EQ(rig.shell->statusMenu().action("Create Song.json from Current Mappings"), nullptr);
 
