@@ -4,6 +4,7 @@
 #include <string>
 
 #include "app/AppDelegate.h"
+#include "mapping/DebugLogStore.h"
 #include "platform/activation/ActivationEventSource.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
@@ -40,6 +41,22 @@ struct CoordinatorParts {
             options);
     }
     MenuBarController& controller() { return delegate->menuBarController(); }
+    // Event-log entries whose title starts with `prefix`, as "title: detail".
+    std::vector<std::string> logged(const std::string& prefix) {
+        std::vector<std::string> lines;
+        for (const auto& entry : controller().log().entries().value()) {
+            if (entry.title.rfind(prefix, 0) == 0)
+                lines.push_back(entry.title + ": " + entry.detail.value_or(""));
+        }
+        return lines;
+    }
+    bool loggedWith(const std::string& title, const std::string& part) {
+        for (const auto& line : logged(title)) {
+            if (line.rfind(title + ": ", 0) == 0 && line.find(part) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
 
     VirtualScheduler scheduler;
     TempFolder folder{"tessiva-coordinator"};

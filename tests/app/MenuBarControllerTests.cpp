@@ -35,22 +35,6 @@ class CoordinatorRig final : public ProjectRecallAlert, public CoordinatorParts 
         notifications.post(name, std::move(info));
         scheduler.runUntilIdle();
     }
-    // Event-log entries whose title starts with `prefix`, as "title: detail".
-    std::vector<std::string> logged(const std::string& prefix) {
-        std::vector<std::string> lines;
-        for (const auto& entry : controller().log().entries().value()) {
-            if (entry.title.rfind(prefix, 0) == 0)
-                lines.push_back(entry.title + ": " + entry.detail.value_or(""));
-        }
-        return lines;
-    }
-    bool loggedWith(const std::string& title, const std::string& part) {
-        for (const auto& line : logged(title)) {
-            if (line.rfind(title + ": ", 0) == 0 && line.find(part) != std::string::npos)
-                return true;
-        }
-        return false;
-    }
 };
 
 // Without the project's own profile, the default profile belongs to no project: a click is
@@ -255,8 +239,6 @@ TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
     EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS");
     EXPECT_EQ(controller.mappingStore().bankMapping(4)->bankUUID, "B-STR");
     EXPECT_FALSE(controller.mappingStore().bankMapping(1).has_value());
-    EXPECT_TRUE(rig.console.contains("[AutoAssign] Logic tracks added: added=5, snapshotTracks=5"));
-    EXPECT_TRUE(rig.console.contains("[AutoAssign] Auto Assign completed: linked=2"));
 }
 
 // With "Song.json" beside it, the profile is restored at start, a click sends its PC, and Logic's

@@ -112,13 +112,6 @@ class ShellRig : public CoordinatorParts {
         mapPC(controller().mappingStore(), row, name, programChange, channel);
     }
 
-    std::size_t logCount(const std::string& title) {
-        std::size_t count = 0;
-        for (const auto& entry : controller().log().entries().value())
-            count += entry.title == title ? 1 : 0;
-        return count;
-    }
-
     ShellDialogs dialogs;
     std::unique_ptr<MenuBarShell> shell;
     std::filesystem::path revealed;

@@ -140,7 +140,7 @@ TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
     ASSERT_TRUE(window.undoReconcileButton().isVisible());
     window.undoReconcileButton().click();
     EXPECT_EQ(controller.mappingStore().midiMapping(2)->trackName, "Bass");
-    EXPECT_EQ(rig.logCount("Mapping reconcile undone"), 1u);
+    EXPECT_EQ(rig.logged("Mapping reconcile undone").size(), 1u);
 }
 
 TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
@@ -164,7 +164,7 @@ TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
     EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS2");  // the one shown
     EXPECT_EQ(review.list().count(), 0);
     EXPECT_FALSE(review.applyAllButton().isEnabled());
-    EXPECT_EQ(rig.logCount("Estimated Auto Assign applied"), 1u);
+    EXPECT_EQ(rig.logged("Estimated Auto Assign applied").size(), 1u);
 
     // With nothing to review the command answers instead of opening.
     review.hide();
