@@ -1,32 +1,21 @@
 #include <gtest/gtest.h>
 
+#include "CoordinatorRig.h"
 #include "RoutingRig.h"
-#include "app/AppDelegate.h"
 #include "app/AppNotifications.h"
 #include "app/DirectNavigation.h"
 #include "app/MenuCommandRunner.h"
 #include "osc/OSCDiscoveryManager.h"
 #include "osc/RemoteWorkspaceStore.h"
-#include "platform/activation/ActivationEventSource.h"
-#include "platform/simulated/logic/SimulatedLogic.h"
-#include "platform/sound/ConnectionSoundPlayer.h"
-#include "runtime/UserDefaults.h"
 
 namespace tessiva {
 namespace {
 
 const LinkRequestOrigin kIPad{"127.0.0.1:53000", "127.0.0.1", 53000};
 
-// The whole coordinator on virtual time: simulated Logic, in-memory MIDI, recorded UDP. A
-// project recall prompt is answered "keep current".
-class CoordinatorRig final : public ProjectRecallAlert {
+// The coordinator; a project recall prompt is answered "keep current".
+class CoordinatorRig final : public ProjectRecallAlert, public CoordinatorParts {
   public:
-    CoordinatorRig() {
-        logic.setProjectName("Song");
-        for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
-            logic.addTrack(name);
-        midi.addDestination("Network Session 1");
-    }
     ProjectRecallAnswer ask(const ProjectRecallPrompt&) override {
         return ProjectRecallAnswer::keepCurrent;
     }
@@ -35,19 +24,10 @@ class CoordinatorRig final : public ProjectRecallAlert {
     void writeProfile(const std::string& name) { writePCProfile(folder / name, 2, 17, "Bass", 3); }
 
     MenuBarController& start() {
-        CoordinatorOptions options;
-        options.profilesFolder = folder.path();
-        options.listenPort = 0;
-        options.bindHost = "127.0.0.1";
-        options.localDeviceName = "Test Mac";
-        delegate = std::make_unique<AppDelegate>(
-            scheduler, notifications, console,
-            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, *this,
-                             nullptr},
-            options);
+        makeDelegate(*this);
         delegate->applicationDidFinishLaunching();
         scheduler.advance(1.0);
-        return delegate->menuBarController();
+        return controller();
     }
 
     // Posts a request as a window would and lets it run.
@@ -55,34 +35,6 @@ class CoordinatorRig final : public ProjectRecallAlert {
         notifications.post(name, std::move(info));
         scheduler.runUntilIdle();
     }
-    // Event-log entries whose title starts with `prefix`, as "title: detail".
-    std::vector<std::string> logged(const std::string& prefix) {
-        std::vector<std::string> lines;
-        for (const auto& entry : delegate->menuBarController().log().entries().value()) {
-            if (entry.title.rfind(prefix, 0) == 0)
-                lines.push_back(entry.title + ": " + entry.detail.value_or(""));
-        }
-        return lines;
-    }
-    bool loggedWith(const std::string& title, const std::string& part) {
-        for (const auto& line : logged(title)) {
-            if (line.rfind(title + ": ", 0) == 0 && line.find(part) != std::string::npos)
-                return true;
-        }
-        return false;
-    }
-
-    VirtualScheduler scheduler;
-    TempFolder folder{"tessiva-coordinator"};
-    CapturingConsole console;
-    NotificationCenter notifications{scheduler.mainQueue()};
-    SimulatedLogic logic{scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()};
-    SimulatedMIDIService midi;
-    SimulatedUdpTransport udp;
-    InMemoryUserDefaults defaults;
-    std::unique_ptr<ConnectionSoundPlayer> sound = makeLoggingConnectionSoundPlayer(console);
-    ActivationEventSource activation;
-    std::unique_ptr<AppDelegate> delegate;
 };
 
 // Without the project's own profile, the default profile belongs to no project: a click is
@@ -121,9 +73,6 @@ TEST(MenuBarController, TheDefaultProfileSendsNothingForAProjectAndStateReachesT
 
     controller.saveMappingsAs(rig.folder / "Session A.json");
     EXPECT_EQ(controller.menu()[7].title, "Mappings: Session A.json • No profile for Song yet");
-    // Windows do not exist yet: the command says what it would have opened.
-    controller.perform(MenuCommand::showMappings);
-    EXPECT_TRUE(rig.console.contains("The Mappings window would open here"));
 
     // The iPad's handshake reaches the status line.
     rig.post(std::string(OSCDiscoveryManager::kHandshakeStatusChanged),
@@ -211,7 +160,9 @@ TEST(MenuBarController, RequestsByNameOrMenuTitleReachTheirConsumers) {
 
     EXPECT_EQ(run("On"), "\"Add Tracks > On\": Add Tracks is On");
     EXPECT_EQ(controller.menuState().learnMode, LearnMode::learn);
+    // Windows do not exist yet: the command says what it would have opened.
     EXPECT_NE(run("Show Mappings…").find("would open here"), std::string::npos);
+    EXPECT_TRUE(rig.console.contains("The Mappings window would open here"));
     EXPECT_NE(run("Flip Tracks").find("Unknown menu item"), std::string::npos);
 
     EXPECT_NE(run("Clear All Mappings…", "Clear").find("cleared"), std::string::npos);
@@ -288,8 +239,6 @@ TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
     EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS");
     EXPECT_EQ(controller.mappingStore().bankMapping(4)->bankUUID, "B-STR");
     EXPECT_FALSE(controller.mappingStore().bankMapping(1).has_value());
-    EXPECT_TRUE(rig.console.contains("[AutoAssign] Logic tracks added: added=5, snapshotTracks=5"));
-    EXPECT_TRUE(rig.console.contains("[AutoAssign] Auto Assign completed: linked=2"));
 }
 
 // With "Song.json" beside it, the profile is restored at start, a click sends its PC, and Logic's
@@ -309,9 +258,6 @@ TEST(MenuBarController, AProjectsOwnProfileSendsClicksAndFollowsLogicsDeleteAndU
     ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
     EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
     EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
-    // The router and the project tracker saw the same project.
-    EXPECT_EQ(controller.projectTracker().currentProjectKey(), "song");
-    EXPECT_TRUE(rig.console.contains("[MenuBar] Sent mapped PC=17 ch=3 for track=2"));
 
     rig.logic.clickTrack(1);  // Piano, above the mapped Bass
     rig.scheduler.advance(1.0);

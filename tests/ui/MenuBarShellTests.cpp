@@ -45,7 +45,8 @@ TEST(MenuBarShell, EveryMenuItemReachesItsOperation) {
         {"Show Events…", [&] { return rig.shell->eventsWindow().isVisible(); }},
         {"About Tessiva Focus…", [&] { return rig.shell->aboutWindow().isVisible(); }},
         {"Setup Guide…", [&] { return rig.shell->setupGuideWindow().isVisible(); }},
-        {"Check for Updates…", [&] { return rig.logCount("Check for updates unavailable") == 1; }},
+        {"Check for Updates…",
+         [&] { return rig.logged("Check for updates unavailable").size() == 1; }},
         {"Refresh MIDI Destinations",
          [&] {
              return rig.console.count("[MIDIRelay] Using legacy destination") == relayLines + 1;
@@ -71,7 +72,7 @@ TEST(MenuBarShell, EveryMenuItemReachesItsOperation) {
         EXPECT_TRUE(test.reached());
     }
     // Windows are really there now: nothing says they "would open".
-    EXPECT_EQ(rig.logCount("Window not available"), 0u);
+    EXPECT_EQ(rig.logged("Window not available").size(), 0u);
 
     // The debug items show only while the modifier is held, and then work like the others.
     EXPECT_FALSE(menuAction(rig, "Show Events / Debug Log").isVisible());
@@ -81,7 +82,7 @@ TEST(MenuBarShell, EveryMenuItemReachesItsOperation) {
     menuAction(rig, "Show Events / Debug Log").trigger();
     EXPECT_TRUE(rig.shell->eventsWindow().isVisible());
     menuAction(rig, "Start AX Capture (1s)").trigger();
-    EXPECT_EQ(rig.logCount("AX capture started"), 1u);
+    EXPECT_EQ(rig.logged("AX capture started").size(), 1u);
 }
 
 TEST(MenuBarShell, WithoutATrayTheMenuOpensFromASmallWindow) {
@@ -196,9 +197,8 @@ TEST(MenuBarShell, RecallPromptAnswersEachButton) {
         rig.scheduler.advance(5.0);
         EXPECT_EQ(title, "Saved mappings found for Cue");
         EXPECT_EQ(controller.mappingStore().fileURL().filename(), test.loadedAfter);
-        const auto song = MappingProfileFile::read(rig.folder / "Song.json");
-        ASSERT_TRUE(song.snapshot.has_value());
-        EXPECT_EQ(song.snapshot->trackIndexToPC.count(4) == 1, test.songRewritten);
+        EXPECT_EQ(readProfile(rig.folder / "Song.json").trackIndexToPC.count(4) == 1,
+                  test.songRewritten);
     }
 }
 

@@ -13,19 +13,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "app/AppDelegate.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingProfileFile.h"
-#include "mapping/MappingStore.h"
-#include "platform/activation/ActivationEventSource.h"
-#include "platform/simulated/logic/SimulatedLogic.h"
-#include "platform/simulated/midi/SimulatedMIDIService.h"
-#include "platform/simulated/net/SimulatedUdpTransport.h"
-#include "platform/sound/ConnectionSoundPlayer.h"
-#include "runtime/Console.h"
-#include "runtime/UserDefaults.h"
-#include "runtime/VirtualScheduler.h"
-#include "support/TempFolder.h"
+#include "app/CoordinatorRig.h"
+#include "app/RoutingRig.h"
 #include "ui/MenuBarShell.h"
 #include "ui/ShellDialogs.h"
 
@@ -91,81 +80,40 @@ inline QAbstractButton* buttonNamed(QWidget* dialog, const QString& text) {
     return nullptr;
 }
 
-// The whole coordinator on virtual time (simulated Logic, in-memory MIDI, recorded UDP) with the
-// real Qt shell and dialogs around it.
-class ShellRig {
+// The coordinator with the real Qt shell and dialogs around it.
+class ShellRig : public CoordinatorParts {
   public:
-    explicit ShellRig(const std::string& project = "Song")
-        : notifications(scheduler.mainQueue()),
-          logic(scheduler.clock(), SimulatedLogicOptions::tableOutlineProfile()),
-          sound(makeLoggingConnectionSoundPlayer(console)) {
+    explicit ShellRig(const std::string& project = "Song") : CoordinatorParts(project) {
         testApplication();
-        logic.setProjectName(project);
-        for (const char* name : {"Piano", "Bass", "Drums", "Strings", "Choir"})
-            logic.addTrack(name);
-        midi.addDestination("Network Session 1");
+    }
+    // The shell and the coordinator go before the dialogs they use.
+    ~ShellRig() {
+        shell.reset();
+        delegate.reset();
     }
 
+    // A profile whose row `row` "Bass" sends a Program Change on channel 1.
     void writeProfile(const std::string& name, int row, int programChange) {
-        // A Program Change on channel 1, as rows without the other keys read.
-        MappingProfileSnapshot snapshot;
-        snapshot.trackIndexToPC = {{row, programChange}};
-        snapshot.trackIndexToName = {{row, "Bass"}};
-        if (!MappingProfileFile::write(folder / name, snapshot).ok())
-            throw std::runtime_error("could not write " + name);
+        writePCProfile(folder / name, row, programChange, "Bass");
     }
 
     MenuBarController& start(
         MenuBarShell::StatusItemKind statusItem = MenuBarShell::StatusItemKind::none) {
-        CoordinatorOptions options;
-        options.profilesFolder = folder.path();
-        options.listenPort = 0;
-        options.bindHost = "127.0.0.1";
-        options.localDeviceName = "Test Mac";
-        delegate = std::make_unique<AppDelegate>(
-            scheduler, notifications, console,
-            PlatformServices{logic, logic.input(), midi, udp, defaults, *sound, activation, dialogs,
-                             nullptr},
-            options);
-        shell = std::make_unique<MenuBarShell>(delegate->menuBarController(), dialogs, statusItem);
+        makeDelegate(dialogs);
+        shell = std::make_unique<MenuBarShell>(controller(), dialogs, statusItem);
         shell->revealInFileManager = [this](const std::filesystem::path& file) { revealed = file; };
         delegate->applicationDidFinishLaunching();
         scheduler.advance(2.0);
-        return delegate->menuBarController();
+        return controller();
     }
-
-    MenuBarController& controller() { return delegate->menuBarController(); }
 
     // A Program Change row, as the Mappings window or Add Tracks would make it.
     void mapRow(int row, int programChange, int channel, const std::string& name) {
-        ASSERT_TRUE(
-            controller()
-                .mappingStore()
-                .setMIDIMapping(row, MIDIMapping{MappingEventType::programChange, programChange,
-                                                 std::nullopt, channel, name})
-                .ok());
+        mapPC(controller().mappingStore(), row, name, programChange, channel);
     }
 
-    std::size_t logCount(const std::string& title) {
-        std::size_t count = 0;
-        for (const auto& entry : controller().log().entries().value())
-            count += entry.title == title ? 1 : 0;
-        return count;
-    }
-
-    VirtualScheduler scheduler;
-    TempFolder folder{"tessiva-shell"};
-    CapturingConsole console;
-    NotificationCenter notifications;
-    SimulatedLogic logic;
-    SimulatedMIDIService midi;
-    SimulatedUdpTransport udp;
-    InMemoryUserDefaults defaults;
-    std::unique_ptr<ConnectionSoundPlayer> sound;
-    ActivationEventSource activation;
     ShellDialogs dialogs;
-    std::unique_ptr<AppDelegate> delegate;
-    std::unique_ptr<MenuBarShell> shell;  // declared after the delegate: goes first
+    std::unique_ptr<MenuBarShell> shell;
     std::filesystem::path revealed;
 };
 

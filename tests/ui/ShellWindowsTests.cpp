@@ -73,9 +73,8 @@ TEST(ShellWindows, MappingsWindowAssignsEditsPlaysAndFollowsTheFocusedRow) {
     EXPECT_EQ(mapping->bankUUID, "B-PIANO");
     EXPECT_EQ(mapping->sectionName, "Keys");
     EXPECT_EQ(mapping->workspaceUUID, "W1");
-    const auto saved = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(saved.snapshot.has_value());
-    EXPECT_EQ(saved.snapshot->oscBankFocusMappingsByTrackIndex.at(1).bankUUID, "B-PIANO");
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").oscBankFocusMappingsByTrackIndex.at(1).bankUUID,
+              "B-PIANO");
     EXPECT_EQ(table.item(tableRow, MappingsWindow::bankColumn)->text(), "Grand Piano");
 
     // The picker assigns the same way, to the selected row.
@@ -141,7 +140,7 @@ TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
     ASSERT_TRUE(window.undoReconcileButton().isVisible());
     window.undoReconcileButton().click();
     EXPECT_EQ(controller.mappingStore().midiMapping(2)->trackName, "Bass");
-    EXPECT_EQ(rig.logCount("Mapping reconcile undone"), 1u);
+    EXPECT_EQ(rig.logged("Mapping reconcile undone").size(), 1u);
 }
 
 TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
@@ -165,7 +164,7 @@ TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
     EXPECT_EQ(controller.mappingStore().bankMapping(2)->bankUUID, "B-BASS2");  // the one shown
     EXPECT_EQ(review.list().count(), 0);
     EXPECT_FALSE(review.applyAllButton().isEnabled());
-    EXPECT_EQ(rig.logCount("Estimated Auto Assign applied"), 1u);
+    EXPECT_EQ(rig.logged("Estimated Auto Assign applied").size(), 1u);
 
     // With nothing to review the command answers instead of opening.
     review.hide();
@@ -208,9 +207,7 @@ TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
     guide.createProfileButton().click();
     rig.scheduler.advance(1.0);
     EXPECT_EQ(controller.mappingStore().fileURL(), rig.folder / "Song.json");
-    const auto saved = MappingProfileFile::read(rig.folder / "Song.json");
-    ASSERT_TRUE(saved.snapshot.has_value());
-    EXPECT_EQ(saved.snapshot->trackIndexToPC.at(2), 17);
+    EXPECT_EQ(readProfile(rig.folder / "Song.json").trackIndexToPC.at(2), 17);
     EXPECT_TRUE(guide.createProfileButton().isHidden());
     EXPECT_EQ(rig.shell->statusMenu().action("Create Song.json from Current Mappings"), nullptr);
 
