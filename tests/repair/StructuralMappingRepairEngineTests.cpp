@@ -147,6 +147,8 @@ TEST(StructuralRepairEngine, AppliedEditsShiftMappingsAndTakeTheCaptureAsBaselin
         {six, six, dUp, dMoved, 307, 3},  // the row it passed selected
         {six, six, dUp, dMoved, 321, 0, nullptr, "A D B C E", true},
         {six, six, "A C D E F B", "blockMove: 2>6 3>2 4>3 5>4 6>5", 299},
+        // A selected row that was hidden before the move adds nothing.
+        {"A B C D - F", "A B C D - F", "A D B C E F", dMoved, 249, 5, nullptr, "A D B C - F"},
         // Two pairs swapped: the first pair is the block moved.
         {six, six, "C D A B E F", "blockMove: 1>3 2>4 3>1 4>2", 317},
         {six, six, "A E C D B F", "blockMove: 2>5 5>2", 275, 0,
@@ -217,6 +219,8 @@ TEST(StructuralRepairEngine, HoldsKeepStateAndNameTheReason) {
         // row 1" (175 without it).
         {"Piano Bass Strings", "Piano Bass Strings", "Piano Piano Bass Strings",
          "Structural edit remained ambiguous. candidates=insertionOffset:195 pivot=1 ", true, 1},
+        // The last shown row moved while a mapped row hides behind it, in an order unknown.
+        {"A B C D E", "A B C D E F", "A B C E D"},
         // Which "Bass" is the copy matters to a mapping on "Bass" itself.
         {four, "Piano Bass Strings", "Piano Bass Bass Strings Choir"},
         // A Track Stack opening or closing at the end of the list looks like rows added or cut at
