@@ -317,6 +317,18 @@ TEST_F(Orchestration, HeldEvidenceIsAcceptedWhenInSyncOrFallsBackToTheReconciler
 }
 
 TEST_F(Orchestration, BaselinesAcceptedWithoutRepairAndReset) {
+    // The trusted names again, with a nameless row: nothing to capture.
+    RowMap same = list;
+    same[21] = " ";
+    const int captures = rig.captures.captures;
+    rig.publish(same);
+    rig.scheduler.advance(5.0);
+    EXPECT_EQ(rig.captures.captures, captures);
+    // A manual sync before any track list was seen accepts nothing.
+    RepairRig fresh(folder / "fresh");
+    fresh.repair.manualSyncAccepted("learn");
+    EXPECT_FALSE(fresh.logged("Manual sync accepted"));
+
     rig.repair.manualSyncAccepted("learn");
     EXPECT_EQ(*rig.detailOf("Manual sync accepted"),
               "Manual mapping sync accepted as the current structural baseline.");
