@@ -144,6 +144,17 @@ TEST(MIDIRunScheduler, PlaysEachNoteAtReceiptPlusDelayPlusItsOffsetAndLogsRefusa
                               "Refused the MIDI run from 127.0.0.1:9000: "
                               "\"channelOneBased\" is 0"));
     EXPECT_TRUE(rig.wasLogged("MIDI run cancel ignored"));
+
+    SCOPED_TRACE("a seventeenth run at once is refused");
+    for (int i = 1; i <= 17; ++i) {
+        std::string text = run();
+        text.replace(text.find("R1"), 2, "Run" + std::to_string(i));
+        rig.runs->schedule(text, rig.scheduler.now(), "127.0.0.1:9000");
+    }
+    EXPECT_EQ(rig.runs->activeRunCount(), 16u);
+    EXPECT_TRUE(rig.wasLogged("MIDI run refused",
+                              "Refused the MIDI run Run17 from 127.0.0.1:9000: "
+                              "16 runs are already playing."));
 }
 
 TEST(MIDIRunScheduler, CancelReplaceLostLinkAndQuitReleaseEverySoundingNote) {
