@@ -138,6 +138,9 @@ TEST(StructuralRepairEngine, AppliedEditsShiftMappingsAndTakeTheCaptureAsBaselin
         {five, five, bassGone, bassOut, 259, 2},  // the row that took its place selected
         {five, five, bassGone, bassOut, 217, 3},
         {five, five, bassGone, bassOut, 205, 1},
+        // A selection above the cut on a name repeated below counts as above it (6), not moved
+        // (18).
+        {"A A B C", "A A B C", "A A C", "deletionOffset -3: 4>3", 169, 1},
         // No row below the last track confirms the shift; the end itself is seen.
         {five, fourMapped, "Piano Bass Strings Choir", "deletionOffset -5:", 131},
         // The highest shown row stays where it was; the row hidden above it stays owned.
