@@ -115,6 +115,12 @@ TEST(ShellWindows, MappingsWindowAssignsEditsPlaysAndFollowsTheFocusedRow) {
     rig.logic.clickTrack(2);
     rig.scheduler.advance(5.0);
     EXPECT_EQ(window.table().currentRow(), window.tableRowFor(1));
+    // The top row plays too.
+    ASSERT_EQ(window.tableRowFor(1), 0);
+    table.item(0, MappingsWindow::valueColumn)->setText("7");
+    window.playButton().click();
+    rig.scheduler.advance(0.1);
+    EXPECT_EQ(rig.midi.sentMessages().back().bytes, (std::vector<std::uint8_t>{0xC0, 7}));
 }
 
 TEST(ShellWindows, ReconcileMovesMappingsAfterTracksWereInsertedAndUndoes) {
