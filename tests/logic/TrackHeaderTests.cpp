@@ -38,7 +38,8 @@ TEST(TrackHeader, ParsesEveryLocalisedFormAndNothingElse) {
         {" Track 7", std::nullopt},
         {"Audio 1", std::nullopt},
         {"", std::nullopt},
-        {"Track 12345678901 \u201CHuge\u201D", std::nullopt},
+        {"Track 123456789 \u201CNine\u201D", ParsedTrackHeader{123456789, "Nine"}},
+        {"Track 1234567890 \u201CTen\u201D", std::nullopt},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
