@@ -64,15 +64,14 @@ class DirectTrackSelectionProfile : public ::testing::TestWithParam<bool> {
     bool logic12() const { return GetParam(); }
     SimulatedLogicOptions options() const { return testing::bothShapesOptions(logic12()); }
     // Tracks 1-4, the stack "Strings" at 5 with 6-8, tracks 9-10; track 2 selected.
-    LogicObserverHarness& start(SimulatedLogicOptions opts) {
-        h_ = std::make_unique<LogicObserverHarness>(opts, 4);
+    LogicObserverHarness& start(std::optional<SimulatedLogicOptions> opts = std::nullopt) {
+        h_ = std::make_unique<LogicObserverHarness>(opts.value_or(options()), 4);
         h_->addStringsStackAndTracksUpTo(10);
         h_->start();
         h_->click(2, 1.5);
         h_->clearRecords();
         return *h_;
     }
-    LogicObserverHarness& start() { return start(options()); }
     Outcome select(int number, std::optional<std::string> name, double wait = 3.0) {
         Outcome outcome;
         const double began = h_->scheduler.now();
