@@ -11,7 +11,8 @@ namespace {
 using testing::LogicObserverHarness;
 using Placement = DirectSelectionRules::Placement;
 
-TEST(DirectSelectionRules, PlacesTheNumberAmongTheVisibleRows) {
+// A found, hidden or trailing number is placed in the profile runs below, which need its row.
+TEST(DirectSelectionRules, RepeatedOrAbsentNumbersAreNotPlaced) {
     auto rows = [](std::vector<int> numbers) {
         std::vector<ParsedTrackHeader> parsed;
         for (int n : numbers)
@@ -22,22 +23,14 @@ TEST(DirectSelectionRules, PlacesTheNumberAmongTheVisibleRows) {
         std::vector<int> visible;
         int number;
         Placement placement;
-        std::size_t row;
     };
     for (const auto& c : std::vector<Case>{
-             {{1, 2, 3}, 2, Placement::found, 1},
-             {{1, 2, 2, 3}, 2, Placement::notUnique, 0},
-             {{1, 5, 9}, 7, Placement::hiddenInGap, 0},
-             {{1, 5}, 7, Placement::missingAfterLast, 1},
-             {{5, 6}, 2, Placement::missing, 0},
-             {{}, 1, Placement::missing, 0},
+             {{1, 2, 2, 3}, 2, Placement::notUnique},
+             {{5, 6}, 2, Placement::missing},
+             {{}, 1, Placement::missing},
          }) {
         SCOPED_TRACE(c.number);
-        const auto location = DirectSelectionRules::locate(rows(c.visible), c.number);
-        EXPECT_EQ(location.placement, c.placement);
-        if (c.placement == Placement::found || c.placement == Placement::missingAfterLast) {
-            EXPECT_EQ(location.row, c.row);
-        }
+        EXPECT_EQ(DirectSelectionRules::locate(rows(c.visible), c.number).placement, c.placement);
     }
 }
 
