@@ -63,8 +63,7 @@ TEST(LogicAXReader, SelectionReads) {
     f.logic.clickTrack(2, SimulatedClick::command);
     EXPECT_EQ(f.logic.selectedTrackNumbers(), (std::vector<int>{2, 5, 9}));
     EXPECT_EQ(f.reader.readSelection(list), (TrackSelection{2, "T2"}));
-    // Elements resolve to their header row.
-    EXPECT_EQ(f.reader.resolveToTrack(f.logic.nameFieldElement(4), 2), (TrackSelection{4, "T4"}));
+    // Elements outside a header resolve to nothing; a name field's rise to its row is learn mode's.
     EXPECT_FALSE(f.reader.resolveToTrack(f.logic.tempoSliderElement(), 2).has_value());
     // Without a list the focused row is used.
     f.logic.focusTrack(11);
@@ -82,9 +81,8 @@ TEST(LogicAXReader, RowsAndWindowWalk) {
     const auto rows = f.reader.readRows(f.logic.trackListElement());
     EXPECT_EQ(rows.snapshot.namesByIndex, expected);
     EXPECT_EQ(rows.rowCount, 3u);
-    EXPECT_EQ(f.reader.walkWindow(f.logic.mainWindowElement()).namesByIndex, expected);
-    EXPECT_EQ(f.reader.windowTitle(f.logic.applicationElementNow()), "Song.logicx - Tracks");
     {
+        // What the walk finds is checked where the observer needs it, beyond the anchoring depth.
         SCOPED_TRACE("the walk stops at its depth limit");
         SimulatedLogicOptions deep = SimulatedLogicOptions::tableOutlineProfile();
         deep.arrangeNestingDepth = 11;  // rows at depth 13

