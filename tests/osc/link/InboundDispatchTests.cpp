@@ -65,6 +65,10 @@ TEST(InboundDispatch, DatagramsThatCannotBeReadAreDroppedAndPingsAreAnsweredAtTh
     ASSERT_EQ(rig.sent("/pong").size(), 2u);
     for (const auto& pong : rig.sent("/pong"))
         EXPECT_EQ(pong.port, kIPad);
+    SCOPED_TRACE("reply port 0 is taken as asked: another peer while this one is active");
+    rig.send("/ping", {i(0)});
+    EXPECT_EQ(rig.sent("/pong").size(), 2u);
+    EXPECT_TRUE(rig.console.contains("Rejected 127.0.0.1:0 because active peer"));
 }
 
 // Requests the Mac cannot read, did not ask for, or hears from an iPad that is not the active
