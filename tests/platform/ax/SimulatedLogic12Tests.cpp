@@ -130,6 +130,7 @@ TEST(SimulatedLogic12, TreeHasTheRecordedShape) {
         EXPECT_EQ(f.text(axElement(f.get(strips, ax::kParent).value), ax::kDescription), "Mixer");
         EXPECT_EQ(f.text(f.logic.mixerStripElement(2), ax::kDescription), "Bass");
         EXPECT_EQ(f.text(f.logic.mixerStripElement(2), ax::kRole), "AXLayoutItem");
+        EXPECT_TRUE(f.logic.mixerStripElement(7) && !f.logic.mixerStripElement(8));
         EXPECT_EQ(f.logic.mainWindowElement(), window);
         // Other containers of layout items answer AXSelectedChildren too.
         EXPECT_TRUE(f.get(strips, ax::kSelectedChildren).ok());
