@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -25,7 +26,7 @@ std::string portAfter(const std::string& line, const std::string& prefix) {
     return line.substr(line.find(prefix) + prefix.size());
 }
 
-// A temporary folder with the workspace file, and the Mac's link on an ephemeral port.
+// A temporary folder with the workspace file, and the whole Mac program on an ephemeral port.
 class LinkProcesses : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -34,14 +35,16 @@ class LinkProcesses : public ::testing::Test {
     }
 
     // Starts the Mac; returns its listen port.
-    std::string startMac(std::vector<std::string> extra = {}) {
-        std::vector<std::string> arguments{TESSIVA_LINK_TEST_HOST, "--port", "0"};
-        arguments.insert(arguments.end(), extra.begin(), extra.end());
-        host = std::make_unique<ChildProcess>(arguments);
+    std::string startMac() {
+        host = std::make_unique<ChildProcess>(std::vector<std::string>{
+            TESSIVA_FOCUS, "run", "--port", "0", "--bind", "127.0.0.1", "--no-bonjour", "--midi",
+            "memory", "--logic", "simulated", "--events", "--home", (folder / "home").string(),
+            "--name", "Test Mac"});
         EXPECT_TRUE(host->started());
-        auto listening = host->waitForLine("LISTENING ");
-        EXPECT_TRUE(listening) << host->output();
-        return listening ? portAfter(*listening, "LISTENING ") : "1";
+        const std::string listening = "Listening for inbound OSC UDP on port ";
+        auto line = host->waitForLine(listening);
+        EXPECT_TRUE(line) << host->output();
+        return line ? portAfter(*line, listening) : "1";
     }
     static std::string boundID(ChildProcess& peer, const std::string& prefix = "BOUND ") {
         auto line = peer.waitForLine(prefix + "127.0.0.1:");
@@ -50,12 +53,12 @@ class LinkProcesses : public ::testing::Test {
     void expectHostLine(const std::string& text) {
         EXPECT_TRUE(host->waitForLine(text)) << host->output();
     }
-    // The Mac stops when its input closes, and cleanly.
+    // The Mac quits cleanly on SIGTERM, as when the user logs out.
     void TearDown() override {
         if (!host)
             return;
-        host->closeInput();
-        EXPECT_EQ(host->wait(), 0);
+        host->kill(SIGTERM);
+        EXPECT_EQ(host->wait(), 0) << host->output();
     }
 
     TempFolder folder{"tessiva-link"};
@@ -81,11 +84,13 @@ TEST_F(LinkProcesses, IPadPingsFirstTheMacAsksForTheWorkspaceAndASecondIPadIsRef
     EXPECT_TRUE(first.waitForLine("RX /tessiva/focus/device/name [s:Test Mac]")) << first.output();
 
     expectHostLine("Active peer is now " + firstID + ". reason=first peer connected");
-    expectHostLine("HANDSHAKE connected=1 peer=" + firstID);
+    expectHostLine("Tessiva: iPad connected (Stage iPad)");
     expectHostLine("Requested snapshot after active peer connected via /ping from " + firstID);
-    expectHostLine("Reassembled workspace contains 2 sections and 3 banks");
-    expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
-    expectHostLine("MIDI Note_On 2 61 90 from " + firstID);
+    expectHostLine(
+        "Reassembled workspace contains 2 sections and 3 banks. workspace=\"Orchestra\"");
+    // Into the virtual MIDI source.
+    expectHostLine(
+        "Mirrored MIDI active: 1 events sent. latest=noteOn channel=2 data1=61 data2=90");
 
     SCOPED_TRACE("a second iPad on another port gets no /pong");
     ChildProcess second({TESSIVA_PEER, "--port", macPort, "--name", "Other iPad", "ping",
@@ -93,7 +98,7 @@ TEST_F(LinkProcesses, IPadPingsFirstTheMacAsksForTheWorkspaceAndASecondIPadIsRef
     EXPECT_EQ(second.wait(), 3) << second.output();
     const std::string secondID = boundID(second);
     EXPECT_FALSE(second.waitForLine("RX /pong", 0.0));
-    expectHostLine("EVENT OSC iPad peer rejected | Rejected " + secondID + " because active peer " +
+    expectHostLine("EVENT OSC iPad peer rejected — Rejected " + secondID + " because active peer " +
                    firstID + " is already connected.");
 }
 
@@ -102,13 +107,17 @@ TEST_F(LinkProcesses, MacPingsTheRememberedIPadFirstAndAsksForTheWorkspaceAfterI
     ChildProcess iPad({TESSIVA_PEER, "--port", "1", "--name", "Stage iPad", "--answer-snapshot",
                        workspaceFile, "listen", "--seconds", "4"});
     const std::string iPadID = boundID(iPad);
-    startMac({"--stored-peer", iPadID});
+    std::filesystem::create_directories(folder / "home");
+    std::ofstream(folder / "home" / "Preferences.json")
+        << R"({"OSCDiscoveryManager.lastPeerHost": "127.0.0.1", "OSCDiscoveryManager.lastPeerPort": )"
+        << portAfter(iPadID, "127.0.0.1:") << "}";
+    startMac();
 
     EXPECT_TRUE(iPad.waitForLine("RX /ping [i:")) << iPad.output();
-    expectHostLine("HANDSHAKE connected=1 peer=" + iPadID);
+    expectHostLine("Tessiva: iPad connected (Stage iPad)");
     expectHostLine("Requested snapshot after active peer reconnected via /pong from " + iPadID);
     EXPECT_TRUE(iPad.waitForLine("RX /tessiva/workspace/snapshot/request")) << iPad.output();
-    expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
+    expectHostLine("Workspace \"Orchestra\" with 2 sections and 3 banks");
 }
 
 TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
@@ -132,13 +141,10 @@ TEST_F(LinkProcesses, AnIPadSendingFromASecondPortIsStillTheActivePeer) {
 
     // One peer, named after the port it listens on; what it sends from the other port is its own.
     expectHostLine("Active peer is now " + listenID);
-    expectHostLine("PUBLISHED sections=2 banks=3 name=Orchestra");
-    expectHostLine(
-        "Tessiva device name received | Received iPad device name "
-        "\"Stage iPad\" from " +
-        sourceID);
+    expectHostLine("Workspace \"Orchestra\" with 2 sections and 3 banks");
+    expectHostLine("Received iPad device name \"Stage iPad\" from " + sourceID);
     expectHostLine("reply=" + listenID);
-    expectHostLine("MIDI Note_On 1 60 64 from " + sourceID);
+    expectHostLine("Mirrored MIDI active: 1 events sent. latest=noteOn channel=1 data1=60");
     EXPECT_FALSE(host->waitForLine("inactive", 0.0)) << host->output();
 }
 

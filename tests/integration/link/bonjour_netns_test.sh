@@ -3,10 +3,10 @@
 # its own loopback and a veth pair whose both ends stay inside, its own /run, its own dbus-daemon
 # and avahi-daemon. Nothing reaches the machine's network. Exit 77 (skip) when namespaces or the
 # tools are unavailable.
-#   bonjour_netns_test.sh <link test host binary> <tessiva-peer binary>
+#   bonjour_netns_test.sh <tessiva-focus binary> <tessiva-peer binary>
 set -u
-HOST_BIN=${1:?usage: bonjour_netns_test.sh <link test host> <tessiva-peer>}
-PEER_BIN=${2:?usage: bonjour_netns_test.sh <link test host> <tessiva-peer>}
+HOST_BIN=${1:?usage: bonjour_netns_test.sh <tessiva-focus> <tessiva-peer>}
+PEER_BIN=${2:?usage: bonjour_netns_test.sh <tessiva-focus> <tessiva-peer>}
 SKIP=77
 
 skip() { echo "SKIP: $*"; exit $SKIP; }
@@ -49,7 +49,7 @@ ip link set tsv1 up
 host_port() {
     local port=""
     for _ in $(seq 100); do
-        port=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$1" | head -1)
+        port=$(sed -n 's/^EVENT OSC listener ready — Listening for inbound OSC UDP on port \([0-9]*\)$/\1/p' "$1" | head -1)
         [ -n "$port" ] && grep -q "EVENT OSC Bonjour" "$1" && break
         sleep 0.1
     done
@@ -57,18 +57,22 @@ host_port() {
 }
 
 # First without any responder: the failure is logged and an iPad still connects by address.
-"$HOST_BIN" --bonjour --ignore-stdin --port 0 --seconds 10 </dev/null >"$WORK/alone.log" 2>&1 &
+# The whole Mac program, with the simulated Logic and MIDI kept in memory.
+mac() {
+    "$HOST_BIN" run --port 0 --bind 127.0.0.1 --midi memory --logic simulated --events --home "$WORK/$1" </dev/null
+}
+mac alone-home >"$WORK/alone.log" 2>&1 &
 ALONE=$!
 PIDS+=($ALONE)
 ALONE_PORT=$(host_port "$WORK/alone.log")
-if ! grep -q "^EVENT OSC Bonjour failed | OSC Bonjour failed: " "$WORK/alone.log" || [ -z "$ALONE_PORT" ]; then
+if ! grep -q "^EVENT OSC Bonjour failed — OSC Bonjour failed: " "$WORK/alone.log" || [ -z "$ALONE_PORT" ]; then
     echo "FAIL: no responder, but no \"OSC Bonjour failed\" entry or no port"; cat "$WORK/alone.log"; exit 1
 fi
 if ! "$PEER_BIN" --port "$ALONE_PORT" ping wait-for /pong --timeout 5 >"$WORK/peer.log" 2>&1; then
     echo "FAIL: without a responder the iPad could not connect by address"; cat "$WORK/peer.log"; exit 1
 fi
 kill "$ALONE" 2>/dev/null
-echo "PASS: without a responder: $(grep -m1 '^EVENT OSC Bonjour failed' "$WORK/alone.log" | sed 's/.*| //'), and /pong still answered"
+echo "PASS: without a responder: $(grep -m1 '^EVENT OSC Bonjour failed' "$WORK/alone.log" | sed 's/.*— //'), and /pong still answered"
 
 cat > "$WORK/dbus.conf" <<'CONF'
 <!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
@@ -111,11 +115,11 @@ PIDS+=($!)
 for _ in $(seq 100); do grep -q "Server startup complete" "$WORK/avahi.log" && break; sleep 0.1; done
 grep -q "Server startup complete" "$WORK/avahi.log" || { echo "FAIL: avahi-daemon did not start"; cat "$WORK/avahi.log"; exit 1; }
 
-"$HOST_BIN" --bonjour --ignore-stdin --port 0 --seconds 30 </dev/null >"$WORK/host.log" 2>&1 &
+mac home >"$WORK/host.log" 2>&1 &
 PIDS+=($!)
 PORT=$(host_port "$WORK/host.log")
-[ -n "$PORT" ] || { echo "FAIL: link host did not listen"; cat "$WORK/host.log"; exit 1; }
-if ! grep -q "EVENT OSC Bonjour advertising | Advertising _tessiva-osc._udp on UDP port $PORT as Tessiva Focus" "$WORK/host.log"; then
+[ -n "$PORT" ] || { echo "FAIL: the Mac did not listen"; cat "$WORK/host.log"; exit 1; }
+if ! grep -q "EVENT OSC Bonjour advertising — Advertising _tessiva-osc._udp on UDP port $PORT as Tessiva Focus" "$WORK/host.log"; then
     echo "FAIL: the link did not report its advertisement"; cat "$WORK/host.log"; exit 1
 fi
 
