@@ -3,35 +3,13 @@
 #include <chrono>
 #include <thread>
 
-#include "app/LearnModeStore.h"
-#include "app/ProjectKeyProvider.h"
-#include "app/SelectionStageRecorder.h"
-#include "app/StructuralRepairState.h"
-#include "app/TrackSelectionRouter.h"
+#include "app/RoutingRig.h"
 #include "logic/LogicObserver.h"
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingStore.h"
-#include "midi/MIDIRelay.h"
-#include "osc/OSCManager.h"
-#include "osc/PeerEndpointProvider.h"
 #include "platform/net/UdpTransport.h"
 #include "platform/simulated/logic/SimulatedLogic.h"
-#include "platform/simulated/midi/SimulatedMIDIService.h"
-#include "runtime/Console.h"
-#include "runtime/NotificationCenter.h"
-#include "runtime/VirtualScheduler.h"
-#include "support/TempFolder.h"
 
 namespace tessiva {
 namespace {
-
-// Structural repair that never has a repair pending: these runs make no structural edits.
-class NoStructuralRepair final : public StructuralRepairState {
-  public:
-    void noteSelection(const TrackSelection&,
-                       const std::optional<std::map<int, std::string>>&) override {}
-    std::optional<int> pendingRepairDelta() const override { return std::nullopt; }
-};
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -84,10 +62,9 @@ void appendInt32(Bytes& out, std::uint32_t value) {
 
 // The routing with real parts around it: a UDP socket on 127.0.0.1 as the iPad, the Asio
 // transport, the in-memory MIDI port with a network session among its destinations.
-class SelectionToOutput : public ::testing::Test {
+class SelectionToOutput : public ::testing::Test, protected StoreRig {
   protected:
     SelectionToOutput() {
-        (void)store.open(folder.path());
         midi.addDestination("IAC Bus 1");
         midi.addDestination("Network Session 1");
         EXPECT_TRUE(relay.start());
@@ -95,25 +72,12 @@ class SelectionToOutput : public ::testing::Test {
     }
 
     // Row 7 "Bass" sends PC 42 on channel 3 and focuses "Low End"; row 8 "Pad" sends PC 9 and
-    // focuses "Pads"; both banks are in the section "Rhythm".
+    // focuses "Pads".
     void mapBassAndPad() {
-        struct Row {
-            int row, programChange, channel;
-            const char *name, *bankUUID, *bankName;
-        };
-        for (const Row& row :
-             {Row{7, 42, 3, "Bass", "6F1C2A4E-0000-4000-8000-00000000B055", "Low End"},
-              Row{8, 9, 1, "Pad", "6F1C2A4E-0000-4000-8000-0000000000AD", "Pads"}}) {
-            const MIDIMapping program{
-                MappingEventType::programChange, row.programChange, {}, row.channel, row.name};
-            ASSERT_TRUE(store.setMIDIMapping(row.row, program).ok());
-            OSCBankFocusMapping bank;
-            bank.trackName = row.name;
-            bank.bankUUID = row.bankUUID;
-            bank.bankName = row.bankName;
-            bank.sectionName = "Rhythm";
-            ASSERT_TRUE(store.setBankMapping(row.row, bank).ok());
-        }
+        mapPC(store, 7, "Bass", 42, 3);
+        mapBank(store, 7, "Bass", "6F1C2A4E-0000-4000-8000-00000000B055", "Low End");
+        mapPC(store, 8, "Pad", 9);
+        mapBank(store, 8, "Pad", "6F1C2A4E-0000-4000-8000-0000000000AD", "Pads");
         midi.clearRecords();
     }
 
@@ -127,16 +91,11 @@ class SelectionToOutput : public ::testing::Test {
         appendPadded(expected, "Bass");
         appendPadded(expected, "Low End");
         appendInt32(expected, 7);
-        appendPadded(expected, "Rhythm");
+        appendPadded(expected, "<none>");
         return expected;
     }
 
-    VirtualScheduler scheduler;
-    CapturingConsole console;
     NotificationCenter center{scheduler.mainQueue()};
-    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
-    TempFolder folder{"tessiva-e2e"};
-    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
     LearnModeStore learn;
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
@@ -144,7 +103,7 @@ class SelectionToOutput : public ::testing::Test {
     OSCManager osc{scheduler, *transport, console, center};
     LoopbackIPad iPad{*transport, scheduler};
     LoadedProfileProjectKeyProvider projectKeys{[] { return std::optional<std::string>("Song"); }};
-    NoStructuralRepair repair;
+    ScriptedRepairState repair;  // never a repair pending: no structural edits here
     SelectionStageRecorder stages{scheduler.clock()};
     TrackSelectionRouter router{{scheduler.mainQueue(), scheduler.clock(), console, center, log,
                                  store, learn, relay, osc, iPad, projectKeys, repair, stages}};
