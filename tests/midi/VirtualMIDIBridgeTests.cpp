@@ -152,8 +152,8 @@ TEST(VirtualMIDIBridge, FailuresAndUnsupportedTypesAreLoggedAndLaterAttemptsSucc
     EXPECT_FALSE(f.bridge.send(MIDIEventKind::programChange, 9, 12, 0));
     EXPECT_TRUE(f.console.contains("[VirtualMIDIBridge] MIDIReceived failed: -10838"));
     f.midi.setFailure(SimulatedMIDIOperation::emit, 0);
-    // How wire names and values decode is MirroredMIDIEventTests' part; here, what mirror() does
-    // with the outcome.
+    // How wire names and values decode is the MirroredMIDIEvent tests' part; here, what mirror()
+    // does with the outcome.
     EXPECT_TRUE(f.bridge.mirror(" Note_On ", 0, 200, -5));
     EXPECT_FALSE(f.bridge.mirror("poly_pressure", 3, 60, 70));
     EXPECT_EQ(f.emitted(), (std::vector<std::vector<int>>{{0x90, 60, 100}, {0x90, 127, 0}}));
