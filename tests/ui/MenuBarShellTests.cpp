@@ -2,7 +2,6 @@
 
 #include <QAction>
 #include <QFileDialog>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSystemTrayIcon>
 #include <fstream>
@@ -106,13 +105,9 @@ TEST(MenuBarShell, ClearingAsksFirstPanelsUseTheChosenPathAndFailuresShowTheirAl
     rig.mapRow(2, 17, 3, "Bass");
     for (const char* button : {"Cancel", "Clear"}) {
         SCOPED_TRACE(button);
-        QString shownText;
-        whenDialogShows("clearAllMappingsAlert", [&](QWidget* dialog) {
-            shownText = static_cast<QMessageBox*>(dialog)->text();
-            buttonNamed(dialog, button)->click();
-        });
+        const auto alert = answerAlert("clearAllMappingsAlert", button);
         menuAction(rig, "Clear All Mappings…").trigger();
-        EXPECT_EQ(shownText, "Clear all mappings?");
+        EXPECT_EQ(alert->text, "Clear all mappings?");
         EXPECT_EQ(controller.mappingStore().midiMapping(2).has_value(),
                   std::string(button) == "Cancel");
     }
@@ -127,17 +122,11 @@ TEST(MenuBarShell, ClearingAsksFirstPanelsUseTheChosenPathAndFailuresShowTheirAl
          [&] { controller.saveMappingsAs(rig.folder / "Blocked.json"); }},
     };
     for (const auto& [expected, act] : cases) {
-        QString title;
-        QString text;
-        whenDialogShows("profileAlert", [&](QWidget* dialog) {
-            auto* box = static_cast<QMessageBox*>(dialog);
-            title = box->text();
-            text = box->informativeText();
-            box->accept();
-        });
+        const auto alert = answerAlert("profileAlert");
         act();
-        EXPECT_EQ(title, expected);
-        EXPECT_TRUE(text.contains("\n\nError: ")) << text.toStdString();
+        EXPECT_EQ(alert->text, expected);
+        EXPECT_TRUE(alert->informativeText.contains("\n\nError: "))
+            << alert->informativeText.toStdString();
         EXPECT_EQ(controller.mappingStore().fileURL(), loaded);
     }
 
@@ -188,14 +177,10 @@ TEST(MenuBarShell, RecallPromptAnswersEachButton) {
         rig.writeProfile("Cue.json", 3, 30);
         MenuBarController& controller = rig.start();
         rig.mapRow(4, 44, 1, "Drums");
-        QString title;
-        whenDialogShows("recallAlert", [&](QWidget* dialog) {
-            title = static_cast<QMessageBox*>(dialog)->text();
-            buttonNamed(dialog, test.button)->click();
-        });
+        const auto alert = answerAlert("recallAlert", test.button);
         rig.logic.setProjectName("Cue");
         rig.scheduler.advance(5.0);
-        EXPECT_EQ(title, "Saved mappings found for Cue");
+        EXPECT_EQ(alert->text, "Saved mappings found for Cue");
         EXPECT_EQ(controller.mappingStore().fileURL().filename(), test.loadedAfter);
         EXPECT_EQ(readProfile(rig.folder / "Song.json").trackIndexToPC.count(4) == 1,
                   test.songRewritten);

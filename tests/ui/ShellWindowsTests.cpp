@@ -8,7 +8,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
 #include <cstdlib>
@@ -174,13 +173,9 @@ TEST(ShellWindows, ReviewEventsAndSetupGuideWindowsOnTheFirstRun) {
 
     // With nothing to review the command answers instead of opening.
     review.hide();
-    QString answer;
-    whenDialogShows("informationAlert", [&](QWidget* dialog) {
-        answer = static_cast<QMessageBox*>(dialog)->text();
-        static_cast<QMessageBox*>(dialog)->accept();
-    });
+    const auto answer = answerAlert("informationAlert");
     rig.shell->openReview();
-    EXPECT_EQ(answer, "No estimated matches");
+    EXPECT_EQ(answer->text, "No estimated matches");
     EXPECT_FALSE(review.isVisible());
 
     controller.log().log("Alpha event", "first detail");
