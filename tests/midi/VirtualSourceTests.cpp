@@ -5,18 +5,20 @@
 #include <cmath>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "AllocationCounter.h"
-#include "RecordingMIDIService.h"
 #include "midi/MIDIRunPlan.h"
 #include "midi/MIDIRunScheduler.h"
 #include "midi/MirroredMIDIEvent.h"
 #include "midi/VirtualMIDIBridge.h"
+#include "platform/midi/MIDIService.h"
 #include "platform/simulated/midi/SimulatedMIDIService.h"
+#include "runtime/Clock.h"
 #include "runtime/Console.h"
 #include "runtime/DebugEvent.h"
 #include "runtime/VirtualScheduler.h"
@@ -234,12 +236,58 @@ TEST(VirtualMIDIBridge, StartsOnceThenEmitsTheTableBytesAndCountsQuietly) {
     EXPECT_EQ(f.logged.size(), 1u);  // only "source created"
 }
 
+// A virtual source that records each message with the time it left, into room reserved up front
+// so that emitting allocates nothing.
+class RecordingMIDIService final : public MIDIService {
+  public:
+    struct Sent {
+        double time = 0;
+        std::size_t size = 0;
+        std::array<int, 3> bytes{};
+    };
+    explicit RecordingMIDIService(const Clock& clock) : clock_(clock) { sent_.reserve(4096); }
+    MIDICreation<MIDIClient> createClient(const std::string&) override {
+        return MIDICreation<MIDIClient>::success(std::make_unique<Client>(*this));
+    }
+    std::vector<Sent> sent() const {
+        std::lock_guard guard(lock_);
+        return sent_;
+    }
+
+  private:
+    struct Source final : MIDIVirtualSource {
+        explicit Source(RecordingMIDIService& owner) : owner(owner) {}
+        MIDIStatusCode emit(std::span<const std::uint8_t> message) override {
+            Sent sent{owner.clock_.now(), std::min<std::size_t>(message.size(), 3), {}};
+            std::copy_n(message.begin(), sent.size, sent.bytes.begin());
+            std::lock_guard guard(owner.lock_);
+            owner.sent_.push_back(sent);
+            return 0;
+        }
+        RecordingMIDIService& owner;
+    };
+    struct Client final : MIDIClient {
+        explicit Client(RecordingMIDIService& owner) : owner(owner) {}
+        MIDICreation<MIDIOutputPort> createOutputPort(const std::string&) override {
+            return MIDICreation<MIDIOutputPort>::failure(-1, "not needed");
+        }
+        MIDICreation<MIDIVirtualSource> createVirtualSource(const std::string&) override {
+            return MIDICreation<MIDIVirtualSource>::success(std::make_unique<Source>(owner));
+        }
+        std::vector<MIDIDestination> destinations() override { return {}; }
+        RecordingMIDIService& owner;
+    };
+    const Clock& clock_;
+    mutable std::mutex lock_;
+    std::vector<Sent> sent_;
+};
+
 // Decoding and sending run on the mirrored-MIDI queue for every datagram, console lines included.
 TEST(VirtualMIDIBridge, DecodeAndSendAllocateNothing) {
     VirtualScheduler scheduler;
     NotificationCenter center(scheduler.mainQueue());
     NullConsole console;
-    test::RecordingMIDIService midi(scheduler.clock());
+    RecordingMIDIService midi(scheduler.clock());
     VirtualMIDIBridge bridge(midi, center, console);
     ASSERT_TRUE(bridge.start());
     const auto arguments = event("channel_pressure", 7, 99, 0);
@@ -336,7 +384,7 @@ struct RunRig : LoggingRig {
         return result;
     }
 
-    test::RecordingMIDIService midi{scheduler.clock()};
+    RecordingMIDIService midi{scheduler.clock()};
     VirtualMIDIBridge bridge{midi, center, console};
     std::optional<MIDIRunScheduler> runs{std::in_place, scheduler, bridge, center, console};
 };
