@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QTimer>
 #include <filesystem>
 #include <functional>
@@ -78,6 +79,26 @@ inline QAbstractButton* buttonNamed(QWidget* dialog, const QString& text) {
             return button;
     }
     return nullptr;
+}
+
+// What the next message box with this object name showed before `button` answered it (its
+// default button when none is given).
+struct AlertSeen {
+    QString text;
+    QString informativeText;
+};
+inline std::shared_ptr<AlertSeen> answerAlert(const QString& objectName,
+                                              const QString& button = {}) {
+    auto seen = std::make_shared<AlertSeen>();
+    whenDialogShows(objectName, [seen, button](QWidget* dialog) {
+        auto* box = static_cast<QMessageBox*>(dialog);
+        *seen = {box->text(), box->informativeText()};
+        if (button.isEmpty())
+            box->accept();
+        else
+            buttonNamed(box, button)->click();
+    });
+    return seen;
 }
 
 // The coordinator with the real Qt shell and dialogs around it.
