@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "StoreHarness.h"
 #include "mapping/MappingProfileLibrary.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/UserDefaults.h"
+#include "support/StoreHarness.h"
 #include "support/TempFolder.h"
 
 namespace tessiva {

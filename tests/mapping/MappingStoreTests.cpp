@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "StoreHarness.h"
 #include "mapping/MappingStore.h"
 #include "mapping/ProfileCodec.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/DateFormat.h"
 #include "runtime/UUID.h"
+#include "support/StoreHarness.h"
 #include "support/TempFolder.h"
 
 namespace tessiva {
