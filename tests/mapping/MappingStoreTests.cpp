@@ -83,7 +83,7 @@ TEST(MappingStore, SnapshotsRestoreAtOnceAndPublishOnlyChanges) {
     EXPECT_EQ(heard, (std::vector<std::string>{"bank"}));
 }
 
-TEST(MappingStore, EditsLookupsAndIdentities) {
+TEST(MappingStore, EditsLookupsIdentitiesAndLogicTrackNames) {
     StoreHarness h;
     MappingStore& store = h.store;
 
@@ -151,11 +151,8 @@ TEST(MappingStore, EditsLookupsAndIdentities) {
     EXPECT_TRUE(store.oscBankFocusMappingsByTrackIndex()->empty());
     EXPECT_TRUE(store.oscTrackIdentityByIndex()->empty());
     EXPECT_EQ(*store.oscInsertedTrackSerial(), 2);  // identities are never handed out twice
-}
 
-TEST(MappingStore, LogicTrackNameSnapshot) {
-    StoreHarness h;
-    MappingStore& store = h.store;
+    // Logic's track names: published once per change, dated, cleared.
     int heard = 0;
     auto token = store.logicTrackNames().subscribe([&](const RowMap&) { ++heard; });
     h.scheduler.advance(3.0);
