@@ -79,8 +79,7 @@ TEST_F(Orchestration, PublishedInsertionIsAppliedSavedAndUndoneExactly) {
     RepairRig reader(folder.path());
     EXPECT_EQ(reader.store.snapshot(), rig.store.snapshot());
 
-    rig.command(LogicStructuralCommand::undo, list);
-    rig.scheduler.advance(1.0);
+    rig.command(LogicStructuralCommand::undo, list, 1.0);
     EXPECT_TRUE(rig.logged("Structural reconciliation applied: insertion undo"));
     EXPECT_EQ(rig.store.snapshot(), original);
     EXPECT_EQ(rig.repair.engine().state.maxObservedIndex, 20);
@@ -95,8 +94,7 @@ TEST_F(Orchestration, InsertionUndoAfterAMappingEditRestoresNothing) {
     ASSERT_TRUE(rig.store.setMIDIMapping(7, edited).ok());
     const MappingProfileSnapshot afterEdit = rig.store.snapshot();
 
-    rig.command(LogicStructuralCommand::undo, list);
-    rig.scheduler.advance(1.0);
+    rig.command(LogicStructuralCommand::undo, list, 1.0);
     EXPECT_EQ(*rig.detailOf("Insertion undo candidate cleared"),
               "Mappings changed after the insertion, so its checkpoint cannot be restored safely.");
     EXPECT_FALSE(rig.logged("Structural reconciliation applied: insertion undo"));
@@ -148,16 +146,14 @@ TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
     ASSERT_NE(repaired, original);
     EXPECT_EQ(midiNameAt(10), "Track 3");
 
-    rig.command(LogicStructuralCommand::undo, list);
-    rig.scheduler.advance(1.0);
+    rig.command(LogicStructuralCommand::undo, list, 1.0);
     EXPECT_TRUE(rig.logged("Verified structural blockMove undo"));
     // The restore ends the evaluation: the engine does not see the restored rows again.
     EXPECT_FALSE(rig.logged("Structural baseline refreshed"));
     EXPECT_EQ(rig.store.snapshot(), original);
     EXPECT_EQ(rig.repair.journal().cursor(), 0u);
 
-    rig.command(LogicStructuralCommand::redo, moved);
-    rig.scheduler.advance(1.0);
+    rig.command(LogicStructuralCommand::redo, moved, 1.0);
     EXPECT_TRUE(rig.logged("Verified structural blockMove redo"));
     EXPECT_EQ(rig.store.snapshot(), repaired);
 }
@@ -242,8 +238,7 @@ TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
         SCOPED_TRACE(c.title);
         rig.log.clear();
         rig.captures.queued = {shrunk};
-        rig.command(LogicStructuralCommand::deleteBackspace, c.second);
-        rig.scheduler.advance(0.16);
+        rig.command(LogicStructuralCommand::deleteBackspace, c.second, 0.16);
         EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);  // waiting for the second capture
         rig.scheduler.advance(1.0);
         EXPECT_TRUE(rig.logged(c.title));
@@ -253,8 +248,7 @@ TEST_F(Orchestration, DestructiveCapturesNeedAnIdenticalSecondCapture) {
 
 TEST_F(Orchestration, ModalQuarantinePausesAndResumes) {
     rig.captures.quarantined = true;
-    rig.command(LogicStructuralCommand::redo, inserted(list, 1, {"New"}));
-    rig.scheduler.advance(1.0);
+    rig.command(LogicStructuralCommand::redo, inserted(list, 1, {"New"}), 1.0);
     EXPECT_TRUE(rig.repair.isPaused());
     EXPECT_EQ(rig.repair.pendingRepairDelta(), 0);
     EXPECT_EQ(midiNameAt(1), "Track 1");

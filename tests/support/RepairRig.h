@@ -99,10 +99,11 @@ struct RepairRig : StoreHarness {
         captures.rows = rows;
         repair.snapshotPublished(rows, reason);
     }
-    // Logic runs `command` and then shows `rows`.
-    void command(LogicStructuralCommand command, std::optional<RowMap> rows) {
+    // Logic runs `command` and then shows `rows`; `seconds` of virtual time pass.
+    void command(LogicStructuralCommand command, std::optional<RowMap> rows, double seconds = 0) {
         captures.rows = std::move(rows);
         repair.logicCommand(command, std::nullopt);
+        scheduler.advance(seconds);
     }
     // Logic shows `rows` from now on; the first capture of them becomes the baseline.
     void trust(const RowMap& rows) {
