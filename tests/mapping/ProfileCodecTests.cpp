@@ -96,7 +96,6 @@ TEST(ProfileCodec, DecodesAHandWrittenFile) {
     EXPECT_EQ(s.trackIndexToChannel, (RowKeyed<int>{{0, 10}}));
     EXPECT_EQ(s.trackIndexToEventType.at(40), MappingEventType::note);
     EXPECT_EQ(s.trackIndexToNote, (RowKeyed<int>{{40, 64}}));
-    EXPECT_EQ(s.rowsWithMIDIMappings(), (std::set<int>{0, 5, 40}));
     const OSCBankFocusMapping& m = s.oscBankFocusMappingsByTrackIndex.at(40);
     EXPECT_EQ(m.bankUUID, "BANK-1");
     EXPECT_EQ(m.workspaceName, std::optional<std::string>("Main"));

@@ -92,7 +92,6 @@ TEST_F(Orchestration, InsertionUndoAfterAMappingEditRestoresNothing) {
     MIDIMapping edited = *rig.store.midiMapping(7);
     edited.programChange = 99;
     ASSERT_TRUE(rig.store.setMIDIMapping(7, edited).ok());
-    const MappingProfileSnapshot afterEdit = rig.store.snapshot();
 
     rig.command(LogicStructuralCommand::undo, list, 1.0);
     EXPECT_EQ(*rig.detailOf("Insertion undo candidate cleared"),
@@ -101,7 +100,6 @@ TEST_F(Orchestration, InsertionUndoAfterAMappingEditRestoresNothing) {
     EXPECT_FALSE(rig.repair.insertionUndoCandidate());
     // The engine computes the deletion of the inserted row instead: the edit stays with its row.
     EXPECT_EQ(rig.store.midiMapping(6)->programChange, 99);
-    EXPECT_NE(rig.store.snapshot(), afterEdit);
 }
 
 TEST_F(Orchestration, DeletionUndoAndReinsertionRestoreTheDeletedRowsMapping) {
@@ -143,7 +141,6 @@ TEST_F(Orchestration, BlockMoveUndoAndRedoComeFromTheJournal) {
     rig.publish(moved);
     rig.scheduler.advance(1.0);
     const MappingProfileSnapshot repaired = rig.store.snapshot();
-    ASSERT_NE(repaired, original);
     EXPECT_EQ(midiNameAt(10), "Track 3");
 
     rig.command(LogicStructuralCommand::undo, list, 1.0);
