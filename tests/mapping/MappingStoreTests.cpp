@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
 #include "mapping/ProfileCodec.h"
 #include "runtime/AtomicFile.h"
@@ -172,6 +173,8 @@ TEST(MappingStore, EditsLookupsIdentitiesAndLogicTrackNames) {
 }
 
 TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
+    MappingProfileSnapshot legacy;  // also what the six-key file below holds
+    legacy.trackIndexToPC = {{0, 1}, {5, 2}, {40, 3}};
     {
         SCOPED_TRACE("first start: nothing there, a fresh file is written with every key");
         TempFolder folder;
@@ -184,11 +187,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
     {
         SCOPED_TRACE("only the legacy file: read it and write it under the new name at once");
         TempFolder folder;
-        MappingProfileSnapshot legacy;
-        legacy.trackIndexToPC = {{0, 1}, {5, 2}, {40, 3}};
-        ASSERT_TRUE(
-            writeFileAtomically(folder / kLegacyProfileFileName, ProfileCodec::encode(legacy))
-                .ok());
+        ASSERT_TRUE(MappingProfileFile::write(folder / kLegacyProfileFileName, legacy).ok());
         StoreHarness h;
         EXPECT_EQ(h.store.open(folder.path()), ProfileReadOutcome::loaded);
         EXPECT_EQ(h.store.snapshot(), legacy);
@@ -200,9 +199,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         SCOPED_TRACE("both files: the new name wins");
         MappingProfileSnapshot changed = legacy;
         changed.trackIndexToPC = {{9, 9}};
-        ASSERT_TRUE(
-            writeFileAtomically(folder / kDefaultProfileFileName, ProfileCodec::encode(changed))
-                .ok());
+        ASSERT_TRUE(MappingProfileFile::write(folder / kDefaultProfileFileName, changed).ok());
         StoreHarness again;
         again.store.open(folder.path());
         EXPECT_EQ(again.store.snapshot(), changed);
@@ -229,9 +226,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         EXPECT_EQ(h.store.open(folder.path()), ProfileReadOutcome::loaded);
         EXPECT_FALSE(fs::exists(leftover));
         EXPECT_TRUE(h.console.contains("Removed 1 temporary file(s) left by interrupted saves"));
-        MappingProfileSnapshot expected;
-        expected.trackIndexToPC = {{0, 1}, {5, 2}, {40, 3}};
-        EXPECT_EQ(h.store.snapshot(), expected);
+        EXPECT_EQ(h.store.snapshot(), legacy);
         EXPECT_EQ(readWholeFile(folder / kDefaultProfileFileName).value(), sixKeys);
         ASSERT_TRUE(h.store.save().ok());
         EXPECT_EQ(readWholeFile(folder / kDefaultProfileFileName).value(),
