@@ -50,7 +50,7 @@ TEST(DebugLogStore, TrimsBackToFourThousandPastFiveThousand) {
     EXPECT_EQ(notifications, before) << "clearing an empty log is no change";
 }
 
-TEST(DebugLogStore, OffMainCallsLandAfterPendingMainWorkInCallOrder) {
+TEST(DebugLogStore, OffMainCallsAndDebugEventsLandAfterPendingMainWorkInCallOrder) {
     VirtualScheduler scheduler;
     auto background = scheduler.makeSerialQueue("tessiva.test.background");
     DebugLogStore log(scheduler.mainQueue(), scheduler.clock());
@@ -79,6 +79,17 @@ TEST(DebugLogStore, OffMainCallsLandAfterPendingMainWorkInCallOrder) {
     EXPECT_DOUBLE_EQ(log.entries().value()[3].timestamp, backgroundCallDate);
     EXPECT_NE(log.entries().value()[3].id, log.entries().value()[4].id);
 
+    // Debug events posted from any queue land the same way.
+    NotificationCenter center(scheduler.mainQueue());
+    auto token = log.observeDebugEvents(center);
+    log.clear();
+    postDebugEvent(center, "OSC bank focus skipped", "No peer");
+    background->post([&] { postDebugEvent(center, "From a socket"); });
+    scheduler.runUntilIdle();
+    ASSERT_EQ(titles(log), (std::vector<std::string>{"OSC bank focus skipped", "From a socket"}));
+    EXPECT_EQ(log.entries()->front().detail, std::optional<std::string>("No peer"));
+    EXPECT_FALSE(log.entries()->back().detail.has_value());
+
     // A hop still queued when the log goes away does nothing.
     auto doomed = std::make_unique<DebugLogStore>(scheduler.mainQueue(), scheduler.clock());
     std::thread foreign([&] { doomed->log("too late"); });
@@ -86,21 +97,6 @@ TEST(DebugLogStore, OffMainCallsLandAfterPendingMainWorkInCallOrder) {
     EXPECT_EQ(scheduler.pendingCount(), 1u);
     doomed.reset();
     EXPECT_EQ(scheduler.runUntilIdle(), 1u);
-}
-
-TEST(DebugLogStore, FollowsDebugEventNotifications) {
-    VirtualScheduler scheduler;
-    NotificationCenter center(scheduler.mainQueue());
-    auto background = scheduler.makeSerialQueue("tessiva.test.background");
-    DebugLogStore log(scheduler.mainQueue(), scheduler.clock());
-    auto token = log.observeDebugEvents(center);
-
-    postDebugEvent(center, "OSC bank focus skipped", "No peer");
-    background->post([&] { postDebugEvent(center, "From a socket"); });
-    scheduler.runUntilIdle();
-    ASSERT_EQ(titles(log), (std::vector<std::string>{"OSC bank focus skipped", "From a socket"}));
-    EXPECT_EQ(log.entries()->front().detail, std::optional<std::string>("No peer"));
-    EXPECT_FALSE(log.entries()->back().detail.has_value());
 }
 
 }  // namespace

@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "StoreHarness.h"
+#include "mapping/MappingProfileFile.h"
 #include "mapping/MappingStore.h"
 #include "mapping/ProfileCodec.h"
 #include "runtime/AtomicFile.h"
 #include "runtime/DateFormat.h"
 #include "runtime/UUID.h"
+#include "support/StoreHarness.h"
 #include "support/TempFolder.h"
 
 namespace tessiva {
@@ -83,7 +84,7 @@ TEST(MappingStore, SnapshotsRestoreAtOnceAndPublishOnlyChanges) {
     EXPECT_EQ(heard, (std::vector<std::string>{"bank"}));
 }
 
-TEST(MappingStore, EditsLookupsAndIdentities) {
+TEST(MappingStore, EditsLookupsIdentitiesAndLogicTrackNames) {
     StoreHarness h;
     MappingStore& store = h.store;
 
@@ -151,11 +152,8 @@ TEST(MappingStore, EditsLookupsAndIdentities) {
     EXPECT_TRUE(store.oscBankFocusMappingsByTrackIndex()->empty());
     EXPECT_TRUE(store.oscTrackIdentityByIndex()->empty());
     EXPECT_EQ(*store.oscInsertedTrackSerial(), 2);  // identities are never handed out twice
-}
 
-TEST(MappingStore, LogicTrackNameSnapshot) {
-    StoreHarness h;
-    MappingStore& store = h.store;
+    // Logic's track names: published once per change, dated, cleared.
     int heard = 0;
     auto token = store.logicTrackNames().subscribe([&](const RowMap&) { ++heard; });
     h.scheduler.advance(3.0);
@@ -175,6 +173,8 @@ TEST(MappingStore, LogicTrackNameSnapshot) {
 }
 
 TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
+    MappingProfileSnapshot legacy;  // also what the six-key file below holds
+    legacy.trackIndexToPC = {{0, 1}, {5, 2}, {40, 3}};
     {
         SCOPED_TRACE("first start: nothing there, a fresh file is written with every key");
         TempFolder folder;
@@ -187,11 +187,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
     {
         SCOPED_TRACE("only the legacy file: read it and write it under the new name at once");
         TempFolder folder;
-        MappingProfileSnapshot legacy;
-        legacy.trackIndexToPC = {{0, 1}, {5, 2}, {40, 3}};
-        ASSERT_TRUE(
-            writeFileAtomically(folder / kLegacyProfileFileName, ProfileCodec::encode(legacy))
-                .ok());
+        ASSERT_TRUE(MappingProfileFile::write(folder / kLegacyProfileFileName, legacy).ok());
         StoreHarness h;
         EXPECT_EQ(h.store.open(folder.path()), ProfileReadOutcome::loaded);
         EXPECT_EQ(h.store.snapshot(), legacy);
@@ -203,9 +199,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         SCOPED_TRACE("both files: the new name wins");
         MappingProfileSnapshot changed = legacy;
         changed.trackIndexToPC = {{9, 9}};
-        ASSERT_TRUE(
-            writeFileAtomically(folder / kDefaultProfileFileName, ProfileCodec::encode(changed))
-                .ok());
+        ASSERT_TRUE(MappingProfileFile::write(folder / kDefaultProfileFileName, changed).ok());
         StoreHarness again;
         again.store.open(folder.path());
         EXPECT_EQ(again.store.snapshot(), changed);
@@ -232,9 +226,7 @@ TEST(MappingStore, OpeningChoosesMigratesAndSetsAside) {
         EXPECT_EQ(h.store.open(folder.path()), ProfileReadOutcome::loaded);
         EXPECT_FALSE(fs::exists(leftover));
         EXPECT_TRUE(h.console.contains("Removed 1 temporary file(s) left by interrupted saves"));
-        MappingProfileSnapshot expected;
-        expected.trackIndexToPC = {{0, 1}, {5, 2}, {40, 3}};
-        EXPECT_EQ(h.store.snapshot(), expected);
+        EXPECT_EQ(h.store.snapshot(), legacy);
         EXPECT_EQ(readWholeFile(folder / kDefaultProfileFileName).value(), sixKeys);
         ASSERT_TRUE(h.store.save().ok());
         EXPECT_EQ(readWholeFile(folder / kDefaultProfileFileName).value(),

@@ -38,7 +38,7 @@ MappingProfileSnapshot knownProfile() {
     return s;
 }
 
-TEST(ProfileCodec, EncodesAKnownProfileToExactBytes) {
+TEST(ProfileCodec, EncodesAKnownProfileToExactBytesAndWritesBackWhatItRead) {
     const std::string expected =
         R"({"version":1,"trackIndexToPC":{"0":3,"5":12,"40":127},)"
         R"("trackIndexToName":{"0":"Strings\tsolo\n\\ \u0001","5":"Horn \"A\"","40":"Flöte"},)"
@@ -56,6 +56,18 @@ TEST(ProfileCodec, EncodesAKnownProfileToExactBytes) {
     const auto decoded = ProfileCodec::decode(expected);
     ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
     EXPECT_EQ(*decoded.snapshot, knownProfile());
+
+    // Invalid bytes are replaced, and what was read writes back byte for byte.
+    MappingProfileSnapshot s = knownProfile();
+    s.trackIndexToName[2] = std::string("bad\x80\xff\xfe") + "end";
+    s.oscBankFocusMappingsByTrackIndex.at(5).updatedAt = -0.0;  // "-0" would read back as 0
+    const std::string json = ProfileCodec::encode(s);
+    const auto reread = ProfileCodec::decode(json);
+    ASSERT_TRUE(reread.ok()) << reread.error.describe();
+    EXPECT_EQ(reread.snapshot->trackIndexToName.at(2),
+              "bad\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"
+              "end");
+    EXPECT_EQ(ProfileCodec::encode(*reread.snapshot), json);
 }
 
 TEST(ProfileCodec, DecodesAHandWrittenFile) {
@@ -84,7 +96,6 @@ TEST(ProfileCodec, DecodesAHandWrittenFile) {
     EXPECT_EQ(s.trackIndexToChannel, (RowKeyed<int>{{0, 10}}));
     EXPECT_EQ(s.trackIndexToEventType.at(40), MappingEventType::note);
     EXPECT_EQ(s.trackIndexToNote, (RowKeyed<int>{{40, 64}}));
-    EXPECT_EQ(s.rowsWithMIDIMappings(), (std::set<int>{0, 5, 40}));
     const OSCBankFocusMapping& m = s.oscBankFocusMappingsByTrackIndex.at(40);
     EXPECT_EQ(m.bankUUID, "BANK-1");
     EXPECT_EQ(m.workspaceName, std::optional<std::string>("Main"));
@@ -109,11 +120,13 @@ TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
                   "}}");
     };
     const std::string uuid = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+    const std::string name = R"({"version":1,"trackIndexToName":{"0":")";
     struct Case {
         const char* name;
         std::string json;
-        std::string key;
+        std::string key;  // empty: the fault is in the text, at `offset`
         std::string reasonPart;
+        std::optional<std::size_t> offset = std::nullopt;
     };
     const Case cases[] = {
         {"pc value a string", pc(R"({"3":"x"})"), "trackIndexToPC.3", "expected an integer"},
@@ -139,70 +152,31 @@ TEST(ProfileCodec, NamesTheKeyOrByteAtFault) {
         {"id not a UUID", bank("nope", R"(,"updatedAt":1)"),
          "oscBankFocusMappingsByTrackIndex.5.id", "UUID"},
         {"top level array", "[]", "", "not a JSON object"},
+        // Malformed text: the 0-based offset of the byte where parsing stopped.
+        {"truncated", R"({"version":1,"trackIndexToPC":{"1":5,})", "", "byte offset 37", 37},
+        {"empty", "", "", "invalid JSON", 0},
+        {"invalid byte in a name", name + "ab\xff\"}}", "", "UTF-8", name.size() + 2},
+        {"overlong encoding", name + "\xc0\xaf\"}}", "", "UTF-8", name.size()},
+        {"encoded surrogate", name + "\xed\xa0\x80\"}}", "", "UTF-8", name.size()},
+        // Just after the string that holds it.
+        {"lone escaped surrogate", name + "\\ud800x\"}}", "", "string", name.size() + 8},
+        {"too deep", "{\"x\":" + std::string(100, '[') + std::string(100, ']') + "}", "",
+         "deeper than 64", 5 + 63},
+        {"number past a double", R"({"version":1e400})", "", "number", 11},
+        {"too large", std::string(64u * 1024 * 1024 + 1, ' '), "", "larger than",
+         64u * 1024 * 1024},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const auto decoded = ProfileCodec::decode(c.json);
         ASSERT_FALSE(decoded.ok());
         EXPECT_EQ(decoded.error.key, c.key);
-        EXPECT_FALSE(decoded.error.byteOffset.has_value());
+        EXPECT_EQ(decoded.error.byteOffset, c.offset);
         EXPECT_NE(decoded.error.describe().find(c.reasonPart), std::string::npos)
             << decoded.error.describe();
         if (!c.key.empty()) {
             EXPECT_NE(decoded.error.describe().find("\"" + c.key + "\""), std::string::npos);
         }
-    }
-
-    // Malformed JSON: the 0-based offset of the byte where parsing stopped.
-    const auto truncated = ProfileCodec::decode(R"({"version":1,"trackIndexToPC":{"1":5,})");
-    ASSERT_FALSE(truncated.ok());
-    EXPECT_EQ(truncated.error.byteOffset, std::optional<std::size_t>(37));
-    EXPECT_NE(truncated.error.describe().find("byte offset 37"), std::string::npos);
-    const auto empty = ProfileCodec::decode("");
-    ASSERT_FALSE(empty.ok());
-    EXPECT_TRUE(empty.error.byteOffset.has_value());
-}
-
-TEST(ProfileCodec, InvalidBytesAreReplacedAndWhatWasReadWritesBackByteForByte) {
-    MappingProfileSnapshot s = knownProfile();
-    s.trackIndexToName[2] = std::string("bad\x80\xff\xfe") + "end";
-    s.oscBankFocusMappingsByTrackIndex.at(5).updatedAt = -0.0;  // "-0" would read back as 0
-    const std::string json = ProfileCodec::encode(s);
-    const auto decoded = ProfileCodec::decode(json);
-    ASSERT_TRUE(decoded.ok()) << decoded.error.describe();
-    EXPECT_EQ(decoded.snapshot->trackIndexToName.at(2),
-              "bad\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"
-              "end");
-    EXPECT_EQ(ProfileCodec::encode(*decoded.snapshot), json);
-}
-
-TEST(ProfileCodec, RefusesMalformedTextDepthAndSize) {
-    const std::string head = R"({"version":1,"trackIndexToName":{"0":")";
-    struct Case {
-        const char* name;
-        std::string json;
-        std::size_t offset;
-        std::string reasonPart;
-    };
-    const Case cases[] = {
-        {"invalid byte in a name", head + "ab\xff\"}}", head.size() + 2, "UTF-8"},
-        {"overlong encoding", head + "\xc0\xaf\"}}", head.size(), "UTF-8"},
-        {"encoded surrogate", head + "\xed\xa0\x80\"}}", head.size(), "UTF-8"},
-        // Just after the string that holds it.
-        {"lone escaped surrogate", head + "\\ud800x\"}}", head.size() + 8, "string"},
-        {"too deep", "{\"x\":" + std::string(100, '[') + std::string(100, ']') + "}", 5 + 63,
-         "deeper than 64"},
-        {"number past a double", R"({"version":1e400})", 11, "number"},
-        {"too large", std::string(64u * 1024 * 1024 + 1, ' '), 64u * 1024 * 1024, "larger than"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const auto decoded = ProfileCodec::decode(c.json);
-        ASSERT_FALSE(decoded.ok());
-        EXPECT_EQ(decoded.error.byteOffset, std::optional<std::size_t>(c.offset))
-            << decoded.error.describe();
-        EXPECT_NE(decoded.error.describe().find(c.reasonPart), std::string::npos)
-            << decoded.error.describe();
     }
     // Brackets inside names do not count as nesting.
     const std::string brackets = R"({"version":1,"trackIndexToPC":{},"trackIndexToName":{"0":")" +

@@ -161,10 +161,9 @@ class GeneratedTrackList {
                 stack = anchor.stackHeader;
         }
         lastSelected_ = nextId_;  // the first track inserted
-        for (int i = 0; i < count; ++i) {
-            Track track{nextId_++, nameLike(freshName()), stack, false, false};
-            tracks_.insert(tracks_.begin() + static_cast<long>(at) + i, track);
-        }
+        for (int i = 0; i < count; ++i)
+            tracks_.insert(tracks_.begin() + static_cast<long>(at) + i,
+                           {nextId_++, nameLike(freshName()), stack, false, false});
         return true;
     }
     bool removeTracks() {
@@ -233,13 +232,12 @@ class GeneratedTrackList {
             positions([](const Track& track) { return track.stackHeader < 0 && !track.isHeader; });
         if (plain.size() < 2)
             return false;
-        const std::size_t a = plain[random_() % plain.size()];
-        std::size_t b = plain[random_() % plain.size()];
+        const std::size_t a = random_() % plain.size();
+        std::size_t b = random_() % plain.size();
         if (a == b)
-            b = plain[(std::find(plain.begin(), plain.end(), a) - plain.begin() + 1) %
-                      plain.size()];
-        std::swap(tracks_[a], tracks_[b]);
-        lastSelected_ = tracks_[a].id;
+            b = (a + 1) % plain.size();
+        std::swap(tracks_[plain[a]], tracks_[plain[b]]);
+        lastSelected_ = tracks_[plain[a]].id;
         return true;
     }
     bool toggleStack() {

@@ -7,7 +7,6 @@
 #include <map>
 #include <random>
 #include <sstream>
-#include <unordered_map>
 
 #include "repair/GeneratedTrackList.h"
 #include "repair/StructuralMappingRepairEngine.h"
@@ -64,16 +63,15 @@ bool explainsCaptureExactly(const RowMap& baseline, const RowMap& current,
 }
 
 // Judges one decision against where every mapped track really went: empty when right, else why.
+// A hold is never wrong; a track deleted or left with a repeated name cannot be judged.
 std::string judge(const GeneratedTrackList& list, const std::map<int, int>& mappedIdsByRow,
                   const StructuralMappingRepairEngine::Decision& decision) {
     std::string why;
-    const auto& repair = decision.repair;
-    std::unordered_map<int, int> rowsById;
-    for (std::size_t p = 0; p < list.tracks().size(); ++p)
-        rowsById.emplace(list.tracks()[p].id, static_cast<int>(p) + 1);
+    if (decision.kind == Kind::hold)
+        return why;
     for (const auto& [oldRow, id] : mappedIdsByRow) {
         int resultRow = oldRow;
-        if (decision.kind == Kind::apply) {
+        if (const auto& repair = decision.repair) {
             const auto& deleted = repair->deletedIndices;
             if (std::find(deleted.begin(), deleted.end(), oldRow) != deleted.end()) {
                 resultRow = 0;
@@ -82,11 +80,8 @@ std::string judge(const GeneratedTrackList& list, const std::map<int, int>& mapp
                 resultRow = moved->second;
             }
         }
-        const auto found = rowsById.find(id);
-        const int trueRow = found == rowsById.end() ? 0 : found->second;
-        if (resultRow == trueRow || decision.kind == Kind::hold)
-            continue;
-        if (trueRow != 0 && list.hasUniqueName(id)) {
+        const int trueRow = list.rowOf(id);
+        if (resultRow != trueRow && trueRow != 0 && list.hasUniqueName(id)) {
             why += " mapping on row " + std::to_string(oldRow) + " went to row " +
                    std::to_string(resultRow) + " but its track stands on row " +
                    std::to_string(trueRow) + ";";
@@ -166,13 +161,11 @@ struct PropertyRun {
 // Cases that once produced a wrong application under the unamended rules (a trailing stack
 // closing over a repeated name, an append that hid the last row, a deletion between repeated
 // names, block moves into rows a stack hid, a rename plus a copied name, two edits whose shown
-// rows a single deletion left unexplained).
+// rows a single deletion left unexplained); those among the default seeds are not repeated here.
 TEST(StructuralRepairProperty, FormerlyWrongCasesStayRight) {
     PropertyRun run;
-    for (const unsigned long seed : {20262446ul, 20265773ul, 20269612ul, 20276382ul, 426271ul,
-                                     430388ul, 48152ul, 83021ul, 85848ul, 106572ul}) {
+    for (const unsigned long seed : {426271ul, 430388ul, 48152ul, 83021ul, 85848ul, 106572ul})
         run.runCase(seed);
-    }
     EXPECT_EQ(run.wrong, 0) << run.firstFailure;
 }
 

@@ -142,7 +142,6 @@ TEST(SettledCapturePolicy, DestructiveCapturesAndTransientCollapses) {
     EXPECT_FALSE(SettledCapturePolicy::isTransientMaximumCollapse(20, {{1, "A"}, {10, "End"}}, 20,
                                                                   20, "End"));
     EXPECT_FALSE(SettledCapturePolicy::isTransientMaximumCollapse(10, sparse, 20, 20, "End"));
-    EXPECT_EQ(SettledCapturePolicy::signature({{1, "A"}, {3, "C"}}), "1:A|3:C");
 }
 
 TEST(LogicStructuralCommand, KeysAndMenuTitles) {

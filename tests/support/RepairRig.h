@@ -1,18 +1,14 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "mapping/DebugLogStore.h"
-#include "mapping/MappingStore.h"
 #include "repair/StructuralCaptureSource.h"
 #include "repair/StructuralRepairOrchestrator.h"
-#include "runtime/Console.h"
-#include "runtime/VirtualScheduler.h"
+#include "support/StoreHarness.h"
 
 namespace tessiva {
 
@@ -42,7 +38,7 @@ class ScriptedCaptureSource final : public StructuralCaptureSource {
 };
 
 // The orchestration with a real mapping store in `folder`, a scripted Logic and virtual time.
-struct RepairRig {
+struct RepairRig : StoreHarness {
     explicit RepairRig(std::filesystem::path profileFolder) : folder(std::move(profileFolder)) {
         (void)store.open(folder);
         scheduler.runUntilIdle();
@@ -103,10 +99,11 @@ struct RepairRig {
         captures.rows = rows;
         repair.snapshotPublished(rows, reason);
     }
-    // Logic runs `command` and then shows `rows`.
-    void command(LogicStructuralCommand command, std::optional<RowMap> rows) {
+    // Logic runs `command` and then shows `rows`; `seconds` of virtual time pass.
+    void command(LogicStructuralCommand command, std::optional<RowMap> rows, double seconds = 0) {
         captures.rows = std::move(rows);
         repair.logicCommand(command, std::nullopt);
+        scheduler.advance(seconds);
     }
     // Logic shows `rows` from now on; the first capture of them becomes the baseline.
     void trust(const RowMap& rows) {
@@ -117,24 +114,12 @@ struct RepairRig {
         mapRows(rows);
         trust(rows);
     }
-    bool logged(const std::string& title) const {
-        const auto& entries = log.entries().value();
-        return std::any_of(entries.begin(), entries.end(),
-                           [&](const auto& entry) { return entry.title == title; });
-    }
     std::optional<std::string> detailOf(const std::string& title) const {
-        for (const auto& entry : log.entries().value()) {
-            if (entry.title == title)
-                return entry.detail;
-        }
-        return std::nullopt;
+        const auto* found = entry(title);
+        return found ? found->detail : std::nullopt;
     }
 
     std::filesystem::path folder;
-    VirtualScheduler scheduler;
-    CapturingConsole console;
-    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
-    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
     ScriptedCaptureSource captures{scheduler.mainQueue()};
     std::optional<std::string> profileKey = std::string("song");
     StructuralRepairOrchestrator repair{{scheduler.mainQueue(), scheduler.clock(), console, log,

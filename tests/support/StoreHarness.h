@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "mapping/DebugLogStore.h"
 #include "mapping/MappingStore.h"
 #include "runtime/Console.h"
