@@ -145,15 +145,10 @@ struct RoutingRig : StoreRig {
     // Stage lines ("title detail") recorded since the last call.
     std::vector<std::string> takeStages() {
         std::vector<std::string> lines;
-        for (const auto& record : stages.entries()) {
-            if (record.sequence < stageMark)
-                continue;
-            std::string line(record.title());
-            if (!record.detail.empty())
-                line += " " + record.detail;
-            lines.push_back(line);
-        }
-        stageMark = stages.totalRecorded();
+        for (const auto& record : stages.entries())
+            lines.push_back(std::string(record.title()) + (record.detail.empty() ? "" : " ") +
+                            record.detail);
+        stages.clear();
         return lines;
     }
     // Event-log entries since the last call, as "title | detail".
@@ -185,8 +180,6 @@ struct RoutingRig : StoreRig {
         udp.clearSent();
         return messages;
     }
-
-    std::uint64_t stageMark = 0;
 };
 
 // One bank focus message, as takeOSC() reports it.

@@ -90,11 +90,10 @@ TEST(TrackSelectionRouter, AnotherNameOrEmptyName) {
     EXPECT_EQ(rig.router.lastHandledSelection(), (TrackSelection{7, "Pad 2"}));
     rig.advance(0.5);
     rig.select(5, std::nullopt);
+    EXPECT_EQ(rig.stages.last()->name, "<none>");  // how the recorder shows an absent name
     EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
     EXPECT_TRUE(rig.sentNothing());
     EXPECT_TRUE(rig.takeLog().empty());
-    // The recorder shows an absent name as "<none>".
-    EXPECT_EQ(rig.stages.last()->name, "<none>");
 }
 
 TEST(TrackSelectionRouter, NameGateHoldsMIDIAndTriesTheUniqueName) {
@@ -304,80 +303,76 @@ TEST(TrackSelectionRouter, OffModeIgnoresUnmappedRowsLearnCapturesThemAndNotesAr
     EXPECT_EQ(rig.focusEvents[1].userInfo.integer("value"), 60);
 }
 
-TEST(TrackSelectionRouter, DirectNavigationConfirmEchoAndTimeout) {
-    {
-        SCOPED_TRACE("confirmed by the observer, then its echo is swallowed for 0.75 s");
-        RoutingRig rig;
-        mapBass(rig);
-        mapPC(rig.store, 6, "Cello", 2);
-        rig.select(5, "Bass");  // a bank focus that the navigation will make stale
-        rig.drain();
-        rig.advance(5.0);
+// A direct navigation confirmed by the observer; its echo is swallowed for 0.75 s.
+TEST(TrackSelectionRouter, DirectNavigationConfirmedThenItsEchoSwallowed) {
+    RoutingRig rig;
+    mapBass(rig);
+    mapPC(rig.store, 6, "Cello", 2);
+    rig.select(5, "Bass");  // a bank focus that the navigation will make stale
+    rig.drain();
+    rig.advance(5.0);
 
-        rig.router.beginDirectNavigation({"REQ-1", "B-5", std::string("Strings")}, 5,
-                                         std::string("Bass"));
-        rig.select(5, "Bass");
-        EXPECT_TRUE(rig.takeStages().empty());  // consumed before the router
-        EXPECT_TRUE(rig.takeMIDI().empty());
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Direct navigation confirmed | Logic's normal selection observer "
-                         "confirmed the mapped track. requestID=REQ-1 -> track 5"}));
-        auto osc = rig.takeOSC();
-        ASSERT_EQ(osc.size(), 1u);
-        EXPECT_EQ(osc[0].first, "/tessiva/navigation/direct/result");
-        EXPECT_EQ(osc[0].second[0], OSCArgument::string("REQ-1"));
-        EXPECT_EQ(osc[0].second[2], OSCArgument::string("success"));
-        EXPECT_FALSE(rig.router.lastSentBankFocusSignature().has_value());
+    rig.router.beginDirectNavigation({"REQ-1", "B-5", std::string("Strings")}, 5,
+                                     std::string("Bass"));
+    rig.select(5, "Bass");
+    EXPECT_TRUE(rig.takeStages().empty());  // consumed before the router
+    EXPECT_TRUE(rig.takeMIDI().empty());
+    EXPECT_EQ(rig.takeLog(),
+              (Lines{"Direct navigation confirmed | Logic's normal selection observer "
+                     "confirmed the mapped track. requestID=REQ-1 -> track 5"}));
+    auto osc = rig.takeOSC();
+    ASSERT_EQ(osc.size(), 1u);
+    EXPECT_EQ(osc[0].first, "/tessiva/navigation/direct/result");
+    EXPECT_EQ(osc[0].second[0], OSCArgument::string("REQ-1"));
+    EXPECT_EQ(osc[0].second[2], OSCArgument::string("success"));
+    EXPECT_FALSE(rig.router.lastSentBankFocusSignature().has_value());
 
-        rig.advance(0.5);
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages(),
-                  (Lines{"router/consumed-direct-navigation-echo remainingMs=250"}));
-        rig.select(6, "Cello");  // another row is handled normally
-        EXPECT_EQ(rig.takeStages()[1], "handler/started");
-        EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 2}}));
+    rig.advance(0.5);
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages(), (Lines{"router/consumed-direct-navigation-echo remainingMs=250"}));
+    rig.select(6, "Cello");  // another row is handled normally
+    EXPECT_EQ(rig.takeStages()[1], "handler/started");
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 2}}));
 
-        rig.advance(0.25);  // exactly at the deadline: still an echo
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages(),
-                  (Lines{"router/consumed-direct-navigation-echo remainingMs=0"}));
-        rig.advance(0.001);  // past it: routed, the echo row forgotten
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages()[0], "router/accepted");
-        EXPECT_FALSE(rig.router.directNavigationEchoSuppressionTrackIndex().has_value());
-        EXPECT_EQ(rig.router.directNavigationEchoSuppressionDeadline(), 0);
-    }
-    {
-        SCOPED_TRACE(
-            "no confirmation within the time-out fails it; a late report routes; a newer "
-            "request supersedes");
-        RoutingRig rig;
-        mapBass(rig);
-        rig.router.beginDirectNavigation({"REQ-2", "B-5", std::nullopt}, 5, std::string("Bass"));
-        rig.advance(kDirectNavigationTimeoutSeconds - 0.001);
-        EXPECT_TRUE(rig.router.pendingDirectNavigationRequest().has_value());
-        rig.advance(0.001);
-        EXPECT_FALSE(rig.router.pendingDirectNavigationRequest().has_value());
-        EXPECT_EQ(rig.takeLog(),
-                  (Lines{"Direct navigation failed | Logic did not report the selection of track "
-                         "5 in time. requestID=REQ-2 -> track 5"}));
-        auto osc = rig.takeOSC();
-        ASSERT_EQ(osc.size(), 1u);
-        EXPECT_EQ(osc[0].second[2], OSCArgument::string("failure"));
-        rig.select(5, "Bass");
-        EXPECT_EQ(rig.takeStages()[1], "handler/started");
+    rig.advance(0.25);  // exactly at the deadline: still an echo
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages(), (Lines{"router/consumed-direct-navigation-echo remainingMs=0"}));
+    rig.advance(0.001);  // past it: routed, the echo row forgotten
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages()[0], "router/accepted");
+    EXPECT_FALSE(rig.router.directNavigationEchoSuppressionTrackIndex().has_value());
+    EXPECT_EQ(rig.router.directNavigationEchoSuppressionDeadline(), 0);
+}
 
-        // A newer request supersedes; the old time-out is stale.
-        rig.drain();
-        rig.router.beginDirectNavigation({"A", "B-1", std::nullopt}, 1, std::nullopt);
-        rig.advance(2.0);
-        rig.router.beginDirectNavigation({"B", "B-2", std::nullopt}, 2, std::nullopt);
-        rig.advance(1.5);  // A's time-out would have fired here
-        EXPECT_EQ(rig.router.pendingDirectNavigationTrackIndex(), 2);
-        auto log = rig.takeLog();
-        ASSERT_EQ(log.size(), 1u);
-        EXPECT_EQ(log[0].rfind("Direct navigation failed | Superseded", 0), 0u);
-    }
+// No confirmation within the time-out fails a direct navigation; a late report routes; a newer
+// request supersedes.
+TEST(TrackSelectionRouter, DirectNavigationTimesOutOrIsSuperseded) {
+    RoutingRig rig;
+    mapBass(rig);
+    rig.router.beginDirectNavigation({"REQ-2", "B-5", std::nullopt}, 5, std::string("Bass"));
+    rig.advance(kDirectNavigationTimeoutSeconds - 0.001);
+    EXPECT_TRUE(rig.router.pendingDirectNavigationRequest().has_value());
+    rig.advance(0.001);
+    EXPECT_FALSE(rig.router.pendingDirectNavigationRequest().has_value());
+    EXPECT_EQ(rig.takeLog(),
+              (Lines{"Direct navigation failed | Logic did not report the selection of track "
+                     "5 in time. requestID=REQ-2 -> track 5"}));
+    auto osc = rig.takeOSC();
+    ASSERT_EQ(osc.size(), 1u);
+    EXPECT_EQ(osc[0].second[2], OSCArgument::string("failure"));
+    rig.select(5, "Bass");
+    EXPECT_EQ(rig.takeStages()[1], "handler/started");
+
+    // A newer request supersedes; the old time-out is stale.
+    rig.drain();
+    rig.router.beginDirectNavigation({"A", "B-1", std::nullopt}, 1, std::nullopt);
+    rig.advance(2.0);
+    rig.router.beginDirectNavigation({"B", "B-2", std::nullopt}, 2, std::nullopt);
+    rig.advance(1.5);  // A's time-out would have fired here
+    EXPECT_EQ(rig.router.pendingDirectNavigationTrackIndex(), 2);
+    auto log = rig.takeLog();
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_EQ(log[0].rfind("Direct navigation failed | Superseded", 0), 0u);
 }
 
 TEST(TrackSelectionRouter, ResetAndPlayMapping) {
