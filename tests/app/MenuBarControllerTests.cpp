@@ -20,14 +20,20 @@ class CoordinatorRig final : public ProjectRecallAlert, public CoordinatorParts 
         return ProjectRecallAnswer::keepCurrent;
     }
 
-    // Row 2 "Bass": Program Change 17 on channel 3.
-    void writeProfile(const std::string& name) { writePCProfile(folder / name, 2, 17, "Bass", 3); }
-
-    MenuBarController& start() {
+    // With `ownProfile`, Song.json beside it maps row 2 "Bass": Program Change 17 on channel 3.
+    MenuBarController& start(bool ownProfile = false) {
+        if (ownProfile)
+            writePCProfile(folder / "Song.json", 2, 17, "Bass", 3);
         makeDelegate(*this);
         delegate->applicationDidFinishLaunching();
         scheduler.advance(1.0);
         return controller();
+    }
+
+    // Clicks a track in Logic and lets the selection reach the router.
+    void click(int row) {
+        logic.clickTrack(row);
+        scheduler.advance(1.0);
     }
 
     // Posts a request as a window would and lets it run.
@@ -45,8 +51,7 @@ TEST(MenuBarController, TheDefaultProfileSendsNothingForAProjectAndStateReachesT
     EXPECT_EQ(controller.mappingStore().fileURL().filename(), kDefaultProfileFileName);
     mapPC(controller.mappingStore(), 2, "Bass", 17, 3);
     mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
-    rig.logic.clickTrack(2);
-    rig.scheduler.advance(1.0);
+    rig.click(2);
     EXPECT_EQ(controller.stageRecorder().last()->title(), "handler/blocked-project-mismatch");
     EXPECT_TRUE(rig.midi.sentMessages().empty());
     controller.handleLinkRequest(LinkRequest{kIPad, DirectNavigationRequest{"R-1", "B-1", {}}});
@@ -82,8 +87,7 @@ TEST(MenuBarController, TheDefaultProfileSendsNothingForAProjectAndStateReachesT
 
 TEST(MenuBarController, RequestsByNameOrMenuTitleReachTheirConsumers) {
     CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
+    MenuBarController& controller = rig.start(true);
     auto count = [&](const std::string& title) { return rig.logged(title).size(); };
 
     // Play: the row's mapping goes out at once, without the selection gates.
@@ -105,13 +109,11 @@ TEST(MenuBarController, RequestsByNameOrMenuTitleReachTheirConsumers) {
 
     // The AX flight recorder: decisions are logged only while it runs.
     rig.post(kStartAXFlightRecorderNotification, {{kAXFlightRecorderSecondsKey, 30.0}});
-    rig.logic.clickTrack(3);
-    rig.scheduler.advance(1.0);
+    rig.click(3);
     const std::size_t during = count("AX flight decision");
     EXPECT_GT(during, 0u);
     rig.post(kStopAXFlightRecorderNotification);
-    rig.logic.clickTrack(4);
-    rig.scheduler.advance(1.0);
+    rig.click(4);
     EXPECT_EQ(count("AX flight decision"), during);
     EXPECT_EQ(count("AX flight recorder armed"), 1u);
     EXPECT_EQ(count("AX flight recorder stopped"), 1u);
@@ -184,14 +186,12 @@ TEST(DirectNavigation, ChoosesTheLowestMappedRowLogicShows) {
 
 TEST(MenuBarController, TheIPadLearnsABankForTheSelectedTrackAndSelectsTheTrackOfABank) {
     CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
+    MenuBarController& controller = rig.start(true);
     const BankLearnRequest learn{"B-L", "Legato", "Strings", {}, {}, {}, {}};
     controller.handleLinkRequest(LinkRequest{kIPad, learn});
     EXPECT_TRUE(rig.console.contains("OSC bank learn skipped"));
 
-    rig.logic.clickTrack(2);
-    rig.scheduler.advance(1.0);
+    rig.click(2);
     controller.handleLinkRequest(LinkRequest{kIPad, learn});
     const auto learned = controller.mappingStore().bankMapping(2);
     ASSERT_TRUE(learned.has_value());
@@ -245,22 +245,19 @@ TEST(MenuBarController, AddAllLogicTracksLinksTheRowsNamedLikeIPadBanks) {
 // Delete key and Undo menu repair and restore the mappings.
 TEST(MenuBarController, AProjectsOwnProfileSendsClicksAndFollowsLogicsDeleteAndUndo) {
     CoordinatorRig rig;
-    rig.writeProfile("Song.json");
-    MenuBarController& controller = rig.start();
+    MenuBarController& controller = rig.start(true);
     EXPECT_EQ(controller.mappingStore().fileURL().filename(), "Song.json");
     rig.scheduler.advance(3.0);
     EXPECT_TRUE(rig.loggedWith("Post-load structural baseline accepted",
                                "5 visible Logic track name(s) after mappings profile load"));
     const MappingProfileSnapshot loaded = controller.mappingStore().snapshot();
 
-    rig.logic.clickTrack(2);
-    rig.scheduler.advance(1.0);
+    rig.click(2);
     ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
     EXPECT_EQ(rig.midi.sentMessages()[0].destinationName, "Network Session 1");
     EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
 
-    rig.logic.clickTrack(1);  // Piano, above the mapped Bass
-    rig.scheduler.advance(1.0);
+    rig.click(1);  // Piano, above the mapped Bass
     rig.logic.pressDelete();
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(
@@ -269,11 +266,9 @@ TEST(MenuBarController, AProjectsOwnProfileSendsClicksAndFollowsLogicsDeleteAndU
     EXPECT_EQ(controller.mappingStore().midiMapping(1)->trackName, "Bass");
 
     // A click on Bass at its new row sends its Program Change (Logic selected it already).
-    rig.logic.clickTrack(2);
-    rig.scheduler.advance(1.0);
+    rig.click(2);
     rig.midi.clearRecords();
-    rig.logic.clickTrack(1);
-    rig.scheduler.advance(1.0);
+    rig.click(1);
     ASSERT_EQ(rig.midi.sentMessages().size(), 1u);
     EXPECT_EQ(rig.midi.sentMessages()[0].bytes, (std::vector<std::uint8_t>{0xC2, 17}));
 

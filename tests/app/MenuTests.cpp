@@ -105,10 +105,7 @@ TEST(MenuCommandTable, ResolvesTitlesAsTyped) {
         const char* recentProfile = "";
     };
     const Case cases[] = {
-        {"Save Mappings As...", MenuCommand::saveMappingsAs},
         {"  Add Tracks>On ", MenuCommand::selectLearnModeOn},
-        {"Load Mappings > Choose File...", MenuCommand::chooseMappingsFile},
-        {"Load Mappings > Cue 12.json", MenuCommand::loadRecentMappings, "Cue 12.json"},
         {"Load Mappings > ", std::nullopt},
         {"Create Film Cue.json from Current Mappings", MenuCommand::createProjectProfile,
          "Film Cue.json"},
