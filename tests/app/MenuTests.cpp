@@ -42,9 +42,9 @@ TEST(MenuModel, ItemsInOrderWithExactTitlesAndStateChanges) {
     EXPECT_FALSE(MenuModel::find(menu, MenuCommand::importArticulationSets)->enabled);
     EXPECT_FALSE(MenuModel::find(menu, MenuCommand::exportNavigation)->enabled);
     EXPECT_EQ(titles(menu[20].submenu), "Choose File…");
-    // Status lines are never clickable; Logic-only commands wait for Logic.
+    // Status lines are never clickable (nor commands: every command has a title, below);
+    // Logic-only commands wait for Logic.
     EXPECT_FALSE(menu[1].enabled);
-    EXPECT_FALSE(menu[1].command.has_value());
     EXPECT_FALSE(MenuModel::find(menu, MenuCommand::startAXCapture)->enabled);
     EXPECT_FALSE(MenuModel::find(menu, MenuCommand::revealMappingsFile)->enabled);
 
@@ -117,11 +117,8 @@ TEST(MenuCommandTable, ResolvesTitlesAsTyped) {
     };
     for (const auto& c : cases) {
         const auto match = menuCommandForTitle(c.title);
-        ASSERT_EQ(match.has_value(), c.command.has_value()) << c.title;
-        if (!match)
-            continue;
-        EXPECT_EQ(match->command, *c.command) << c.title;
-        EXPECT_EQ(match->recentProfileName, c.recentProfile) << c.title;
+        EXPECT_EQ(match ? std::optional(match->command) : std::nullopt, c.command) << c.title;
+        EXPECT_EQ(match ? match->recentProfileName : "", c.recentProfile) << c.title;
     }
 }
 

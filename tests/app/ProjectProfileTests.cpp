@@ -287,12 +287,10 @@ TEST(ProjectProfileSetup, OffersTheProjectFileOnlyWhileItIsMissing) {
 
 TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
     StoreRig rig;
-    MappingStore& store = rig.store;
-    NotificationCenter notifications(rig.scheduler.mainQueue());
-    MappingsEditor editor(store, notifications, rig.console, rig.log);
+    MappingsEditor editor(rig.store, rig.center, rig.console, rig.log);
     int accepted = 0;
-    auto token = notifications.addObserver(kManualMappingSyncAcceptedNotification,
-                                           [&](const Notification&) { ++accepted; });
+    auto token = rig.center.addObserver(kManualMappingSyncAcceptedNotification,
+                                        [&](const Notification&) { ++accepted; });
 
     const MIDIMapping bass{MappingEventType::note, std::nullopt, 60, 4, "Bass"};
     ASSERT_TRUE(editor.updateMIDI(2, bass));
@@ -300,23 +298,23 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
         3, MIDIMapping{MappingEventType::programChange, 128, std::nullopt, 1, "Drums"}));
     RemoteWorkspaceBank bank{"B1", "Upright", "G1", "Low", "Rhythm", 3, {}, std::nullopt};
     ASSERT_TRUE(editor.assignBank(2, bank, std::nullopt));
-    EXPECT_EQ(store.bankMapping(2)->groupUUID, "G1");
-    EXPECT_EQ(store.bankMapping(2)->sectionName, "Rhythm");
+    EXPECT_EQ(rig.store.bankMapping(2)->groupUUID, "G1");
+    EXPECT_EQ(rig.store.bankMapping(2)->sectionName, "Rhythm");
     EXPECT_EQ(accepted, 2);  // the refused edit is not a new baseline
 
     // Logic now shows another name at row 2 and a new track at row 5.
     MappingStore::TrackNameSnapshot live;
     live.namesByRow = {{2, "Synth Bass"}, {5, "Choir"}};
     live.changedRows = {2, 5};
-    store.applyLogicTrackNameSnapshot(live);
-    const auto rows = MappingsEditor::rows(store);
+    rig.store.applyLogicTrackNameSnapshot(live);
+    const auto rows = MappingsEditor::rows(rig.store);
     EXPECT_EQ(rows, (std::vector<MappingsRow>{
                         {2, "Synth Bass", "Bass", bass, "Upright", "B1", true},
                         {5, "Choir", "", std::nullopt, std::nullopt, std::nullopt, false}}));
     EXPECT_EQ(MappingsEditor::outOfSyncCount(rows), 1u);
 
     // Everything was saved as it happened.
-    const auto saved = readProfile(store.fileURL());
+    const auto saved = readProfile(rig.store.fileURL());
     EXPECT_EQ(saved.trackIndexToNote.at(2), 60);
     EXPECT_EQ(saved.oscBankFocusMappingsByTrackIndex.at(2).bankUUID, "B1");
 }
@@ -335,12 +333,11 @@ class ReconcileRig : public StoreRig {
                 {4, "Oboe"},  {5, "Clarinet"}, {6, "Bassoon"}};
     }
 
-    NotificationCenter notifications{scheduler.mainQueue()};
     std::vector<std::map<int, std::string>> captures;
     std::size_t next = 0;
     // What Logic's list reads as now: the latest capture answered.
     std::map<int, std::string> shown;
-    MappingReconcile reconcile{{scheduler.mainQueue(), notifications, console, log, store,
+    MappingReconcile reconcile{{scheduler.mainQueue(), center, console, log, store,
                                 [this](const std::string&) {
                                     if (next < captures.size())
                                         shown = captures[next++];

@@ -49,11 +49,12 @@ class ScriptedRepairState final : public StructuralRepairState {
     std::optional<int> pendingRepairDelta() const override { return delta; }
 };
 
-// A mapping store on a temporary folder, with the console and event log it reports to. Virtual
-// time throughout.
+// A mapping store on a temporary folder, with the console, notification centre and event log
+// it reports to. Virtual time throughout.
 struct StoreRig {
     VirtualScheduler scheduler;
     CapturingConsole console;
+    NotificationCenter center{scheduler.mainQueue()};
     DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
     TempFolder folder{"tessiva-app"};
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
@@ -101,7 +102,6 @@ inline MappingProfileSnapshot readProfile(const std::filesystem::path& file) {
 // Everything the selection routing talks to, real where it can be: the mapping store, the MIDI
 // relay on the in-memory MIDI service, the OSC sender on the simulated UDP transport.
 struct RoutingRig : StoreRig {
-    NotificationCenter center{scheduler.mainQueue()};
     LearnModeStore learn;
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
@@ -154,9 +154,8 @@ struct RoutingRig : StoreRig {
     // Event-log entries since the last call, as "title | detail".
     std::vector<std::string> takeLog() {
         std::vector<std::string> lines;
-        for (const auto& entry : log.entries().value()) {
+        for (const auto& entry : log.entries().value())
             lines.push_back(entry.title + " | " + entry.detail.value_or(""));
-        }
         log.clear();
         return lines;
     }
