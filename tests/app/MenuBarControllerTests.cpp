@@ -62,17 +62,15 @@ TEST(MenuBarController, TheDefaultProfileSendsNothingForAProjectAndStateReachesT
     EXPECT_EQ(rig.logic.selectedTrackNumbers(), (std::vector<int>{2}));
 
     // State changes reach the menu.
-    std::vector<std::vector<MenuItem>> published;
-    controller.onMenuChanged = [&](const std::vector<MenuItem>& menu) {
-        published.push_back(menu);
-    };
+    std::vector<MenuItem> published;
+    controller.onMenuChanged = [&](const std::vector<MenuItem>& menu) { published = menu; };
     EXPECT_EQ(controller.menu()[6].title, "Logic: Running • Project: Song");
     // Song has no profile of its own yet: the first-run item follows the status line.
     EXPECT_EQ(controller.menu()[8].title, "Create Song.json from Current Mappings");
 
     controller.perform(MenuCommand::selectLearnModeOn);
     ASSERT_FALSE(published.empty());
-    EXPECT_TRUE(MenuModel::find(published.back(), MenuCommand::selectLearnModeOn)->checked);
+    EXPECT_TRUE(MenuModel::find(published, MenuCommand::selectLearnModeOn)->checked);
     controller.perform(MenuCommand::toggleLegacyMIDIControls);
     EXPECT_TRUE(MenuModel::find(controller.menu(), MenuCommand::toggleLegacyMIDIControls)->checked);
 
@@ -193,13 +191,12 @@ TEST(MenuBarController, TheIPadLearnsABankForTheSelectedTrackAndSelectsTheTrackO
 
     rig.click(2);
     controller.handleLinkRequest(LinkRequest{kIPad, learn});
-    const auto learned = controller.mappingStore().bankMapping(2);
-    ASSERT_TRUE(learned.has_value());
-    EXPECT_EQ(learned->bankUUID, "B-L");
-    EXPECT_EQ(learned->trackName, "Bass");
-    EXPECT_EQ(learned->sectionName, "Strings");
     // Saved at once: a fresh read of the file has it.
-    EXPECT_EQ(readProfile(rig.folder / "Song.json").oscBankFocusMappingsByTrackIndex.count(2), 1u);
+    const auto learned =
+        readProfile(rig.folder / "Song.json").oscBankFocusMappingsByTrackIndex.at(2);
+    EXPECT_EQ(learned.bankUUID, "B-L");
+    EXPECT_EQ(learned.trackName, "Bass");
+    EXPECT_EQ(learned.sectionName, "Strings");
 
     mapBank(controller.mappingStore(), 4, "Strings", "B-1", "Legato");
     mapBank(controller.mappingStore(), 5, "Choir", "B-1", "Legato");
@@ -262,8 +259,7 @@ TEST(MenuBarController, AProjectsOwnProfileSendsClicksAndFollowsLogicsDeleteAndU
     rig.scheduler.advance(1.0);
     EXPECT_TRUE(
         rig.loggedWith("Structural edit context retained", "kind=deletion source=1 \"Piano\""));
-    ASSERT_TRUE(controller.mappingStore().midiMapping(1));
-    EXPECT_EQ(controller.mappingStore().midiMapping(1)->trackName, "Bass");
+    EXPECT_EQ(controller.mappingStore().midiMapping(1).value().trackName, "Bass");
 
     // A click on Bass at its new row sends its Program Change (Logic selected it already).
     rig.click(2);

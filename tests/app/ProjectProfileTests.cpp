@@ -374,8 +374,8 @@ TEST(MappingReconcile, OnlyTwoAgreeingCapturesApplyAndCanBeUndone) {
     ASSERT_EQ(run(), State::ready);
     EXPECT_EQ(rig.reconcile.summary().rfind("Two settled captures agreed on", 0), 0u);
     ASSERT_TRUE(rig.reconcile.apply());
-    EXPECT_EQ(rig.store.midiMapping(3)->trackName, "Flute");
-    EXPECT_EQ(rig.store.midiMapping(3)->programChange, 10);
+    EXPECT_EQ(rig.store.midiMapping(3),
+              (MIDIMapping{MappingEventType::programChange, 10, {}, 1, "Flute"}));
     EXPECT_EQ(rig.store.midiMapping(6)->programChange, 40);
     EXPECT_FALSE(rig.store.midiMapping(1).has_value());
     EXPECT_TRUE(rig.console.contains("Mapping reconcile applied"));
