@@ -396,11 +396,8 @@ TEST(TrackSelectionRouter, ResetAndPlayMapping) {
     mapNote(rig.store, 9, "", std::nullopt);
     rig.projectKeys.set(std::string("a"), std::string("b"));
     rig.takeLog();
-    rig.router.playMapping(5);
-    rig.router.playMapping(3);
-    rig.router.playMapping(8);
-    rig.router.playMapping(9);
-    rig.router.playMapping(40);
+    for (int row : {5, 3, 8, 9, 40})
+        rig.router.playMapping(row);
     EXPECT_EQ(rig.takeLog(), (Lines{"Played mapping (PC) | track=5 PC=4 ch=1",
                                     "Played mapping (Note) | track=3 NOTE=60 ch=16",
                                     "Play mapping skipped | No Program Change value for track",
