@@ -60,10 +60,8 @@ TEST(MenuModel, ItemsInOrderWithExactTitlesAndStateChanges) {
     EXPECT_EQ(changed[7].title, "Mappings: Symphony.json");
     EXPECT_FALSE(MenuModel::find(changed, MenuCommand::selectLearnModeOff)->checked);
     EXPECT_TRUE(MenuModel::find(changed, MenuCommand::startAXCapture)->enabled);
-    const auto& load = changed[20].submenu;
-    EXPECT_EQ(titles(load), "Symphony.json | Cue.json | --- | Choose File…");
-    EXPECT_EQ(load[1].path, "/p/Cue.json");
-    EXPECT_EQ(load[1].command, MenuCommand::loadRecentMappings);
+    // Each recent file loads its own path: the coordinator's menu runner picks one by title.
+    EXPECT_EQ(titles(changed[20].submenu), "Symphony.json | Cue.json | --- | Choose File…");
 
     state.projectTitle.reset();
     state.isAccessibilityTrusted = false;
