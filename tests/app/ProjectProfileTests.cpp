@@ -317,15 +317,15 @@ TEST(MappingsEditor, RowsAssignmentsAndSyncWarnings) {
 class ReconcileRig : public StoreRig {
   public:
     ReconcileRig() {
-        // Saved rows 1-4; Logic now shows two new tracks above them.
-        const char* names[] = {"Flute", "Oboe", "Clarinet", "Bassoon"};
-        for (int row = 1; row <= 4; ++row)
-            mapPC(store, row, names[row - 1], row * 10);
+        for (const auto& [row, name] : saved)
+            mapPC(store, row, name, row * 10);
     }
-    std::map<int, std::string> shifted() {
-        return {{1, "Click"}, {2, "Piccolo"},  {3, "Flute"},
-                {4, "Oboe"},  {5, "Clarinet"}, {6, "Bassoon"}};
-    }
+
+    // The saved rows, and Logic's list once two new tracks appeared above them.
+    const std::map<int, std::string> saved{
+        {1, "Flute"}, {2, "Oboe"}, {3, "Clarinet"}, {4, "Bassoon"}};
+    const std::map<int, std::string> shifted{{1, "Click"}, {2, "Piccolo"},  {3, "Flute"},
+                                             {4, "Oboe"},  {5, "Clarinet"}, {6, "Bassoon"}};
 
     std::vector<std::map<int, std::string>> captures;
     std::size_t next = 0;
@@ -352,11 +352,9 @@ TEST(MappingReconcile, OnlyTwoAgreeingCapturesApplyAndCanBeUndone) {
     EXPECT_EQ(run(), State::failed);
     EXPECT_TRUE(rig.console.contains("Reconcile could not complete"));
 
-    auto moved = rig.shifted();
+    auto moved = rig.shifted;
     moved[7] = "Horn";  // a track appeared between the captures
-    const std::map<int, std::string> same{
-        {1, "Flute"}, {2, "Oboe"}, {3, "Clarinet"}, {4, "Bassoon"}};
-    rig.captures = {rig.shifted(), moved, same, same, rig.shifted(), rig.shifted()};
+    rig.captures = {rig.shifted, moved, rig.saved, rig.saved, rig.shifted, rig.shifted};
     EXPECT_EQ(run(), State::unstable);
     EXPECT_FALSE(rig.reconcile.apply());
     // Logic shows the saved rows: ready, but nothing to move.
