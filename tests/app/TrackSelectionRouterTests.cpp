@@ -78,10 +78,8 @@ TEST(TrackSelectionRouter, AnotherNameOrEmptyName) {
     rig.select(7, "Pad");
     rig.advance(0.1);
     rig.select(7, "Pad 2");
-    const Lines stages = rig.takeStages();
-    EXPECT_EQ(std::count(stages.begin(), stages.end(), "handler/started"), 2);
-    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 9}, {0xC0, 9}}));
-    rig.takeLog();
+    EXPECT_EQ(rig.takeMIDI(), (Bytes{{0xC0, 9}, {0xC0, 9}}));  // handled twice
+    rig.drain();
 
     // A name of only spaces, or none, is rejected and leaves dedupe alone.
     rig.select(5, "   \n");
