@@ -12,11 +12,13 @@ namespace tessiva {
 namespace {
 
 TEST(BankFocusResolver, AUniqueNameNeedsATargetAndAnEmptyGroupFocusesTheBank) {
-    // Ambiguous names and the reasons are shown through the router.
+    // Ambiguous names are shown through the router.
     OSCBankFocusMapping cello;
     cello.trackName = "Cello";  // and no target UUID
-    EXPECT_FALSE(
-        resolveBankFocus(12, "Cello", {{7, cello}}, BankFocusLookup::uniqueNameOnly, true));
+    const auto noTarget =
+        resolveBankFocus(12, "Cello", {{7, cello}}, BankFocusLookup::uniqueNameOnly, true);
+    EXPECT_FALSE(noTarget);
+    EXPECT_EQ(noTarget.fallbackRejectedReason, "non-unique-name-or-target");
     OSCBankFocusMapping strings;
     strings.bankUUID = "BANK-1";
     strings.groupUUID = "";

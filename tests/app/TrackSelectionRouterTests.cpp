@@ -82,7 +82,7 @@ TEST(TrackSelectionRouter, AnotherNameOrEmptyName) {
     rig.drain();
 
     // A name of only spaces, or none, is rejected and leaves dedupe alone.
-    rig.select(5, "   \n");
+    rig.select(5, " \t\n");
     EXPECT_EQ(rig.takeStages(), (Lines{"router/accepted", "handler/rejected-empty-name"}));
     EXPECT_EQ(rig.router.lastHandledSelection(), (TrackSelection{7, "Pad 2"}));
     rig.advance(0.5);
