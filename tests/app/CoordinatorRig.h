@@ -44,17 +44,15 @@ struct CoordinatorParts {
     // Event-log entries whose title starts with `prefix`, as "title: detail".
     std::vector<std::string> logged(const std::string& prefix) {
         std::vector<std::string> lines;
-        for (const auto& entry : controller().log().entries().value()) {
+        for (const auto& entry : controller().log().entries().value())
             if (entry.title.rfind(prefix, 0) == 0)
                 lines.push_back(entry.title + ": " + entry.detail.value_or(""));
-        }
         return lines;
     }
     bool loggedWith(const std::string& title, const std::string& part) {
-        for (const auto& line : logged(title)) {
+        for (const auto& line : logged(title))
             if (line.rfind(title + ": ", 0) == 0 && line.find(part) != std::string::npos)
                 return true;
-        }
         return false;
     }
 

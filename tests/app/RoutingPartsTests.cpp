@@ -11,54 +11,29 @@
 namespace tessiva {
 namespace {
 
-OSCBankFocusMapping bank(int row, std::string trackName, std::string uuid) {
-    OSCBankFocusMapping mapping;
-    mapping.trackIndex = row;
-    mapping.trackName = std::move(trackName);
-    mapping.bankUUID = std::move(uuid);
-    mapping.bankName = "Bank " + mapping.bankUUID;
-    return mapping;
+TEST(BankFocusResolver, AUniqueNameNeedsATargetAndAnEmptyGroupFocusesTheBank) {
+    // Ambiguous names are shown through the router.
+    OSCBankFocusMapping cello;
+    cello.trackName = "Cello";  // and no target UUID
+    const auto noTarget =
+        resolveBankFocus(12, "Cello", {{7, cello}}, BankFocusLookup::uniqueNameOnly, true);
+    EXPECT_FALSE(noTarget);
+    EXPECT_EQ(noTarget.fallbackRejectedReason, "non-unique-name-or-target");
+    OSCBankFocusMapping strings;
+    strings.bankUUID = "BANK-1";
+    strings.groupUUID = "";
+    EXPECT_EQ(bankFocusSignature(4, strings), "track:4|target:bank:BANK-1");
 }
 
-TEST(BankFocusResolver, NamesMatchWithoutCaseAndNeedATarget) {
-    RowKeyed<OSCBankFocusMapping> mappings{
-        {7, bank(7, "Cello", "")}, {8, bank(8, "Horn", "B-8")}, {9, bank(9, "horn", "B-9")}};
-    // Two rows named Horn (case-insensitively): ambiguous.
-    auto twice =
-        resolveBankFocus(12, "Horn", mappings, BankFocusLookup::ownRowThenUniqueName, true);
-    EXPECT_FALSE(twice);
-    EXPECT_EQ(twice.fallbackRejectedReason, "non-unique-name-or-target");
-    // A unique name without a target UUID is no target.
-    EXPECT_FALSE(resolveBankFocus(12, "Cello", mappings, BankFocusLookup::uniqueNameOnly, true));
-
-    auto mapping = bank(4, "Strings", "BANK-1");
-    mapping.groupUUID = "";  // an empty group focuses the bank
-    EXPECT_EQ(bankFocusSignature(4, mapping), "track:4|target:bank:BANK-1");
-}
-
-TEST(HandlerGates, NamesProjectKeysAndTheOrderOfTheGates) {
-    EXPECT_EQ(usableSelectionName(std::string("   \n\t")), std::nullopt);
+TEST(HandlerGates, NamesAndProjectKeys) {
     EXPECT_EQ(usableSelectionName(std::string("\u00A0")), std::nullopt);
-    EXPECT_EQ(usableSelectionName(std::string("  Bass \n")), "Bass");
 
-    EXPECT_TRUE(trackNamesMatch("Violins", "violins"));
     EXPECT_TRUE(trackNamesMatch("Flöte", "FLÖTE"));
     EXPECT_TRUE(trackNamesMatch("Solo\u00A0Cello", " Solo Cello"));
-    EXPECT_FALSE(trackNamesMatch("Violins 1", "Violins 2"));
 
     // Project keys match only when both agree, exactly; the router shows one missing key blocks.
     EXPECT_TRUE(projectKeysMatch(std::nullopt, std::nullopt));
     EXPECT_FALSE(projectKeysMatch(std::string("Song-A"), std::string("song-a")));
-
-    // The gates close in order: name, project, structural repair.
-    HandlerGateInputs inputs{std::string("Bass"), "Cello", std::string("a"), std::string("b"), 1};
-    EXPECT_EQ(firstClosedGate(inputs), HandlerGate::nameMismatch);
-    inputs.savedName = std::nullopt;  // no saved name: the name gate does not apply
-    EXPECT_EQ(firstClosedGate(inputs), HandlerGate::projectMismatch);
-    inputs.loadedProjectKey = "a";
-    EXPECT_EQ(firstClosedGate(inputs), HandlerGate::structuralRepair);
-    inputs.pendingStructuralDelta = std::nullopt;
-    EXPECT_EQ(firstClosedGate(inputs), HandlerGate::open);
 }
 
 TEST(LearnModeStore, PublishesCurrentModeThenChangesOnly) {
@@ -73,7 +48,6 @@ TEST(LearnModeStore, PublishesCurrentModeThenChangesOnly) {
     token.reset();
     store.setMode(LearnMode::learn);
     EXPECT_EQ(seen.size(), 3u);
-    EXPECT_EQ(store.mode(), LearnMode::learn);
 
     EXPECT_EQ(learnModeName(LearnMode::learn), "learn");
     EXPECT_EQ(learnModeFromName("off"), LearnMode::off);
@@ -115,8 +89,7 @@ TEST(SelectionStageRecorder, RecordsTitleRowNameDetailAndTimeInABoundedRing) {
     EXPECT_EQ(recorder.totalRecorded(), 4u);
     EXPECT_EQ(recorder.last()->detail, "signature=x");
 
-    recorder.clear();
-    EXPECT_TRUE(recorder.entries().empty());
+    recorder.clear();  // the routing rig's takeStages() shows the entries go
     EXPECT_FALSE(recorder.last());
 }
 

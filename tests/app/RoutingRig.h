@@ -49,11 +49,12 @@ class ScriptedRepairState final : public StructuralRepairState {
     std::optional<int> pendingRepairDelta() const override { return delta; }
 };
 
-// A mapping store on a temporary folder, with the console and event log it reports to. Virtual
-// time throughout.
+// A mapping store on a temporary folder, with the console, notification centre and event log
+// it reports to. Virtual time throughout.
 struct StoreRig {
     VirtualScheduler scheduler;
     CapturingConsole console;
+    NotificationCenter center{scheduler.mainQueue()};
     DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
     TempFolder folder{"tessiva-app"};
     MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
@@ -101,7 +102,6 @@ inline MappingProfileSnapshot readProfile(const std::filesystem::path& file) {
 // Everything the selection routing talks to, real where it can be: the mapping store, the MIDI
 // relay on the in-memory MIDI service, the OSC sender on the simulated UDP transport.
 struct RoutingRig : StoreRig {
-    NotificationCenter center{scheduler.mainQueue()};
     LearnModeStore learn;
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
@@ -145,23 +145,17 @@ struct RoutingRig : StoreRig {
     // Stage lines ("title detail") recorded since the last call.
     std::vector<std::string> takeStages() {
         std::vector<std::string> lines;
-        for (const auto& record : stages.entries()) {
-            if (record.sequence < stageMark)
-                continue;
-            std::string line(record.title());
-            if (!record.detail.empty())
-                line += " " + record.detail;
-            lines.push_back(line);
-        }
-        stageMark = stages.totalRecorded();
+        for (const auto& record : stages.entries())
+            lines.push_back(std::string(record.title()) + (record.detail.empty() ? "" : " ") +
+                            record.detail);
+        stages.clear();
         return lines;
     }
     // Event-log entries since the last call, as "title | detail".
     std::vector<std::string> takeLog() {
         std::vector<std::string> lines;
-        for (const auto& entry : log.entries().value()) {
+        for (const auto& entry : log.entries().value())
             lines.push_back(entry.title + " | " + entry.detail.value_or(""));
-        }
         log.clear();
         return lines;
     }
@@ -185,8 +179,6 @@ struct RoutingRig : StoreRig {
         udp.clearSent();
         return messages;
     }
-
-    std::uint64_t stageMark = 0;
 };
 
 // One bank focus message, as takeOSC() reports it.
