@@ -48,10 +48,6 @@ TEST(LearnModeStore, PublishesCurrentModeThenChangesOnly) {
     token.reset();
     store.setMode(LearnMode::learn);
     EXPECT_EQ(seen.size(), 3u);
-
-    EXPECT_EQ(learnModeName(LearnMode::learn), "learn");
-    EXPECT_EQ(learnModeFromName("off"), LearnMode::off);
-    EXPECT_EQ(learnModeFromName("On"), std::nullopt);
 }
 
 // The window edges are checked through the router; here, what makes two selections the same.
