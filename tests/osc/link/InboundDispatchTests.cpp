@@ -331,9 +331,11 @@ TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
 
     SCOPED_TRACE("chunks out of order are reassembled and published once, when complete");
     auto parts = splitIntoChunks(kSnapshot, 2);
-    rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(1), i(2), s(parts.at(1))});
+    rig.send("/tessiva/workspace/snapshot/chunk",
+             WorkspaceSnapshotChunk{"T-9", 1, 2, parts[1]}.arguments());
     EXPECT_EQ(rig.published.size(), 2u);
-    rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(0), i(2), s(parts.at(0))});
+    rig.send("/tessiva/workspace/snapshot/chunk",
+             WorkspaceSnapshotChunk{"T-9", 0, 2, parts[0]}.arguments());
     EXPECT_EQ(rig.published.size(), 3u);
     EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
                            "Reassembled workspace contains 1 sections and 1 banks. "
