@@ -21,8 +21,6 @@ TEST(OSCDiscoveryManager, FirstPingMakesTheActivePeerAndConnectsTheHandshake) {
     const std::string id = "127.0.0.1:53000";
     EXPECT_EQ(manager.activePeerID(), id);
     EXPECT_EQ(manager.activePeerEndpoint(), (PeerEndpoint{kHost, kIPad}));
-    EXPECT_EQ(manager.peerDeviceName(), "Stage iPad");
-    EXPECT_TRUE(manager.isHandshakeConnected());
     // The Mac answers with its name, announces itself once and asks for the workspace.
     EXPECT_EQ(rig.sentLines(),
               (std::vector<std::string>{
