@@ -34,16 +34,10 @@ TEST(OSCCodec, EncodesTheWireFormByteForByte) {
     // The tag string itself pads by the same rule: 3 tags + ',' need a second word.
     EXPECT_EQ(encodedMessageSize("/a", std::vector<OSCArgument>(3, i(0))), 4u + 8u + 12u);
 
-    // Appending keeps what was in the buffer and reuses its capacity.
+    // Appending keeps what was in the buffer.
     Bytes buffer = {9, 9};
-    const std::vector<OSCArgument> arguments = {s("Bass")};
-    encodeMessage("/x", arguments, buffer);
+    encodeMessage("/x", std::vector{s("Bass")}, buffer);
     EXPECT_EQ(buffer, bytes("\x09\x09/x\0\0,s\0\0Bass\0\0\0\0"sv));
-    buffer.clear();
-    const auto* storage = buffer.data();
-    encodeMessage("/x", arguments, buffer);
-    EXPECT_EQ(buffer.data(), storage);
-    EXPECT_EQ(buffer.size(), encodedMessageSize("/x", arguments));
 }
 
 TEST(OSCCodec, DecodesArgumentsAndRefusesEveryFault) {

@@ -18,23 +18,20 @@ namespace {
 using namespace testing;
 
 struct Rig {
-    explicit Rig(OSCManager::Options options = {})
-        : notifications(scheduler.mainQueue()),
-          manager(scheduler, transport, console, notifications, options),
-          debugEvents(
-              notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
-                  events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("?") + " | " +
-                                   n.userInfo.string(kDebugEventDetailKey).value_or("?"));
-              })) {}
-
+    explicit Rig(OSCManager::Options given = {}) : options(given) {}
+    OSCManager::Options options;
     VirtualScheduler scheduler;
     // The test completes sends and moves connections between states itself.
     SimulatedUdpTransport transport{{.readyOnStart = false, .completeSendsAtOnce = false}};
     CapturingConsole console;
-    NotificationCenter notifications;
-    OSCManager manager;
+    NotificationCenter notifications{scheduler.mainQueue()};
+    OSCManager manager{scheduler, transport, console, notifications, options};
     std::vector<std::string> events;
-    ObserverToken debugEvents;
+    ObserverToken debugEvents =
+        notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
+            events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("?") + " | " +
+                             n.userInfo.string(kDebugEventDetailKey).value_or("?"));
+        });
 };
 
 TEST(OSCManager, ReusesOneConnectionPerEndpointAndDropsInvalidPorts) {

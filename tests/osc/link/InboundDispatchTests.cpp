@@ -15,18 +15,13 @@ using namespace testing;
 
 class RecordingSink final : public MirroredMIDISink {
   public:
-    void mirroredMIDIEvent(const MirroredMIDIEventArguments& event,
-                           std::string_view sender) override {
-        events.push_back({std::string(event.typeName), event.channel, event.data1, event.data2,
-                          std::string(sender)});
+    // "type channel data1 data2 sender"
+    void mirroredMIDIEvent(const MirroredMIDIEventArguments& e, std::string_view sender) override {
+        events.push_back(std::string(e.typeName) + " " + std::to_string(e.channel) + " " +
+                         std::to_string(e.data1) + " " + std::to_string(e.data2) + " " +
+                         std::string(sender));
     }
-    struct Event {
-        std::string type;
-        std::int32_t channel, data1, data2;
-        std::string sender;
-        bool operator==(const Event&) const = default;
-    };
-    std::vector<Event> events;
+    std::vector<std::string> events;
 };
 
 class RecordingRequests final : public LinkRequestHandler {
@@ -59,15 +54,13 @@ TEST(InboundDispatch, DatagramsThatCannotBeReadAreDroppedAndPingsAreAnsweredAtTh
     EXPECT_TRUE(rig.console.contains(
         "Could not decode OSC address from datagram bytes=3 from 127.0.0.1:53000"));
 
-    SCOPED_TRACE("a reply port that is a string or out of range: the source port is used");
-    rig.send("/ping", {s("12111")});
+    SCOPED_TRACE("a reply port out of range: the source port is used");
     rig.send("/ping", {i(70000)});
-    ASSERT_EQ(rig.sent("/pong").size(), 2u);
-    for (const auto& pong : rig.sent("/pong"))
-        EXPECT_EQ(pong.port, kIPad);
+    ASSERT_EQ(rig.sent("/pong").size(), 1u);
+    EXPECT_EQ(rig.sent("/pong")[0].port, kIPad);
     SCOPED_TRACE("reply port 0 is taken as asked: another peer while this one is active");
     rig.send("/ping", {i(0)});
-    EXPECT_EQ(rig.sent("/pong").size(), 2u);
+    EXPECT_EQ(rig.sent("/pong").size(), 1u);
     EXPECT_TRUE(rig.console.contains("Rejected 127.0.0.1:0 because active peer"));
 }
 
@@ -360,9 +353,8 @@ TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
     rig.send("/tessiva/midi/event", {s("Note_On"), i(1), i(60), i(100)});
     rig.send("/tessiva/midi/event", {s("pitchbend"), i(20), i(200), i(-5)});
     // Values pass through untouched: normalisation belongs to the MIDI side.
-    EXPECT_EQ(rig.sink.events,
-              (std::vector<RecordingSink::Event>{{"Note_On", 1, 60, 100, kSender},
-                                                 {"pitchbend", 20, 200, -5, kSender}}));
+    EXPECT_EQ(rig.sink.events, (std::vector<std::string>{"Note_On 1 60 100 127.0.0.1:53000",
+                                                         "pitchbend 20 200 -5 127.0.0.1:53000"}));
     EXPECT_EQ(rig.manager->mirroredOSCEventCount(), 2);
     EXPECT_TRUE(rig.console.contains(
         "[OSCDiscoveryManager] Mirrored MIDI decoded: 1 events. latest type=Note_On channel=1 "

@@ -18,8 +18,7 @@ TEST(OSCDiscoveryManager, FirstPingMakesTheActivePeerAndConnectsTheHandshake) {
     EXPECT_TRUE(rig.transport.lastListenOptions()->reuseAddress);
 
     rig.ping(kIPad);
-    const std::string id = "127.0.0.1:53000";
-    EXPECT_EQ(manager.activePeerID(), id);
+    EXPECT_EQ(manager.activePeerID(), kSender);
     EXPECT_EQ(manager.activePeerEndpoint(), (PeerEndpoint{kHost, kIPad}));
     // The Mac answers with its name, announces itself once and asks for the workspace.
     EXPECT_EQ(rig.sentLines(),
@@ -46,8 +45,8 @@ TEST(OSCDiscoveryManager, FirstPingMakesTheActivePeerAndConnectsTheHandshake) {
     ASSERT_EQ(handshakes.size(), 1u);
     EXPECT_EQ(handshakes[0].values(),
               (UserInfo{{"connected", true},
-                        {"peer", id},
-                        {"endpoint", id},
+                        {"peer", kSender},
+                        {"endpoint", kSender},
                         {"remoteDeviceName", std::string("Stage iPad")},
                         {"reason", std::string("confirmed active peer heartbeat")},
                         {"localDeviceName", std::string("Studio Mac")}}
@@ -325,13 +324,14 @@ TEST(OSCDiscoveryManager, ReceiveErrorsAreLoggedOnceEachAndTheIPadStaysConnected
     rig.console.clear();
     rig.transport.failReceive("Connection refused");
     rig.scheduler.runUntilIdle();
-    EXPECT_EQ(rig.eventsText(), "OSC discovery receive failed | Connection refused\n");
-    EXPECT_EQ(rig.console.lines(),
-              std::vector<std::string>{"OSC discovery receive failed: Connection refused"});
     rig.transport.failReceive("No buffer space available");
     rig.scheduler.runUntilIdle();
-    EXPECT_TRUE(rig.logged("OSC discovery receive failed", "No buffer space available"));
-    EXPECT_EQ(rig.countTitle("OSC discovery receive failed"), 2u);
+    EXPECT_EQ(rig.eventsText(),
+              "OSC discovery receive failed | Connection refused\n"
+              "OSC discovery receive failed | No buffer space available\n");
+    EXPECT_EQ(rig.console.lines(), (std::vector<std::string>{
+                                       "OSC discovery receive failed: Connection refused",
+                                       "OSC discovery receive failed: No buffer space available"}));
     EXPECT_TRUE(rig.transport.listening());
     EXPECT_TRUE(manager.isHandshakeConnected());
     rig.ping(kIPad);
