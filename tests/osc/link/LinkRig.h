@@ -31,7 +31,6 @@ inline const std::string kSender = "127.0.0.1:53000";
 
 // One datagram the Mac sent, decoded.
 struct SentMessage {
-    std::string host;
     std::uint16_t port = 0;
     std::string address;
     std::vector<OSCArgument> arguments;
@@ -109,8 +108,7 @@ struct LinkRig {
         std::vector<SentMessage> messages;
         for (const auto& datagram : transport.sent()) {
             const OSCBytes bytes(datagram.bytes);
-            SentMessage message{datagram.host, datagram.port,
-                                std::string(decodeAddress(bytes).value_or("")),
+            SentMessage message{datagram.port, std::string(decodeAddress(bytes).value_or("")),
                                 decodeArguments(bytes).value_or(std::vector<OSCArgument>{})};
             if (address.empty() || message.address == address)
                 messages.push_back(std::move(message));
