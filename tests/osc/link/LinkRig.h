@@ -47,13 +47,7 @@ class RecordingSoundPlayer final : public ConnectionSoundPlayer {
 // notifications are recorded.
 struct LinkRig {
     explicit LinkRig(std::optional<std::string> advertiserFailure = std::nullopt)
-        : advertiser(std::move(advertiserFailure)) {
-        debugToken =
-            notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
-                events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("") + " | " +
-                                 n.userInfo.string(kDebugEventDetailKey).value_or(""));
-            });
-    }
+        : advertiser(std::move(advertiserFailure)) {}
 
     OSCDiscoveryManager& make() {
         OSCDiscoveryManager::Options options;
@@ -163,7 +157,11 @@ struct LinkRig {
     std::vector<std::string> events;  // "title | detail"
     std::map<std::string, std::vector<UserInfo>> observed;
     std::vector<ObserverToken> tokens;
-    ObserverToken debugToken;
+    ObserverToken debugToken =
+        notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
+            events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("") + " | " +
+                             n.userInfo.string(kDebugEventDetailKey).value_or(""));
+        });
     std::unique_ptr<OSCDiscoveryManager> manager;
 };
 

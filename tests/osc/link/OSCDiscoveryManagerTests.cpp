@@ -251,8 +251,6 @@ TEST(OSCDiscoveryManager, WorkspaceSnapshotRequestsAreThrottled) {
     rig.scheduler.advance(19.0);
     rig.deliver(kIPad, "/pong", {});
     rig.scheduler.advance(21.0);  // timed out: the throttle is cleared
-    EXPECT_FALSE(manager.isHandshakeConnected());
-    EXPECT_FALSE(manager.snapshotThrottle().lastRequestKey().has_value());
     rig.from(kIPad, "/pong", {});
     EXPECT_EQ(requests(), 3u);
 
