@@ -324,8 +324,7 @@ TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
     rig.send("/tessiva/workspace/snapshot/chunk",
              WorkspaceSnapshotChunk{"T-9", 1, 2, parts[1]}.arguments());
     EXPECT_EQ(rig.published.size(), 2u);
-    rig.send("/tessiva/workspace/snapshot/chunk",
-             WorkspaceSnapshotChunk{"T-9", 0, 2, parts[0]}.arguments());
+    rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(0), i(2), s(parts.at(0))});
     EXPECT_EQ(rig.published.size(), 3u);
     EXPECT_TRUE(rig.logged("OSC workspace snapshot decoded",
                            "Reassembled workspace contains 1 sections and 1 banks. "
