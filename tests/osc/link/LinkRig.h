@@ -66,22 +66,17 @@ struct LinkRig {
         scheduler.runUntilIdle();
         return *manager;
     }
-    // Started, with nothing sent or logged since.
-    OSCDiscoveryManager& started() {
+    // Started, with nothing sent or logged since; with "Stage iPad" at kIPad active and connected
+    // first when asked.
+    OSCDiscoveryManager& started(bool withIPad = false) {
         start();
+        if (withIPad)
+            ping(kIPad);
         transport.clearSent();
         events.clear();
         return *manager;
     }
-
-    // Started, with "Stage iPad" at kIPad active and connected; nothing sent or logged since.
-    OSCDiscoveryManager& connected() {
-        started();
-        ping(kIPad);
-        transport.clearSent();
-        events.clear();
-        return *manager;
-    }
+    OSCDiscoveryManager& connected() { return started(true); }
 
     // The iPad on 127.0.0.1 at `port` sends one message to the Mac.
     void deliver(std::uint16_t port, std::string_view address,
