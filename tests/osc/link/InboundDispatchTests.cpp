@@ -15,18 +15,13 @@ using namespace testing;
 
 class RecordingSink final : public MirroredMIDISink {
   public:
-    void mirroredMIDIEvent(const MirroredMIDIEventArguments& event,
-                           std::string_view sender) override {
-        events.push_back({std::string(event.typeName), event.channel, event.data1, event.data2,
-                          std::string(sender)});
+    // "type channel data1 data2 sender"
+    void mirroredMIDIEvent(const MirroredMIDIEventArguments& e, std::string_view sender) override {
+        events.push_back(std::string(e.typeName) + " " + std::to_string(e.channel) + " " +
+                         std::to_string(e.data1) + " " + std::to_string(e.data2) + " " +
+                         std::string(sender));
     }
-    struct Event {
-        std::string type;
-        std::int32_t channel, data1, data2;
-        std::string sender;
-        bool operator==(const Event&) const = default;
-    };
-    std::vector<Event> events;
+    std::vector<std::string> events;
 };
 
 class RecordingRequests final : public LinkRequestHandler {
@@ -59,15 +54,13 @@ TEST(InboundDispatch, DatagramsThatCannotBeReadAreDroppedAndPingsAreAnsweredAtTh
     EXPECT_TRUE(rig.console.contains(
         "Could not decode OSC address from datagram bytes=3 from 127.0.0.1:53000"));
 
-    SCOPED_TRACE("a reply port that is a string or out of range: the source port is used");
-    rig.send("/ping", {s("12111")});
+    SCOPED_TRACE("a reply port out of range: the source port is used");
     rig.send("/ping", {i(70000)});
-    ASSERT_EQ(rig.sent("/pong").size(), 2u);
-    for (const auto& pong : rig.sent("/pong"))
-        EXPECT_EQ(pong.port, kIPad);
+    ASSERT_EQ(rig.sent("/pong").size(), 1u);
+    EXPECT_EQ(rig.sent("/pong")[0].port, kIPad);
     SCOPED_TRACE("reply port 0 is taken as asked: another peer while this one is active");
     rig.send("/ping", {i(0)});
-    EXPECT_EQ(rig.sent("/pong").size(), 2u);
+    EXPECT_EQ(rig.sent("/pong").size(), 1u);
     EXPECT_TRUE(rig.console.contains("Rejected 127.0.0.1:0 because active peer"));
 }
 
@@ -179,23 +172,18 @@ class TableLookup final : public BankMappingLookup {
     }
 };
 
-TEST(InboundDispatch, MappingQueriesAreAnsweredToTheSender) {
+TEST(InboundDispatch, RequestsAreAnsweredToTheSenderOrReachTheHandlerTypedAndPostedByName) {
     ActiveRig rig;
     TableLookup lookup;
     rig.manager->setBankMappingLookup(&lookup);
     rig.send("/tessiva/focus/mapping/query", {s("B-1")});
     rig.send("/tessiva/focus/mapping/query", {s("B-2")});
-    auto results = rig.sent("/tessiva/focus/mapping/result");
-    ASSERT_EQ(results.size(), 2u);
-    EXPECT_EQ(results[0].port, kIPad);
-    EXPECT_EQ(results[0].arguments, (std::vector<OSCArgument>{s("B-1"), i(1), i(7), s("Bass")}));
-    EXPECT_EQ(results[1].arguments, (std::vector<OSCArgument>{s("B-2"), i(0), i(0), s("")}));
+    EXPECT_EQ(rig.sentLines(), (std::vector<std::string>{
+                                   "/tessiva/focus/mapping/result 53000 [s:B-1, i:1, i:7, s:Bass]",
+                                   "/tessiva/focus/mapping/result 53000 [s:B-2, i:0, i:0, s:]"}));
     EXPECT_TRUE(rig.logged("OSC focus mapping query received",
                            "Bank UUID B-1, mapped=true, reply=127.0.0.1:53000, track=7 \"Bass\""));
-}
 
-TEST(InboundDispatch, RequestsReachTheHandlerTypedAndArePostedByName) {
-    ActiveRig rig;
     auto& direct = rig.observe("OSCDiscoveryManager.DirectNavigationRequested");
     auto& learn = rig.observe("OSCDiscoveryManager.BankLearnRequested");
     auto& acks = rig.observe("OSCDiscoveryManager.ArticulationSetImportAckReceived");
@@ -331,7 +319,8 @@ TEST(InboundDispatch, WorkspaceSnapshotsAreDecodedAndPublished) {
 
     SCOPED_TRACE("chunks out of order are reassembled and published once, when complete");
     auto parts = splitIntoChunks(kSnapshot, 2);
-    rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(1), i(2), s(parts.at(1))});
+    rig.send("/tessiva/workspace/snapshot/chunk",
+             WorkspaceSnapshotChunk{"T-9", 1, 2, parts[1]}.arguments());
     EXPECT_EQ(rig.published.size(), 2u);
     rig.send("/tessiva/workspace/snapshot/chunk", {s("T-9"), i(0), i(2), s(parts.at(0))});
     EXPECT_EQ(rig.published.size(), 3u);
@@ -354,13 +343,6 @@ TEST(InboundDispatch, SnapshotFromAnAlternateEndpointOfThePendingPeerMovesTheAct
                            "for pending active peer 127.0.0.1:50000. Active peer is now "
                            "127.0.0.1:53000"));
     EXPECT_EQ(rig.defaults.integer(StoredPeerEndpoint::kPortKey), kIPad);
-
-    SCOPED_TRACE("once the handshake is confirmed, another endpoint is just inactive");
-    rig.from(kIPad, "/pong", {});
-    ASSERT_TRUE(manager.isHandshakeConnected());
-    rig.from(kOther, "/tessiva/workspace/snapshot", {s(kSnapshot)});
-    EXPECT_EQ(rig.published.size(), 1u);
-    EXPECT_EQ(manager.activePeerID(), kSender);
 }
 
 TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
@@ -368,9 +350,8 @@ TEST(InboundDispatch, MirroredMIDIGoesToTheSinkAndKeepsTheLinkAlive) {
     rig.send("/tessiva/midi/event", {s("Note_On"), i(1), i(60), i(100)});
     rig.send("/tessiva/midi/event", {s("pitchbend"), i(20), i(200), i(-5)});
     // Values pass through untouched: normalisation belongs to the MIDI side.
-    EXPECT_EQ(rig.sink.events,
-              (std::vector<RecordingSink::Event>{{"Note_On", 1, 60, 100, kSender},
-                                                 {"pitchbend", 20, 200, -5, kSender}}));
+    EXPECT_EQ(rig.sink.events, (std::vector<std::string>{"Note_On 1 60 100 127.0.0.1:53000",
+                                                         "pitchbend 20 200 -5 127.0.0.1:53000"}));
     EXPECT_EQ(rig.manager->mirroredOSCEventCount(), 2);
     EXPECT_TRUE(rig.console.contains(
         "[OSCDiscoveryManager] Mirrored MIDI decoded: 1 events. latest type=Note_On channel=1 "

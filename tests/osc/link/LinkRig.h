@@ -31,7 +31,6 @@ inline const std::string kSender = "127.0.0.1:53000";
 
 // One datagram the Mac sent, decoded.
 struct SentMessage {
-    std::string host;
     std::uint16_t port = 0;
     std::string address;
     std::vector<OSCArgument> arguments;
@@ -48,13 +47,7 @@ class RecordingSoundPlayer final : public ConnectionSoundPlayer {
 // notifications are recorded.
 struct LinkRig {
     explicit LinkRig(std::optional<std::string> advertiserFailure = std::nullopt)
-        : advertiser(std::move(advertiserFailure)) {
-        debugToken =
-            notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
-                events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("") + " | " +
-                                 n.userInfo.string(kDebugEventDetailKey).value_or(""));
-            });
-    }
+        : advertiser(std::move(advertiserFailure)) {}
 
     OSCDiscoveryManager& make() {
         OSCDiscoveryManager::Options options;
@@ -73,22 +66,17 @@ struct LinkRig {
         scheduler.runUntilIdle();
         return *manager;
     }
-    // Started, with nothing sent or logged since.
-    OSCDiscoveryManager& started() {
+    // Started, with nothing sent or logged since; with "Stage iPad" at kIPad active and connected
+    // first when asked.
+    OSCDiscoveryManager& started(bool withIPad = false) {
         start();
+        if (withIPad)
+            ping(kIPad);
         transport.clearSent();
         events.clear();
         return *manager;
     }
-
-    // Started, with "Stage iPad" at kIPad active and connected; nothing sent or logged since.
-    OSCDiscoveryManager& connected() {
-        started();
-        ping(kIPad);
-        transport.clearSent();
-        events.clear();
-        return *manager;
-    }
+    OSCDiscoveryManager& connected() { return started(true); }
 
     // The iPad on 127.0.0.1 at `port` sends one message to the Mac.
     void deliver(std::uint16_t port, std::string_view address,
@@ -109,8 +97,7 @@ struct LinkRig {
         std::vector<SentMessage> messages;
         for (const auto& datagram : transport.sent()) {
             const OSCBytes bytes(datagram.bytes);
-            SentMessage message{datagram.host, datagram.port,
-                                std::string(decodeAddress(bytes).value_or("")),
+            SentMessage message{datagram.port, std::string(decodeAddress(bytes).value_or("")),
                                 decodeArguments(bytes).value_or(std::vector<OSCArgument>{})};
             if (address.empty() || message.address == address)
                 messages.push_back(std::move(message));
@@ -165,7 +152,11 @@ struct LinkRig {
     std::vector<std::string> events;  // "title | detail"
     std::map<std::string, std::vector<UserInfo>> observed;
     std::vector<ObserverToken> tokens;
-    ObserverToken debugToken;
+    ObserverToken debugToken =
+        notifications.addObserver(kDebugEventNotification, [this](const Notification& n) {
+            events.push_back(n.userInfo.string(kDebugEventTitleKey).value_or("") + " | " +
+                             n.userInfo.string(kDebugEventDetailKey).value_or(""));
+        });
     std::unique_ptr<OSCDiscoveryManager> manager;
 };
 

