@@ -15,7 +15,7 @@
 #include "runtime/NotificationCenter.h"
 #include "runtime/VirtualScheduler.h"
 
-namespace tessiva::testing {
+namespace tessiva {
 
 struct DebugEntry {
     std::string title;
@@ -149,4 +149,4 @@ class LogicObserverHarness {
     ObserverToken snapshotToken;
 };
 
-}  // namespace tessiva::testing
+}  // namespace tessiva

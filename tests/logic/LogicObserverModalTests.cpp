@@ -6,8 +6,6 @@
 namespace tessiva {
 namespace {
 
-using testing::LogicObserverHarness;
-
 constexpr double kEps = 1e-9;
 
 TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly) {
