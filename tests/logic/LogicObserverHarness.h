@@ -17,6 +17,9 @@
 
 namespace tessiva {
 
+// Tolerance for comparing virtual times.
+inline constexpr double kEps = 1e-9;
+
 struct DebugEntry {
     std::string title;
     std::string detail;

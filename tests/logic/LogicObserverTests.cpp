@@ -7,8 +7,6 @@
 namespace tessiva {
 namespace {
 
-constexpr double kEps = 1e-9;
-
 // Track 3 selected and settled; Logic then takes `settle` seconds to publish a new selection.
 void selectThreeThenSlowDown(LogicObserverHarness& h, double settle) {
     h.start();
@@ -125,7 +123,7 @@ TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
         const double pressed = h.scheduler.now();
         h.arrow(true, 1.0);
         ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
-        EXPECT_NEAR(h.emitted[1].time - pressed, 0.05, 1e-9);
+        EXPECT_NEAR(h.emitted[1].time - pressed, 0.05, kEps);
         EXPECT_TRUE(h.lastDetailHas("Logic track detected: #4",
                                     "trigger=keyboard-down/arrange-selected-row"));
         h.arrow(false, 1.0);
@@ -144,7 +142,7 @@ TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
         const double pressed = h.scheduler.now();
         h.arrow(true, 2.0);
         ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
-        EXPECT_GE(h.emitted[1].time - pressed, 0.5 - 1e-9);
+        EXPECT_GE(h.emitted[1].time - pressed, 0.5 - kEps);
         EXPECT_LE(h.emitted[1].time - pressed, 0.6);
         // Reads of the selected element alone, every 0.05 s for 0.3 s and every 0.1 s after, then
         // the moved row is parsed.
@@ -223,7 +221,7 @@ TEST(LogicObserverSelection, SettlingReadsPollWithTheLatestToken) {
     h.scheduler.advance(1.0);
     ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
     // Reads at +0.03, +0.05, +0.07, +0.09 after the latest request see the old row.
-    EXPECT_NEAR(h.emitted[1].time - latest, 0.09, 1e-9);
+    EXPECT_NEAR(h.emitted[1].time - latest, 0.09, kEps);
     EXPECT_GE(h.emitted[1].time - requested, 0.1);
     // Each read: AXSelectedChildren and the header's title, the attribute learned at anchoring.
     EXPECT_EQ(h.logic.attributeReadCount(), 4u * 2u);
