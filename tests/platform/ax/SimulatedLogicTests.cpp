@@ -1,3 +1,5 @@
+// The simulated Logic as the observer sees it through Accessibility: Logic 12 as recorded from
+// the real one, then the older table/outline Logic.
 #include <gtest/gtest.h>
 
 #include <functional>
