@@ -10,8 +10,6 @@
 namespace tessiva {
 namespace {
 
-using testing::LogicObserverHarness;
-
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
@@ -33,9 +31,9 @@ std::vector<std::pair<int, double>> clickTen(LogicObserverHarness& h, bool armed
 class FlightRecorderProfile : public ::testing::TestWithParam<bool> {};
 
 TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted) {
-    LogicObserverHarness plain(testing::bothShapesOptions(GetParam()));
+    LogicObserverHarness plain(bothShapesOptions(GetParam()));
     const auto unrecorded = clickTen(plain, false);
-    LogicObserverHarness h(testing::bothShapesOptions(GetParam()));
+    LogicObserverHarness h(bothShapesOptions(GetParam()));
     const auto recorded = clickTen(h, true);
     ASSERT_EQ(unrecorded.size(), 10u);
     EXPECT_EQ(recorded, unrecorded);
@@ -75,8 +73,7 @@ TEST_P(FlightRecorderProfile, RecordsTenRacesWithoutChangingTheSelectionsEmitted
               "race=10 Capture complete. Use Copy Log in the Events window.");
 }
 
-INSTANTIATE_TEST_SUITE_P(Profiles, FlightRecorderProfile, ::testing::Bool(),
-                         testing::bothShapesName);
+INSTANTIATE_TEST_SUITE_P(Profiles, FlightRecorderProfile, ::testing::Bool(), bothShapesName);
 
 TEST(FlightRecorder, ArmsStopsAndCountsOnlyLogicInteractions) {
     LogicObserverHarness h{SimulatedLogicOptions{}};

@@ -8,7 +8,6 @@
 namespace tessiva {
 namespace {
 
-using testing::LogicObserverHarness;
 using Placement = DirectSelectionRules::Placement;
 
 // A found, hidden or trailing number is placed in the profile runs below, which need its row.
@@ -55,7 +54,7 @@ struct Outcome {
 class DirectTrackSelectionProfile : public ::testing::TestWithParam<bool> {
   protected:
     bool logic12() const { return GetParam(); }
-    SimulatedLogicOptions options() const { return testing::bothShapesOptions(logic12()); }
+    SimulatedLogicOptions options() const { return bothShapesOptions(logic12()); }
     // Tracks 1-4, the stack "Strings" at 5 with 6-8, tracks 9-10; track 2 selected.
     LogicObserverHarness& start(std::optional<SimulatedLogicOptions> opts = std::nullopt) {
         h_ = std::make_unique<LogicObserverHarness>(opts.value_or(options()), 4);
@@ -190,8 +189,7 @@ TEST_P(DirectTrackSelectionProfile, SelectsThroughTheFirstMethodLogicOffers) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Profiles, DirectTrackSelectionProfile, ::testing::Bool(),
-                         testing::bothShapesName);
+INSTANTIATE_TEST_SUITE_P(Profiles, DirectTrackSelectionProfile, ::testing::Bool(), bothShapesName);
 
 }  // namespace
 }  // namespace tessiva

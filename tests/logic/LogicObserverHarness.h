@@ -15,7 +15,10 @@
 #include "runtime/NotificationCenter.h"
 #include "runtime/VirtualScheduler.h"
 
-namespace tessiva::testing {
+namespace tessiva {
+
+// Tolerance for comparing virtual times.
+inline constexpr double kEps = 1e-9;
 
 struct DebugEntry {
     std::string title;
@@ -149,4 +152,4 @@ class LogicObserverHarness {
     ObserverToken snapshotToken;
 };
 
-}  // namespace tessiva::testing
+}  // namespace tessiva

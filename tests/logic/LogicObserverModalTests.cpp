@@ -6,10 +6,6 @@
 namespace tessiva {
 namespace {
 
-using testing::LogicObserverHarness;
-
-constexpr double kEps = 1e-9;
-
 TEST(LogicObserverModal, WindowChangeWithoutGestureQuarantinesForTheCooldownOnly) {
     LogicObserverHarness h;
     auto& observer = h.start();
@@ -216,7 +212,7 @@ TEST(LogicObserverModal, HeldPressesInTheRegionsAreaArmDetectionOnRelease) {
     h.logic.releasePointer();
     h.scheduler.runUntilIdle();
     EXPECT_FALSE(observer.logicPointerGestureIsPotentialScissors());
-    EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, 1e-9);
+    EXPECT_NEAR(observer.modalDeadlines().primaryDetection, released + 0.75, kEps);
     h.scheduler.advance(0.5);
     h.openModal("Split");
     EXPECT_TRUE(observer.isAXObserverSourceSuspended());

@@ -1,3 +1,4 @@
+// LogicObserver on virtual time against SimulatedLogic: selection, snapshots, Logic shapes.
 #include <gtest/gtest.h>
 
 #include "LogicObserverHarness.h"
@@ -5,8 +6,6 @@
 
 namespace tessiva {
 namespace {
-
-using testing::LogicObserverHarness;
 
 // Track 3 selected and settled; Logic then takes `settle` seconds to publish a new selection.
 void selectThreeThenSlowDown(LogicObserverHarness& h, double settle) {
@@ -124,7 +123,7 @@ TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
         const double pressed = h.scheduler.now();
         h.arrow(true, 1.0);
         ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
-        EXPECT_NEAR(h.emitted[1].time - pressed, 0.05, 1e-9);
+        EXPECT_NEAR(h.emitted[1].time - pressed, 0.05, kEps);
         EXPECT_TRUE(h.lastDetailHas("Logic track detected: #4",
                                     "trigger=keyboard-down/arrange-selected-row"));
         h.arrow(false, 1.0);
@@ -143,7 +142,7 @@ TEST(LogicObserverSelection, ArrowKeysPollUntilTheSelectionMoves) {
         const double pressed = h.scheduler.now();
         h.arrow(true, 2.0);
         ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
-        EXPECT_GE(h.emitted[1].time - pressed, 0.5 - 1e-9);
+        EXPECT_GE(h.emitted[1].time - pressed, 0.5 - kEps);
         EXPECT_LE(h.emitted[1].time - pressed, 0.6);
         // Reads of the selected element alone, every 0.05 s for 0.3 s and every 0.1 s after, then
         // the moved row is parsed.
@@ -222,7 +221,7 @@ TEST(LogicObserverSelection, SettlingReadsPollWithTheLatestToken) {
     h.scheduler.advance(1.0);
     ASSERT_EQ(h.emittedIndices(), (std::vector<int>{3, 8}));
     // Reads at +0.03, +0.05, +0.07, +0.09 after the latest request see the old row.
-    EXPECT_NEAR(h.emitted[1].time - latest, 0.09, 1e-9);
+    EXPECT_NEAR(h.emitted[1].time - latest, 0.09, kEps);
     EXPECT_GE(h.emitted[1].time - requested, 0.1);
     // Each read: AXSelectedChildren and the header's title, the attribute learned at anchoring.
     EXPECT_EQ(h.logic.attributeReadCount(), 4u * 2u);
@@ -306,6 +305,232 @@ TEST(LogicObserverSelection, ListsBeyondTheAnchoringDepth) {
         EXPECT_EQ(h.emittedIndices(), (std::vector<int>{6}));
         EXPECT_TRUE(h.lastDetailHas("Logic track detected: #6", "focused-tracks-event"));
     }
+}
+
+TEST(LogicObserverSnapshots, CollapsedStacksLeaveGapsSkipUnchangedListsAndAdoptASparseOne) {
+    LogicObserverHarness h(SimulatedLogicOptions::tableOutlineProfile(), 0);
+    h.logic.addTrack("Piano");
+    h.logic.addStack("Strings", {"Violins", "Violas", "Celli"});
+    h.logic.addTrack("Horn");
+    auto& observer = h.start();
+    const double collapsed = h.scheduler.now();
+    h.logic.setStackCollapsed(2, true);
+    h.scheduler.advance(1.0);
+    ASSERT_EQ(h.snapshots.size(), 2u);
+    EXPECT_EQ(h.snapshots[1].reason, "debounced AXLayoutChanged");
+    EXPECT_NEAR(h.snapshots[1].time, collapsed + 1.0, kEps);
+    EXPECT_EQ(h.snapshots[1].namesByIndex,
+              (std::map<int, std::string>{{1, "Piano"}, {2, "Strings"}, {6, "Horn"}}));
+    EXPECT_EQ(observer.trustedAbsoluteTrackMaximum(), 6);
+    // Opened and closed again: the capture matches the last published list and is skipped.
+    observer.beginAXCapture(45.0);
+    h.logic.setStackCollapsed(2, false);
+    h.scheduler.advance(0.2);
+    h.logic.setStackCollapsed(2, true);
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.snapshots.size(), 2u);
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot skipped"),
+              "No snapshot change after AXLayoutChanged. count=3");
+
+    // A later attachment sees the collapsed list as sparse.
+    h.logic.relaunch();
+    h.scheduler.advance(5.0);
+    EXPECT_EQ(h.lastDetail("Sparse Arrange track list adopted"),
+              "Adopted 3 visible Logic row(s) for direct navigation while Track Stacks are "
+              "collapsed.");
+    EXPECT_EQ(observer.sparseArrangeTrackList(), h.logic.trackListElement());
+}
+
+TEST(LogicObserverSnapshots, PointerDragEndingOnATrackPublishesQuickly) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    h.click(2, 3.0);
+    const auto emittedBefore = h.emitted.size();
+    h.logic.beginTrackDrag(2);
+    h.scheduler.advance(0.05);
+    h.logic.dragPointerTo(6);
+    h.scheduler.advance(0.5);
+    EXPECT_TRUE(observer.isLogicPointerDragActive());
+    const double dragged = h.scheduler.now();
+    h.logic.endTrackDrag(6);
+    h.scheduler.runUntilIdle();
+    EXPECT_FALSE(observer.isLogicPointerDragActive());
+    // Notifications during the drag were not read.
+    EXPECT_EQ(h.emitted.size(), emittedBefore);
+    h.scheduler.advance(0.15);
+    ASSERT_EQ(h.snapshots.size(), 2u);
+    EXPECT_EQ(h.snapshots[1].reason, "debounced pointer-drag-ended/arrange-track");
+    EXPECT_NEAR(h.snapshots[1].time, dragged + 0.15, kEps);
+    EXPECT_EQ(h.snapshots[1].namesByIndex.at(6), "Track Name 2");
+}
+
+TEST(LogicObserverSnapshots, StartupSnapshotThenThePollAndTheDebouncePublishChanges) {
+    LogicObserverHarness h;
+    auto& observer = h.start();
+    ASSERT_EQ(h.snapshots.size(), 1u);
+    EXPECT_EQ(h.snapshots[0].reason, "startup");
+    EXPECT_EQ(observer.lastTrackNamesSnapshot(), h.logic.visibleRows());
+    EXPECT_EQ(observer.trustedAbsoluteTrackMaximum(), 10);
+    EXPECT_EQ(observer.lastObservedArrangeVisibleRowCount(), 10);
+    EXPECT_EQ(h.lastDetail("Dense Arrange track list verified"),
+              "Adopted 10 direct Logic rows for absolute click/keyboard resolution. reason=Logic "
+              "AX observer attached");
+    h.logic.relaunch();
+    h.scheduler.advance(5.0);  // re-attached; the identical list is not republished
+    EXPECT_EQ(h.snapshots.size(), 1u);
+    h.logic.renameTrack(5, "Celesta");
+    h.scheduler.advance(5.0);  // first poll after attachment only records
+    EXPECT_EQ(h.snapshots.size(), 1u);
+    h.logic.renameTrack(6, "Harp");
+    h.scheduler.advance(5.0);
+    ASSERT_EQ(h.snapshots.size(), 2u);
+    EXPECT_EQ(h.snapshots[1].reason, "poll/visible-structure-changed");
+    EXPECT_EQ(h.snapshots[1].namesByIndex, h.logic.visibleRows());  // Celesta and Harp
+    EXPECT_EQ(observer.lastMaxTrackIndex(), 10);
+    h.scheduler.advance(10.0);
+    EXPECT_EQ(h.snapshots.size(), 2u);
+
+    // A duplicate maps its name to both numbers. It selects the copy, so the capture waits for
+    // the 2.0 s quiet window.
+    const double duplicated = h.scheduler.now();
+    h.logic.duplicateTrack(3);
+    h.scheduler.advance(3.0);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{4}));
+    ASSERT_EQ(h.snapshots.size(), 3u);
+    EXPECT_NEAR(h.snapshots[2].time, duplicated + 2.0, kEps);
+    EXPECT_EQ(h.snapshots[2].namesByIndex, h.logic.visibleRows());
+    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 3"), (std::vector<int>{3, 4}));
+    EXPECT_EQ(observer.indicesByTrackName().at("Track Name 10"), (std::vector<int>{11}));
+    EXPECT_EQ(h.lastDetail("Debounced structural snapshot published"),
+              "reason=AXLayoutChanged count=11 quietMs=2000");
+}
+
+// The observation against each shape of Logic the simulation knows: Logic 12 (a rail of layout
+// items, a lagging selection, no notification) in each of its languages, Logic 12 posting the
+// table notifications, and the older table/outline Logic.
+struct Profile {
+    SimulatedLogicVersion version;
+    SimulatedLogicLocale locale;
+    SimulatedLogicNotifications notifications;
+    double lag;
+};
+
+std::string profileName(const ::testing::TestParamInfo<Profile>& info) {
+    const auto& p = info.param;
+    return "Logic" + std::string(kSimulatedLogicVersionNames[static_cast<int>(p.version)]) + "_" +
+           std::string(kSimulatedLogicLocaleNames[static_cast<int>(p.locale)]) + "_" +
+           std::string(kSimulatedLogicNotificationsNames[static_cast<int>(p.notifications)]) +
+           "_lag" + std::to_string(static_cast<int>(p.lag * 1000));
+}
+
+class LogicObserverProfile : public ::testing::TestWithParam<Profile> {
+  protected:
+    static SimulatedLogicOptions options() {
+        SimulatedLogicOptions options;
+        options.version = GetParam().version;
+        options.locale = GetParam().locale;
+        options.notifications = GetParam().notifications;
+        options.selectionSettleDelay = GetParam().lag;
+        options.selectionSettleJitter = GetParam().lag > 0 ? 0.1 : 0.0;
+        options.randomSeed = 7;
+        return options;
+    }
+
+    // Twelve tracks with a stack of three at 5: headers 1-4, 5 (stack), 6-8 (members), 9-12.
+    LogicObserverHarness& start() {
+        h_ = std::make_unique<LogicObserverHarness>(options(), 4);
+        h_->addStringsStackAndTracksUpTo(12);
+        h_->start();
+        return *h_;
+    }
+
+    std::unique_ptr<LogicObserverHarness> h_;
+};
+
+TEST_P(LogicObserverProfile, AnchorsTheHeadersAndEachClickAndArrowKeyYieldsItsTrackOnce) {
+    auto& h = start();
+    EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
+    ASSERT_FALSE(h.snapshots.empty());
+    EXPECT_EQ(h.snapshots.front().namesByIndex, h.logic.visibleRows());
+    EXPECT_EQ(h.snapshots.front().namesByIndex.at(6), "Violins");
+    // Faster than Logic publishes: each click lands before the one before it shows.
+    for (int track : {3, 5, 7, 2})
+        h.click(track, 0.2);
+    h.scheduler.advance(1.0);
+    for (bool down : {true, true, false})
+        h.arrow(down, 0.6);
+    h.scheduler.advance(1.5);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 5, 7, 2, 3, 4, 3}));
+    EXPECT_EQ(h.emitted[2].selection.name, "Violas");
+}
+
+TEST_P(LogicObserverProfile, ClicksStillCountAfterTheMixerAndAfterAProjectSwitch) {
+    auto& h = start();
+    h.click(2, 1.5);
+    h.logic.openMixer();
+    h.logic.clickMixerStrip(4);
+    h.scheduler.advance(1.5);
+    h.logic.closeMixer();
+    h.scheduler.advance(1.6);  // a focused-window change quarantines for 1.5 s
+    h.click(9, 1.5);
+    ASSERT_FALSE(h.emitted.empty());
+    EXPECT_EQ(h.emitted.back().selection.index, 9);
+
+    h.logic.setProjectName("Cue");
+    h.scheduler.advance(1.6);
+    h.clearRecords();
+    h.click(11, 1.5);  // well before the 30 s re-anchor
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{11}));
+    EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), h.logic.windowTitle());
+}
+
+// Also: a dialog between two clicks, where the first read after it still shows the earlier
+// track; Logic's late notification for the new click must not bring the earlier one back.
+TEST_P(LogicObserverProfile, WindowTitleIsTheArrangeWindowsWhateverIsInFront) {
+    auto& h = start();
+    h.click(3, 1.5);
+    const auto arrange = h.logic.windowTitle();
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.openPluginWindow(3);
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.closePluginWindow();
+    h.openModal("Delete Track?", SimulatedModalKind::dialog);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);  // quarantined
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.logic.dismissModal();
+    h.scheduler.advance(2.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), arrange);
+    h.click(4, 1.5);
+    EXPECT_EQ(h.emittedIndices(), (std::vector<int>{3, 4}));
+    h.logic.quit();
+    h.scheduler.advance(5.0);
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), std::nullopt);
+}
+
+constexpr auto k12 = SimulatedLogicVersion::logic12;
+constexpr auto k10 = SimulatedLogicVersion::logic10;
+constexpr auto kNone = SimulatedLogicNotifications::none;
+constexpr auto kTable = SimulatedLogicNotifications::table;
+using Locale = SimulatedLogicLocale;
+INSTANTIATE_TEST_SUITE_P(
+    Logic, LogicObserverProfile,
+    ::testing::Values(Profile{k12, Locale::en, kNone, 0.35}, Profile{k12, Locale::de, kNone, 0.35},
+                      Profile{k12, Locale::ja, kNone, 0.35}, Profile{k12, Locale::ko, kNone, 0.35},
+                      Profile{k12, Locale::en, kTable, 0.02}, Profile{k12, Locale::en, kNone, 0.6},
+                      Profile{k10, Locale::en, kTable, 0.0},
+                      Profile{k10, Locale::en, kTable, 0.35}),
+    profileName);
+
+TEST(LogicObserverLogic12, FirstWindowListReadFailingIsAskedAgain) {
+    // Logic 12: the first AXWindows read fails.
+    LogicObserverHarness h(SimulatedLogicOptions{}, 6);
+    h.logic.openPluginWindow(2);  // AXMainWindow is the plug-in: the window list is needed
+    h.start();
+    EXPECT_EQ(h.observer->readLogicWindowTitle(), "Song - Tracks");
+    EXPECT_EQ(h.observer->trackHeaderContainer(), h.logic.trackListElement());
 }
 
 }  // namespace
