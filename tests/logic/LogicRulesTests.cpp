@@ -176,6 +176,11 @@ TEST(ModalDeadlines, GestureDetectionEndsAtItsDeadlineWithoutQuarantine) {
     EXPECT_FALSE(deadlines.isQuarantined(10.1));
     deadlines.modalOpened(10.5, 30.0);
     EXPECT_TRUE(deadlines.awaitsConfirmation(40.49));
+    EXPECT_FALSE(deadlines.awaitsConfirmation(40.5));
+    // A confirmed modal ends the gesture detection too.
+    deadlines.armPrimaryDetection(41.0, 0.75);
+    deadlines.modalConfirmed();
+    EXPECT_FALSE(deadlines.suspectsModal(41.1));
 }
 
 TEST(StructuralSnapshotDebounce, DelaysAndFireDecisions) {
