@@ -33,6 +33,9 @@ Received portsAndBytes(const std::vector<test::JackMIDIReader::Event>& events) {
     return all;
 }
 
+// Upper bounds on waits for the JACK graph: a sanitized build on a busy machine needs them long.
+constexpr double kPatience = 30.0;
+
 constexpr const char* kVirtualSource = "Tessiva Focus Virtual MIDI:Tessiva MIDI";
 
 // The relay and the mirror on real MIDI ports: a private JACK server, the RtMidi backend choosing
@@ -72,7 +75,7 @@ TEST_F(MIDIOverJack, TheVirtualSourceIsSeenByNameAndCarriesExactlyTheMirroredByt
     auto reader = openReader("Logic stand-in", {"record"});
     ASSERT_TRUE(reader);
     ASSERT_TRUE(reader->connectFrom(kVirtualSource, 0)) << "no JACK source " << kVirtualSource;
-    ASSERT_TRUE(reader->waitForCycles(3, 5.0));
+    ASSERT_TRUE(reader->waitForCycles(3, kPatience));
 
     SCOPED_TRACE("a sequence of datagrams, decoded and sent on the mirrored-MIDI queue");
     auto queue = scheduler.makeSerialQueue("tessiva.focus.osc.mirrored-midi");
@@ -96,13 +99,13 @@ TEST_F(MIDIOverJack, TheVirtualSourceIsSeenByNameAndCarriesExactlyTheMirroredByt
     scheduler.runUntilIdle();
     EXPECT_EQ(bridge.mirroredEventCount(), 6u);
 
-    EXPECT_EQ(portsAndBytes(reader->take(6, 5.0)), (Received{{0, 0x90, 60, 100},
-                                                             {0, 0xB1, 64, 127},
-                                                             {0, 0xCF, 5},
-                                                             {0, 0xD0, 127},
-                                                             {0, 0xEF, 0, 64},
-                                                             {0, 0x80, 60, 0}}));
-    EXPECT_TRUE(reader->waitForCycles(3, 5.0));
+    EXPECT_EQ(portsAndBytes(reader->take(6, kPatience)), (Received{{0, 0x90, 60, 100},
+                                                                   {0, 0xB1, 64, 127},
+                                                                   {0, 0xCF, 5},
+                                                                   {0, 0xD0, 127},
+                                                                   {0, 0xEF, 0, 64},
+                                                                   {0, 0x80, 60, 0}}));
+    EXPECT_TRUE(reader->waitForCycles(3, kPatience));
     EXPECT_TRUE(reader->take(7, 0.0).empty());  // nothing more, nothing twice
     EXPECT_EQ(reader->dropped(), 0u);
 }
@@ -122,13 +125,13 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     EXPECT_TRUE(console.contains("[MIDIRelay] Using legacy destination: Studio:Network Session 1"))
         << testing::PrintToString(console.lines());
     EXPECT_EQ(published, (std::vector<std::string>{"Studio:Network Session 1"}));
-    ASSERT_TRUE(reader->waitForCycles(3, 5.0));
+    ASSERT_TRUE(reader->waitForCycles(3, kPatience));
 
     relay.sendProgramChange(5, 3);
     relay.sendProgramChange(128, 3);  // out of range: nothing leaves
     relay.sendProgramChange(42, 17);
-    EXPECT_EQ(portsAndBytes(reader->take(2, 5.0)), (Received{{1, 0xC2, 5}, {1, 0xCF, 42}}));
-    EXPECT_TRUE(reader->waitForCycles(3, 5.0));
+    EXPECT_EQ(portsAndBytes(reader->take(2, kPatience)), (Received{{1, 0xC2, 5}, {1, 0xCF, 42}}));
+    EXPECT_TRUE(reader->waitForCycles(3, kPatience));
     EXPECT_TRUE(reader->take(3, 0.0).empty());
     EXPECT_FALSE(console.contains("failed"));
 
@@ -149,18 +152,18 @@ TEST_F(MIDIOverJack, TheRelayPrefersTheNetworkSessionAndSendsItsProgramChange) {
     ASSERT_TRUE(other);
     relay.refreshDestinations();
     EXPECT_EQ(published.back(), "Synth:Keys In");
-    ASSERT_TRUE(other->waitForCycles(3, 5.0));
+    ASSERT_TRUE(other->waitForCycles(3, kPatience));
     relay.sendProgramChange(1, 1);
-    EXPECT_EQ(portsAndBytes(other->take(1, 5.0)), (Received{{0, 0xC0, 1}}));
+    EXPECT_EQ(portsAndBytes(other->take(1, kPatience)), (Received{{0, 0xC0, 1}}));
 
     SCOPED_TRACE("the same destination restarts: a refresh connects to it again");
     other.reset();
     auto again = openReader("Synth", {"Keys In"});
     ASSERT_TRUE(again);
     relay.refreshDestinations();
-    ASSERT_TRUE(again->waitForCycles(3, 5.0));
+    ASSERT_TRUE(again->waitForCycles(3, kPatience));
     relay.sendNoteOn(64, 2, 90);
-    EXPECT_EQ(portsAndBytes(again->take(1, 5.0)), (Received{{0, 0x91, 64, 90}}));
+    EXPECT_EQ(portsAndBytes(again->take(1, kPatience)), (Received{{0, 0x91, 64, 90}}));
 }
 
 // Real time, on the production queues: a run plays in order to the end, and a second run
@@ -172,7 +175,7 @@ TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingS
     auto reader = openReader("Run recorder", {"record"});
     ASSERT_TRUE(reader);
     ASSERT_TRUE(reader->connectFrom(kVirtualSource, 0));
-    ASSERT_TRUE(reader->waitForCycles(3, 5.0));
+    ASSERT_TRUE(reader->waitForCycles(3, kPatience));
     MIDIRunScheduler runs(dispatcher, bridge, center, console);
     auto json = [](const std::string& id, const std::string& notes) {
         return R"({"version":1,"runID":")" + id +
@@ -191,7 +194,7 @@ TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingS
     };
 
     runs.schedule(json("A", "60,61,62,63,64,65"), dispatcher.clock().now(), "iPad");
-    const auto events = reader->take(12, 5.0);
+    const auto events = reader->take(12, kPatience);
     ASSERT_EQ(events.size(), 12u);
     std::map<int, int> sounding;
     balance(sounding, events);
@@ -207,12 +210,13 @@ TEST_F(MIDIOverJack, AScheduledRunPlaysInTimeOrderAndACancelledOneLeavesNothingS
     runs.schedule(json("B", "70,71,72,73,74,75,76,77,78,79"), dispatcher.clock().now(), "iPad");
     std::map<int, int> left;
     // take() counts every event so far: the 12 of run A, then 3 of B (it is playing).
-    const auto first = reader->take(15, 5.0);
+    const auto first = reader->take(15, kPatience);
     ASSERT_EQ(first.size(), 3u);
     balance(left, first);
     runs.cancel(R"({"runID":"B","channelOneBased":2,"notes":[70,71]})", "iPad");
     EXPECT_EQ(runs.activeRunCount(), 0u);
-    ASSERT_TRUE(reader->waitForCycles(80, 5.0));  // longer than the rest of the run would take
+    ASSERT_TRUE(
+        reader->waitForCycles(80, kPatience));  // longer than the rest of the run would take
     balance(left, reader->take(55, 0.0));
     for (const auto& [note, open] : left)
         EXPECT_EQ(open, 0) << "note " << note << " left hanging";
