@@ -23,6 +23,7 @@
 #include "runtime/Console.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/VirtualScheduler.h"
+#include "support/StoreHarness.h"
 #include "support/TempFolder.h"
 
 namespace tessiva {
@@ -51,13 +52,9 @@ class ScriptedRepairState final : public StructuralRepairState {
 
 // A mapping store on a temporary folder, with the console, notification centre and event log
 // it reports to. Virtual time throughout.
-struct StoreRig {
-    VirtualScheduler scheduler;
-    CapturingConsole console;
+struct StoreRig : StoreHarness {
     NotificationCenter center{scheduler.mainQueue()};
-    DebugLogStore log{scheduler.mainQueue(), scheduler.clock()};
     TempFolder folder{"tessiva-app"};
-    MappingStore store{{scheduler.mainQueue(), scheduler.clock(), console, log}};
 
     StoreRig() { (void)store.open(folder.path()); }
 };

@@ -95,7 +95,6 @@ class SelectionToOutput : public ::testing::Test, protected StoreRig {
         return expected;
     }
 
-    NotificationCenter center{scheduler.mainQueue()};
     LearnModeStore learn;
     SimulatedMIDIService midi;
     MIDIRelay relay{midi, center, console};
